@@ -10,21 +10,25 @@ cmake_path(GET STDOLE2 PARENT_PATH STDOLE2_DIRECTORY)
 set(TYPE_LIBRARY_IDL ${PROJECT_SOURCE_DIR}/src/api/zorvanlib.idl)
 set(TYPE_LIBRARY_INCLUDE ${PROJECT_BINARY_DIR}/include)
 set(TYPE_LIBRARY_HEADER ${TYPE_LIBRARY_INCLUDE}/zorvanlib.h)
+set(TYPE_LIBRARY_IDENTIFIERS ${TYPE_LIBRARY_INCLUDE}/zorvanlib_i.c)
 set(TYPE_LIBRARY_TLB ${PROJECT_BINARY_DIR}/typelib/zorvanlib.tlb)
 set(WIDL_COMMAND ${WIDL} -m64 -I/usr/include/wine/wine/windows -L${STDOLE2_DIRECTORY})
 file(MAKE_DIRECTORY ${TYPE_LIBRARY_INCLUDE} ${PROJECT_BINARY_DIR}/typelib)
 
 # The IDL goes beside the header: it carries the documentation that the generated header lacks.
 add_custom_command(
-  OUTPUT ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_TLB} ${TYPE_LIBRARY_INCLUDE}/zorvanlib.idl
+  OUTPUT
+    ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_IDENTIFIERS} ${TYPE_LIBRARY_TLB} ${TYPE_LIBRARY_INCLUDE}/zorvanlib.idl
   COMMAND ${WIDL_COMMAND} -h -o ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_IDL}
+  COMMAND ${WIDL_COMMAND} -u -o ${TYPE_LIBRARY_IDENTIFIERS} ${TYPE_LIBRARY_IDL}
   COMMAND ${WIDL_COMMAND} -t -o ${TYPE_LIBRARY_TLB} ${TYPE_LIBRARY_IDL}
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${TYPE_LIBRARY_IDL} ${TYPE_LIBRARY_INCLUDE}/zorvanlib.idl
   DEPENDS ${TYPE_LIBRARY_IDL}
   VERBATIM)
 add_custom_target(type_library DEPENDS ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_TLB})
 
-# For whatever includes <zorvanlib.h>. SYSTEM: warnings in generated code are not ours to mend.
-add_library(zorvanlib_client INTERFACE)
+# For whatever includes <zorvanlib.h>: the header and the identifiers. SYSTEM: warnings in generated code are not ours
+# to mend.
+add_library(zorvanlib_client STATIC ${TYPE_LIBRARY_IDENTIFIERS})
 target_include_directories(zorvanlib_client SYSTEM INTERFACE ${TYPE_LIBRARY_INCLUDE})
 add_dependencies(zorvanlib_client type_library)

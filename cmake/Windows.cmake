@@ -9,15 +9,29 @@ target_compile_definitions(windows_options INTERFACE
 
 target_compile_options(windows_options INTERFACE
   $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Werror>
-  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual -Wold-style-cast>
   $<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong>
+  $<$<COMPILE_LANGUAGE:C,CXX>:-ffunction-sections;-fdata-sections>
   # Paths of the machine that built a program stay out of it.
   $<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
 
 # -static: a program of ours needs nothing but the DLLs of Windows.
 target_link_options(windows_options INTERFACE
-  -static -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
+  -static -fstack-protector-strong -Wl,--gc-sections,--dynamicbase,--nxcompat,--high-entropy-va)
 
 # Names products as they are: zorvanlib.dll, not libzorvanlib.dll.
 set(CMAKE_SHARED_LIBRARY_PREFIX "")
 set(CMAKE_SHARED_MODULE_PREFIX "")
+
+# Import library: link to newdev_imports for DiInstallDevice.
+set(newdev_library ${PROJECT_BINARY_DIR}/lib/libnewdev_imports.a)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+add_custom_command(
+  OUTPUT ${newdev_library}
+  COMMAND ${CMAKE_DLLTOOL} -d ${CMAKE_CURRENT_LIST_DIR}/newdev.def -l ${newdev_library}
+  DEPENDS ${CMAKE_CURRENT_LIST_DIR}/newdev.def
+  VERBATIM)
+add_custom_target(newdev_import_library DEPENDS ${newdev_library})
+add_library(newdev_imports INTERFACE)
+target_link_libraries(newdev_imports INTERFACE ${newdev_library})
+add_dependencies(newdev_imports newdev_import_library)

@@ -1,0 +1,127 @@
+#include "engine_api.h"
+
+#include "control_requests.h"
+#include "ports.h"
+
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <system_error>
+
+namespace zorvan::driver {
+namespace {
+
+// One lock for the engine: requests are rare and short, and a bridge touches two ports.
+struct Engine {
+    std::mutex mutex;
+    Ports ports;
+};
+
+Engine& engine() {
+    static Engine instance;
+    return instance;
+}
+
+// Goes to the driver process's error output, where the system's own messages about drivers go.
+void report(const char* what, const std::exception& failure) {
+    std::fprintf(stderr, "zorvan_engine: %s: %s\n", what, failure.what());
+}
+
+template <class Action>
+Outcome guarded(Port& port, Action action) {
+    const std::lock_guard lock(engine().mutex);
+    if (port.stopped())
+        return {Status::NoSuchDevice, 0};
+    try {
+        return action();
+    } catch (const std::exception& failure) {
+        report("a request failed", failure);
+        return {Status::InsufficientResources, 0};
+    }
+}
+
+Outcome deliver(const protocol::Bytes& reply, void* buffer, std::uint32_t outputSize) {
+    if (reply.size() > outputSize)
+        return {Status::BufferTooSmall, 0};
+    if (!reply.empty())
+        std::memcpy(buffer, reply.data(), reply.size());
+    return {Status::Success, static_cast<std::uint32_t>(reply.size())};
+}
+
+std::span<const std::uint8_t> inputOf(const void* buffer, std::uint32_t size) {
+    return {static_cast<const std::uint8_t*>(buffer), size};
+}
+
+// Empty when the value is missing or no text.
+std::wstring readPortName(void* deviceKey) {
+    wchar_t text[260];
+    DWORD size = sizeof text;
+    const auto error =
+        RegGetValueW(static_cast<HKEY>(deviceKey), nullptr, L"PortName", RRF_RT_REG_SZ, nullptr, text, &size);
+    return error == ERROR_SUCCESS ? text : std::wstring();
+}
+
+} // namespace
+
+Port* zorvanStartPort(void* deviceKey, const wchar_t* deviceName) {
+    try {
+        auto port = std::make_unique<Port>(readPortName(deviceKey), deviceName);
+        const std::lock_guard lock(engine().mutex);
+        engine().ports.add(*port);
+        return port.release();
+    } catch (const std::exception& failure) {
+        report("a port could not be started", failure);
+        return nullptr;
+    }
+}
+
+void zorvanStopPort(Port* port) {
+    const std::lock_guard lock(engine().mutex);
+    engine().ports.remove(*port);
+    port->stop();
+}
+
+void zorvanFreePort(Port* port) {
+    delete port;
+}
+
+Outcome zorvanControl(
+    Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
+    return guarded(*port, [&]() -> Outcome {
+        protocol::RecordWriter reply;
+        const auto status =
+            handleControlRequest(engine().ports, *port, code, inputOf(buffer, inputSize), reply);
+        if (status != Status::Success)
+            return {status, 0};
+        return deliver(reply.bytes(), buffer, outputSize);
+    });
+}
+
+Status zorvanOpenSerial(Port* port) {
+    return guarded(*port, [&]() -> Outcome {
+               if (port->serialOpen || !port->enabled)
+                   return {Status::AccessDenied, 0};
+               port->serialOpen = true;
+               port->serial = SerialSettings();
+               return {Status::Success, 0};
+           }).status;
+}
+
+void zorvanCloseSerial(Port* port) {
+    const std::lock_guard lock(engine().mutex);
+    port->serialOpen = false;
+}
+
+Outcome zorvanSerialControl(
+    Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
+    return guarded(*port, [&]() -> Outcome {
+        protocol::RecordWriter reply;
+        const auto status = port->serial.handleRequest(code, inputOf(buffer, inputSize), reply);
+        if (status != Status::Success)
+            return {status, 0};
+        return deliver(reply.bytes(), buffer, outputSize);
+    });
+}
+
+} // namespace zorvan::driver

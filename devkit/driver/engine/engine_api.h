@@ -1,0 +1,46 @@
+// What zorvan.sys asks of zorvan_engine.dll. Either side may call from any thread.
+//
+// The .sys lives among kernel declarations and without the C++ library, so the engine shows it plain functions and
+// an opaque port, and lets no exception through.
+#pragma once
+
+#include "status.h"
+
+#ifdef ZORVAN_ENGINE_BUILD
+#define ZORVAN_ENGINE_API __declspec(dllexport)
+#else
+#define ZORVAN_ENGINE_API __declspec(dllimport)
+#endif
+
+namespace zorvan::driver {
+
+class Port;
+
+// The device objects for serial traffic are named so, followed by a number.
+inline constexpr wchar_t kSerialDevicePrefix[] = L"\\Device\\ZorvanPort";
+
+extern "C" {
+
+// Starts the port of a device whose open hardware key is given (it stays the caller's) and whose serial traffic
+// enters at the named device object. Null: the port could not be started.
+ZORVAN_ENGINE_API Port* zorvanStartPort(void* deviceKey, const wchar_t* deviceName);
+
+// The device is gone: ends the port's name, connection and host process. Requests that still come are refused.
+ZORVAN_ENGINE_API void zorvanStopPort(Port* port);
+
+// No more calls will come for this stopped port.
+ZORVAN_ENGINE_API void zorvanFreePort(Port* port);
+
+// The buffer holds the request's input and takes its reply.
+ZORVAN_ENGINE_API Outcome
+zorvanControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize);
+
+// The serial side takes one opener at a time.
+ZORVAN_ENGINE_API Status zorvanOpenSerial(Port* port);
+ZORVAN_ENGINE_API void zorvanCloseSerial(Port* port);
+ZORVAN_ENGINE_API Outcome
+zorvanSerialControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize);
+
+} // extern "C"
+
+} // namespace zorvan::driver

@@ -1,0 +1,44 @@
+#include "host_events.h"
+
+#include <winternl.h>
+
+namespace zorvan::driver {
+namespace {
+
+// Resetting an event that its owner made non-signalled changes nothing; resetting anything else fails.
+bool isEvent(HANDLE handle) {
+    return ResetEvent(handle) != FALSE;
+}
+
+// When only our own handle is left nobody can wait on the event any more. One that cannot be asked is kept.
+bool isAbandoned(const UniqueHandle& event) {
+    PUBLIC_OBJECT_BASIC_INFORMATION information{};
+    return NtQueryObject(event.get(), ObjectBasicInformation, &information, sizeof information, nullptr) >= 0 &&
+           information.HandleCount == 1;
+}
+
+} // namespace
+
+bool HostEvents::add(const HostProcess& host, std::uint64_t value) {
+    auto event = host.copyHandle(value);
+    if (!event || !isEvent(event.get()))
+        return false;
+    host.closeHandle(value);
+
+    dropAbandoned();
+    if (events_.size() == kMaximum)
+        events_.pop_front();
+    events_.push_back(std::move(event));
+    return true;
+}
+
+void HostEvents::signal() const {
+    for (const auto& event : events_)
+        SetEvent(event.get()); // cannot fail for an event that we own
+}
+
+void HostEvents::dropAbandoned() {
+    std::erase_if(events_, isAbandoned);
+}
+
+} // namespace zorvan::driver

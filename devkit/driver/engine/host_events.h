@@ -1,0 +1,29 @@
+// The events of the clients that watch a port's mode.
+#pragma once
+
+#include "host_process.h"
+
+#include <deque>
+
+namespace zorvan::driver {
+
+// Every client that opens a device hands over an event, and none takes it back. So they are all kept and signalled;
+// those whose client is gone are dropped when the next one comes, and beyond kMaximum the oldest one makes room.
+class HostEvents {
+public:
+    static constexpr std::size_t kMaximum = 64;
+
+    // Takes over the event that a client left in the host process: it is moved here, so that the handles which
+    // remain are the clients' own. False: the value is no event of the host process.
+    bool add(const HostProcess& host, std::uint64_t value);
+
+    void signal() const;
+    std::size_t size() const { return events_.size(); }
+
+private:
+    void dropAbandoned();
+
+    std::deque<UniqueHandle> events_;
+};
+
+} // namespace zorvan::driver

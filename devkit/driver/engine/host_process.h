@@ -1,0 +1,52 @@
+// The process that stands for one port: clients open it by its ID and duplicate into it the handles they hand over.
+#pragma once
+
+#include "base/unique.h"
+
+#include <cstdint>
+
+namespace zorvan::driver {
+
+// Runs from construction to destruction; ending it closes every handle it was given.
+class HostProcess {
+public:
+    HostProcess();
+    ~HostProcess();
+    HostProcess(const HostProcess&) = delete;
+    HostProcess& operator=(const HostProcess&) = delete;
+
+    std::uint32_t id() const { return id_; }
+    bool running() const;
+
+    // Null when the value is no handle of the host process.
+    UniqueHandle copyHandle(std::uint64_t value) const;
+    void closeHandle(std::uint64_t value) const;
+
+private:
+    UniqueHandle process_;
+    std::uint32_t id_ = 0;
+};
+
+// A handle that a client left in the host process, with the engine's own copy of it.
+class HostHandle {
+public:
+    // Takes the value over if it is a handle there; otherwise the result is empty.
+    HostHandle(const HostProcess& host, std::uint64_t value);
+    HostHandle(HostHandle&& other) noexcept;
+    HostHandle& operator=(HostHandle&& other) noexcept;
+    ~HostHandle();
+
+    explicit operator bool() const { return static_cast<bool>(copy_); }
+    std::uint64_t value() const { return value_; }
+    HANDLE copy() const { return copy_.get(); }
+
+    // Leaves the value in the host process to its owner.
+    void giveBack() { copy_.reset(); }
+
+private:
+    const HostProcess* host_;
+    std::uint64_t value_;
+    UniqueHandle copy_;
+};
+
+} // namespace zorvan::driver

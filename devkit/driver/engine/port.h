@@ -1,0 +1,102 @@
+// One virtual serial port: its host process, its name, its connection and its settings.
+//
+// Ports are touched only with the engine's lock held (engine_api.cpp); so a port may reach into its bridge partner.
+#pragma once
+
+#include "driver/protocol.h"
+#include "host_events.h"
+#include "host_process.h"
+#include "port_name.h"
+#include "serial_settings.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace zorvan::driver {
+
+class Port;
+
+struct Listening {};
+
+struct PipeConnection {
+    HostHandle pipe;
+    bool serverEnd;
+};
+
+struct Bridge {
+    Port* partner; // whose own connection is the bridge back to this port
+    std::wstring server;
+    bool permanent;
+};
+
+struct FileConnection {
+    HostHandle output;
+    HostHandle input;
+};
+
+// In the order of the modes that clients see, from 1 on.
+using Connection = std::variant<Listening, PipeConnection, Bridge, FileConnection>;
+
+inline constexpr std::uint32_t kModeBroken = 0;
+
+class Port {
+public:
+    using PinConnections = std::array<std::uint16_t, protocol::kPinConnectionCount>;
+
+    static const PinConnections kNullModem;
+
+    // Starts the host process.
+    Port(std::wstring name, std::wstring deviceName);
+    ~Port();
+    Port(const Port&) = delete;
+    Port& operator=(const Port&) = delete;
+
+    // Ends whatever the port has outside itself; it is still there, but for nothing.
+    void stop();
+    bool stopped() const { return !host_; }
+
+    const HostProcess& host() const { return *host_; }
+    const std::wstring& deviceName() const { return deviceName_; }
+    bool isPublishedAs(const std::wstring& name) const;
+
+    // Broken when the host process, and with it every handle that it was given, is gone.
+    std::uint32_t mode() const;
+    const Connection& connection() const { return connection_; }
+    // Null in any other mode.
+    template <class Mode>
+    const Mode* connectionAs() const {
+        return std::get_if<Mode>(&connection_);
+    }
+
+    // Ends the present connection, at both ends of a bridge, and begins the next.
+    void connect(Connection next);
+    void bridgeTo(Port& partner, std::wstring server, bool permanent);
+    void listen();
+
+    void publish();
+    void unpublish() { publishedName_.reset(); }
+
+    std::wstring name;
+    std::wstring securityDescriptor = L"D:AR(A;;CC;;;WD)";
+    bool enabled = true;
+    PinConnections pinConnections = kNullModem;
+    protocol::ErrorEmulationState crossover{};
+    protocol::ErrorEmulationLong transmitOverflow{protocol::kTransmitOverflow, 0, 0};
+    protocol::TrafficCounters traffic{}; // no traffic yet: stays zero
+    HostEvents events;
+    SerialSettings serial;
+    bool serialOpen = false;
+
+private:
+    void become(Connection next);
+    void releasePartner();
+
+    std::wstring deviceName_;
+    std::optional<HostProcess> host_;
+    std::optional<PublishedPortName> publishedName_;
+    Connection connection_; // after the host process, which its handles live in
+};
+
+} // namespace zorvan::driver

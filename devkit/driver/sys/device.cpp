@@ -1,0 +1,186 @@
+#include "device.h"
+
+namespace zorvan::driver {
+namespace {
+
+constexpr GUID kControlInterface = {
+    0x24E7F5CF, 0xEF4A, 0x4BD2, {0x87, 0xF4, 0x72, 0x21, 0x02, 0xE5, 0x39, 0x63}};
+constexpr GUID kSerialInterface = {
+    0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
+
+LONG lastSerialDevice = 0;
+Device* volatile removedDevices = nullptr;
+
+EntranceExtension& entranceExtension(DEVICE_OBJECT* object) {
+    return *static_cast<EntranceExtension*>(object->DeviceExtension);
+}
+
+// The function device's extension holds the device itself, too.
+struct FunctionExtension {
+    EntranceExtension entrance;
+    Device device;
+};
+
+class SerialDeviceName {
+public:
+    SerialDeviceName() {
+        wchar_t digits[12];
+        UNICODE_STRING number{0, sizeof digits, digits};
+        RtlIntegerToUnicodeString(static_cast<ULONG>(InterlockedIncrement(&lastSerialDevice)), 10, &number);
+        name_.MaximumLength = sizeof text_ - sizeof(wchar_t);
+        name_.Buffer = text_;
+        RtlAppendUnicodeToString(&name_, const_cast<wchar_t*>(kSerialDevicePrefix));
+        RtlAppendUnicodeStringToString(&name_, &number);
+        text_[name_.Length / sizeof(wchar_t)] = L'\0';
+    }
+
+    UNICODE_STRING* unicode() { return &name_; }
+    const wchar_t* text() const { return text_; }
+
+private:
+    wchar_t text_[40];
+    UNICODE_STRING name_{};
+};
+
+NTSTATUS createSerialDevice(Device& device, SerialDeviceName& name) {
+    const auto status = IoCreateDevice(
+        device.function->DriverObject, sizeof(EntranceExtension), name.unicode(), FILE_DEVICE_SERIAL_PORT, 0, TRUE,
+        &device.serial);
+    if (NT_SUCCESS(status)) {
+        entranceExtension(device.serial) = {Entrance::Serial, &device};
+        device.serial->Flags &= ~static_cast<ULONG>(DO_DEVICE_INITIALIZING);
+    }
+    return status;
+}
+
+NTSTATUS startPort(Device& device, const SerialDeviceName& name) {
+    HANDLE key = nullptr;
+    const auto status = IoOpenDeviceRegistryKey(device.physical, PLUGPLAY_REGKEY_DEVICE, KEY_READ, &key);
+    if (!NT_SUCCESS(status))
+        return status;
+    device.port = zorvanStartPort(key, name.text());
+    ZwClose(key);
+    return device.port ? STATUS_SUCCESS : STATUS_INSUFFICIENT_RESOURCES;
+}
+
+// An interface's path leads to the physical device, where control requests enter. The serial one is led to the
+// serial device instead, by a link of the same name.
+NTSTATUS leadTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
+    const auto status = IoDeleteSymbolicLink(interfacePath);
+    return NT_SUCCESS(status) ? IoCreateSymbolicLink(interfacePath, name.unicode()) : status;
+}
+
+// The control interface comes last: who is told of it finds the device complete.
+NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
+    auto status = IoSetDeviceInterfaceState(&device.serialInterface, TRUE);
+    if (NT_SUCCESS(status))
+        status = leadTo(&device.serialInterface, name);
+    if (NT_SUCCESS(status))
+        status = IoSetDeviceInterfaceState(&device.controlInterface, TRUE);
+    return status;
+}
+
+NTSTATUS registerInterfaces(Device& device) {
+    auto status =
+        IoRegisterDeviceInterface(device.physical, &kControlInterface, nullptr, &device.controlInterface);
+    if (NT_SUCCESS(status))
+        status = IoRegisterDeviceInterface(device.physical, &kSerialInterface, nullptr, &device.serialInterface);
+    return status;
+}
+
+void deleteDevice(Device& device) {
+    if (device.port)
+        zorvanFreePort(device.port);
+    if (device.serial)
+        IoDeleteDevice(device.serial);
+    RtlFreeUnicodeString(&device.controlInterface);
+    RtlFreeUnicodeString(&device.serialInterface);
+    IoDetachDevice(device.physical);
+    IoDeleteDevice(device.function); // the device itself goes with it
+}
+
+void addRemovedDevice(Device& device) {
+    auto* const head = const_cast<void* volatile*>(reinterpret_cast<void* const volatile*>(&removedDevices));
+    do
+        device.nextRemoved = removedDevices;
+    while (InterlockedCompareExchangePointer(head, &device, device.nextRemoved) != device.nextRemoved);
+}
+
+Device* takeRemovedDevices() {
+    auto* const head = const_cast<void* volatile*>(reinterpret_cast<void* const volatile*>(&removedDevices));
+    return static_cast<Device*>(InterlockedExchangePointer(head, nullptr));
+}
+
+} // namespace
+
+NTSTATUS addDevice(DRIVER_OBJECT* driver, DEVICE_OBJECT* physical) {
+    DEVICE_OBJECT* function = nullptr;
+    auto status =
+        IoCreateDevice(driver, sizeof(FunctionExtension), nullptr, FILE_DEVICE_SERIAL_PORT, 0, FALSE, &function);
+    if (!NT_SUCCESS(status))
+        return status;
+
+    auto& extension = *static_cast<FunctionExtension*>(function->DeviceExtension);
+    auto& device = extension.device;
+    RtlZeroMemory(&device, sizeof device);
+    extension.entrance = {Entrance::Control, &device};
+    device.physical = physical;
+    device.function = function;
+    if (!IoAttachDeviceToDeviceStack(function, physical)) {
+        IoDeleteDevice(function);
+        return STATUS_NO_SUCH_DEVICE;
+    }
+    status = registerInterfaces(device);
+    if (!NT_SUCCESS(status)) {
+        deleteDevice(device);
+        return status;
+    }
+    function->Flags &= ~static_cast<ULONG>(DO_DEVICE_INITIALIZING);
+    return STATUS_SUCCESS;
+}
+
+NTSTATUS startDevice(Device& device) {
+    SerialDeviceName name;
+    auto status = createSerialDevice(device, name);
+    if (NT_SUCCESS(status))
+        status = startPort(device, name);
+    if (NT_SUCCESS(status))
+        status = enableInterfaces(device, name);
+    if (!NT_SUCCESS(status))
+        stopDevice(device);
+    return status;
+}
+
+// Stopping what was not started does nothing: a removal stops twice, and a start that failed stops once more.
+void stopDevice(Device& device) {
+    IoSetDeviceInterfaceState(&device.controlInterface, FALSE);
+    IoSetDeviceInterfaceState(&device.serialInterface, FALSE);
+    if (device.port)
+        zorvanStopPort(device.port);
+}
+
+void retireDevice(Device& device) {
+    stopDevice(device);
+    addRemovedDevice(device);
+}
+
+void reapRemovedDevices(const Device* present) {
+    for (auto* device = takeRemovedDevices(); device;) {
+        auto* const next = device->nextRemoved;
+        if (device == present || device->openFiles != 0)
+            addRemovedDevice(*device);
+        else
+            deleteDevice(*device);
+        device = next;
+    }
+}
+
+void deleteRemovedDevices() {
+    for (auto* device = takeRemovedDevices(); device;) {
+        auto* const next = device->nextRemoved;
+        deleteDevice(*device);
+        device = next;
+    }
+}
+
+} // namespace zorvan::driver

@@ -1,0 +1,13 @@
+// The kernel's declarations.
+//
+// The driver kit repeats two of the compiler's intrinsics in a form that C++ refuses; under other names they do no
+// harm, and nobody uses them.
+#pragma once
+
+#include <intrin.h>
+
+#define InterlockedBitTestAndSet KernelInterlockedBitTestAndSet
+#define InterlockedBitTestAndReset KernelInterlockedBitTestAndReset
+#include <ntddk.h>
+#undef InterlockedBitTestAndSet
+#undef InterlockedBitTestAndReset

@@ -1,0 +1,62 @@
+// msports.dll for Wine: takes the place of Wine's own through a DLL override.
+//
+// Wine 8 lacks three groups of functions that virtual COM ports need. This DLL stands in for all of them:
+//   - msports itself, which is stubs only: the COM port database (port_database_api.cpp) and the Ports class
+//     installer (ports_class_installer.cpp);
+//   - setupapi's SetupDiOpenDeviceInterfaceW and SetupDiSetClassInstallParamsW, which fail without a last error
+//     (setupapi_stand_in.cpp);
+//   - newdev's DiInstallDevice, which ends the calling program (newdev_stand_in.cpp).
+// The rest of setupapi and newdev works and is needed, by Wine itself among others, so these two DLLs are not
+// replaced: while this one is loaded, the three functions are redirected. Programs that use the port database
+// import msports.dll and so have them.
+#include <windows.h>
+
+#include <array>
+
+#include "export_redirect.h"
+#include "newdev_stand_in.h"
+#include "setupapi_stand_in.h"
+
+namespace {
+
+using zorvan::devkit::ExportRedirect;
+
+template <class Function>
+void* address(Function* function) {
+    return reinterpret_cast<void*>(function);
+}
+
+std::array<ExportRedirect, 3>& redirects() {
+    static std::array<ExportRedirect, 3> all{
+        ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
+        ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
+        ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
+    return all;
+}
+
+// A redirect that is in place already is taken back by its destructor when the DLL fails to load.
+BOOL attach() {
+    for (ExportRedirect& redirect : redirects())
+        if (!redirect.install())
+            return FALSE;
+    return TRUE;
+}
+
+void detach(bool processEnds) {
+    for (ExportRedirect& redirect : redirects())
+        processEnds ? redirect.abandon() : redirect.remove();
+}
+
+} // namespace
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* reserved) {
+    switch (reason) {
+    case DLL_PROCESS_ATTACH:
+        return attach();
+    case DLL_PROCESS_DETACH:
+        detach(reserved != nullptr);
+        return TRUE;
+    default:
+        return TRUE;
+    }
+}

@@ -1,0 +1,158 @@
+#include "port_database.h"
+
+#include <string>
+
+#include "msports.h"
+
+namespace zorvan::devkit {
+
+namespace {
+
+constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\COM Name Arbiter";
+constexpr wchar_t kValue[] = L"ComDB";
+constexpr wchar_t kMutex[] = L"Global\\zorvanlib-devkit-com-name-arbiter";
+constexpr DWORD kSizeStep = 1024;
+
+class MutexLock {
+public:
+    // An abandoned mutex is as good as any: the value is replaced by one write, never half.
+    explicit MutexLock(HANDLE mutex) : mutex_(mutex) {
+        const DWORD wait = WaitForSingleObject(mutex, INFINITE);
+        owned_ = wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED;
+    }
+    ~MutexLock() {
+        if (owned_)
+            ReleaseMutex(mutex_);
+    }
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+    explicit operator bool() const { return owned_; }
+
+private:
+    HANDLE mutex_;
+    bool owned_;
+};
+
+// Windows enters the machine's own ports in the database; Wine makes DOS names for the host's (COM1 for
+// /dev/ttyS0) and enters nothing. To hand out such a number would give a port a name that opens another.
+bool isDosDevice(DWORD number) {
+    wchar_t target[MAX_PATH];
+    return QueryDosDeviceW((L"COM" + std::to_wstring(number)).c_str(), target, MAX_PATH) != 0;
+}
+
+DWORD roundedUp(DWORD ports) {
+    return (ports + kSizeStep - 1) / kSizeStep * kSizeStep;
+}
+
+} // namespace
+
+void PortBits::setUsed(DWORD number, bool used) {
+    BYTE& byte = bytes_[(number - 1) / 8];
+    const auto bit = static_cast<BYTE>(1U << ((number - 1) % 8));
+    byte = static_cast<BYTE>(used ? byte | bit : byte & ~bit);
+}
+
+std::unique_ptr<PortDatabase> PortDatabase::open() {
+    UniqueRegistryKey key;
+    const LSTATUS status = RegCreateKeyExW(
+        HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_QUERY_VALUE | KEY_SET_VALUE, nullptr, key.put(), nullptr);
+    if (status != ERROR_SUCCESS) {
+        SetLastError(static_cast<DWORD>(status));
+        return nullptr;
+    }
+    UniqueHandle mutex(CreateMutexW(nullptr, FALSE, kMutex));
+    if (!mutex)
+        return nullptr;
+    return std::unique_ptr<PortDatabase>(new PortDatabase(std::move(key), std::move(mutex)));
+}
+
+// A database that was never written has no number in use.
+LONG PortDatabase::load(PortBits& bits) const {
+    std::vector<BYTE> bytes(COMDB_MAX_PORTS_ARBITRATED / 8);
+    auto size = static_cast<DWORD>(bytes.size());
+    const LSTATUS status = RegGetValueW(key_.get(), nullptr, kValue, RRF_RT_REG_BINARY, nullptr, bytes.data(), &size);
+    if (status == ERROR_FILE_NOT_FOUND)
+        size = COMDB_MIN_PORTS_ARBITRATED / 8;
+    else if (status != ERROR_SUCCESS) {
+        SetLastError(static_cast<DWORD>(status));
+        return ERROR_NOT_CONNECTED;
+    }
+    bytes.resize(size);
+    bits = PortBits(std::move(bytes));
+    return ERROR_SUCCESS;
+}
+
+LONG PortDatabase::store(const PortBits& bits) const {
+    const std::vector<BYTE>& bytes = bits.bytes();
+    const LSTATUS status =
+        RegSetValueExW(key_.get(), kValue, 0, REG_BINARY, bytes.data(), static_cast<DWORD>(bytes.size()));
+    return status == ERROR_SUCCESS ? ERROR_SUCCESS : ERROR_CANTWRITE;
+}
+
+LONG PortDatabase::read(PortBits& bits) {
+    const MutexLock lock(mutex_.get());
+    return lock ? load(bits) : ERROR_NOT_CONNECTED;
+}
+
+template <class Change>
+LONG PortDatabase::update(Change change) {
+    const MutexLock lock(mutex_.get());
+    if (!lock)
+        return ERROR_NOT_CONNECTED;
+    PortBits bits({});
+    LONG status = load(bits);
+    if (status == ERROR_SUCCESS)
+        status = change(bits);
+    return status == ERROR_SUCCESS ? store(bits) : status;
+}
+
+LONG PortDatabase::claim(DWORD number, bool force, bool& forced) {
+    forced = false;
+    if (number < 1 || number > COMDB_MAX_PORTS_ARBITRATED)
+        return ERROR_INVALID_PARAMETER;
+    return update([&](PortBits& bits) -> LONG {
+        if (!bits.arbitrates(number))
+            bits.resize(roundedUp(number));
+        if (bits.isUsed(number) && !force)
+            return ERROR_SHARING_VIOLATION;
+        forced = bits.isUsed(number);
+        bits.setUsed(number, true);
+        return ERROR_SUCCESS;
+    });
+}
+
+LONG PortDatabase::claimNextFree(DWORD& number) {
+    return update([&](PortBits& bits) -> LONG {
+        for (DWORD candidate = 1; candidate <= bits.size(); ++candidate) {
+            if (bits.isUsed(candidate) || isDosDevice(candidate))
+                continue;
+            bits.setUsed(candidate, true);
+            number = candidate;
+            return ERROR_SUCCESS;
+        }
+        return ERROR_NO_LOG_SPACE;
+    });
+}
+
+LONG PortDatabase::release(DWORD number) {
+    return update([&](PortBits& bits) -> LONG {
+        if (!bits.arbitrates(number))
+            return ERROR_INVALID_PARAMETER;
+        bits.setUsed(number, false);
+        return ERROR_SUCCESS;
+    });
+}
+
+LONG PortDatabase::resize(DWORD ports) {
+    if (ports % kSizeStep != 0)
+        return ERROR_INVALID_PARAMETER;
+    return update([&](PortBits& bits) -> LONG {
+        if (ports <= bits.size() || ports > COMDB_MAX_PORTS_ARBITRATED)
+            return ERROR_BAD_LENGTH;
+        bits.resize(ports);
+        return ERROR_SUCCESS;
+    });
+}
+
+} // namespace zorvan::devkit

@@ -1,0 +1,127 @@
+// Stands in for the COM port database functions of Windows's msports.dll, which Wine 8 only names.
+#include "msports.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+
+#include "base/slim_lock.h"
+#include "port_database.h"
+
+namespace {
+
+using zorvan::devkit::PortBits;
+using zorvan::devkit::PortDatabase;
+
+// The handles that are open in this process: a wrong or closed one must be refused, not followed.
+class OpenDatabases {
+public:
+    HCOMDB add(std::shared_ptr<PortDatabase> database) {
+        const auto handle = reinterpret_cast<HCOMDB>(database.get());
+        const std::lock_guard lock(lock_);
+        databases_.emplace(handle, std::move(database));
+        return handle;
+    }
+    std::shared_ptr<PortDatabase> find(HCOMDB handle) {
+        const std::lock_guard lock(lock_);
+        const auto found = databases_.find(handle);
+        return found == databases_.end() ? nullptr : found->second;
+    }
+    bool remove(HCOMDB handle) {
+        const std::lock_guard lock(lock_);
+        return databases_.erase(handle) != 0;
+    }
+
+private:
+    zorvan::SlimLock lock_;
+    std::map<HCOMDB, std::shared_ptr<PortDatabase>> databases_;
+};
+
+OpenDatabases g_openDatabases;
+
+template <class Operation>
+LONG withDatabase(HCOMDB handle, Operation operation) noexcept {
+    try {
+        const std::shared_ptr<PortDatabase> database = g_openDatabases.find(handle);
+        return database ? operation(*database) : ERROR_INVALID_PARAMETER;
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+// How many ports the buffer has room for, up to the database's size.
+DWORD reportPorts(const PortBits& bits, PBYTE buffer, DWORD bufferSize, ULONG reportType) {
+    if (reportType == CDB_REPORT_BITS) {
+        const DWORD bytes = std::min(bufferSize, bits.size() / 8);
+        std::copy_n(bits.bytes().begin(), bytes, buffer);
+        return bytes * 8;
+    }
+    const DWORD ports = std::min(bufferSize, bits.size());
+    for (DWORD number = 1; number <= ports; ++number)
+        buffer[number - 1] = bits.isUsed(number) ? 1 : 0;
+    return ports;
+}
+
+} // namespace
+
+LONG WINAPI ComDBOpen(PHCOMDB database) {
+    if (!database)
+        return ERROR_INVALID_PARAMETER;
+    *database = HCOMDB_INVALID_HANDLE_VALUE;
+    try {
+        std::shared_ptr<PortDatabase> opened = PortDatabase::open();
+        if (!opened)
+            return ERROR_ACCESS_DENIED;
+        *database = g_openDatabases.add(std::move(opened));
+        return ERROR_SUCCESS;
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+LONG WINAPI ComDBClose(HCOMDB database) {
+    return g_openDatabases.remove(database) ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
+LONG WINAPI ComDBGetCurrentPortUsage(
+    HCOMDB database, PBYTE buffer, DWORD bufferSize, ULONG reportType, LPDWORD maxPortsReported) {
+    if (!buffer && !maxPortsReported)
+        return ERROR_INVALID_PARAMETER;
+    if (buffer && reportType != CDB_REPORT_BITS && reportType != CDB_REPORT_BYTES)
+        return ERROR_INVALID_PARAMETER;
+    return withDatabase(database, [&](PortDatabase& opened) -> LONG {
+        PortBits bits({});
+        if (const LONG status = opened.read(bits); status != ERROR_SUCCESS)
+            return status;
+        const DWORD reported = buffer ? reportPorts(bits, buffer, bufferSize, reportType) : bits.size();
+        if (maxPortsReported)
+            *maxPortsReported = reported;
+        return ERROR_SUCCESS;
+    });
+}
+
+LONG WINAPI ComDBClaimNextFreePort(HCOMDB database, LPDWORD number) {
+    if (!number)
+        return ERROR_INVALID_PARAMETER;
+    return withDatabase(database, [&](PortDatabase& opened) { return opened.claimNextFree(*number); });
+}
+
+LONG WINAPI ComDBClaimPort(HCOMDB database, DWORD number, BOOL forceClaim, PBOOL forced) {
+    return withDatabase(database, [&](PortDatabase& opened) {
+        bool wasForced = false;
+        const LONG status = opened.claim(number, forceClaim != FALSE, wasForced);
+        if (forced)
+            *forced = wasForced;
+        return status;
+    });
+}
+
+LONG WINAPI ComDBReleasePort(HCOMDB database, DWORD number) {
+    return withDatabase(database, [&](PortDatabase& opened) { return opened.release(number); });
+}
+
+LONG WINAPI ComDBResizeDatabase(HCOMDB database, DWORD newSize) {
+    return withDatabase(database, [&](PortDatabase& opened) { return opened.resize(newSize); });
+}

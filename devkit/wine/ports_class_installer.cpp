@@ -1,0 +1,162 @@
+// Stands in for the Ports class installer of Windows's msports.dll, which Wine 8 only names: setupapi calls it for
+// each device of the class, once the class's key names it (Installer32 = "msports.dll,PortsClassInstaller").
+//
+// It gives a new port its number, its PortName and a friendly name with it, and takes the number back when the port
+// is removed. The default actions are called from here, because only then is it known whether they succeeded.
+#include <iterator>
+#include <new>
+#include <string>
+
+#include "base/unique.h"
+#include "msports.h"
+
+namespace {
+
+using zorvan::UniqueRegistryKey;
+
+constexpr wchar_t kPortName[] = L"PortName";
+constexpr wchar_t kPrefix[] = L"COM";
+constexpr std::size_t kPrefixLength = std::size(kPrefix) - 1;
+
+struct ComDatabaseTraits {
+    using Value = HCOMDB;
+    static Value invalid() { return HCOMDB_INVALID_HANDLE_VALUE; }
+    static void close(Value database) { ComDBClose(database); }
+};
+using UniqueComDatabase = zorvan::Unique<ComDatabaseTraits>;
+
+LONG claimNextFree(DWORD& number) {
+    UniqueComDatabase database;
+    const LONG status = ComDBOpen(database.put());
+    return status == ERROR_SUCCESS ? ComDBClaimNextFreePort(database.get(), &number) : status;
+}
+
+// A number that cannot be given back stays in use, which keeps no port from working.
+void release(DWORD number) {
+    UniqueComDatabase database;
+    if (ComDBOpen(database.put()) == ERROR_SUCCESS)
+        ComDBReleasePort(database.get(), number);
+}
+
+// A failure that left no error must not pass for success.
+DWORD lastError() {
+    const DWORD error = GetLastError();
+    return error == NO_ERROR ? ERROR_GEN_FAILURE : error;
+}
+
+// A device has a hardware key from its first installation on.
+UniqueRegistryKey openHardwareKey(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    const HKEY key = SetupDiCreateDevRegKeyW(set, device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, nullptr, nullptr);
+    return UniqueRegistryKey(key == INVALID_HANDLE_VALUE ? nullptr : key);
+}
+
+std::wstring readPortName(HKEY key) {
+    wchar_t name[MAX_PATH];
+    DWORD size = sizeof name;
+    const LSTATUS status = RegGetValueW(key, nullptr, kPortName, RRF_RT_REG_SZ, nullptr, name, &size);
+    return status == ERROR_SUCCESS ? name : std::wstring();
+}
+
+LSTATUS writePortName(HKEY key, const std::wstring& name) {
+    return RegSetValueExW(
+        key, kPortName, 0, REG_SZ, reinterpret_cast<const BYTE*>(name.c_str()),
+        static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
+}
+
+// 0 for a name that is not of a COM port.
+DWORD portNumber(const std::wstring& name) {
+    if (name.compare(0, kPrefixLength, kPrefix) != 0)
+        return 0;
+    return wcstoul(name.c_str() + kPrefixLength, nullptr, 10);
+}
+
+// The name that the device has or, if it has none, a new one. What was claimed for it goes back unless kept.
+class PortNameClaim {
+public:
+    explicit PortNameClaim(HKEY key) : key_(key), name_(readPortName(key)) {
+        if (!name_.empty())
+            return;
+        status_ = claimNextFree(claimed_);
+        if (status_ != ERROR_SUCCESS)
+            return;
+        name_ = kPrefix + std::to_wstring(claimed_);
+        status_ = writePortName(key_, name_);
+    }
+    ~PortNameClaim() {
+        if (claimed_ == 0)
+            return;
+        RegDeleteValueW(key_, kPortName);
+        release(claimed_);
+    }
+    PortNameClaim(const PortNameClaim&) = delete;
+    PortNameClaim& operator=(const PortNameClaim&) = delete;
+
+    LONG status() const { return status_; }
+    const std::wstring& name() const { return name_; }
+    void keep() { claimed_ = 0; }
+
+private:
+    HKEY key_;
+    std::wstring name_;
+    DWORD claimed_ = 0;
+    LONG status_ = ERROR_SUCCESS;
+};
+
+// The selected driver's; the device gets it as its own only by the default action.
+std::wstring description(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    SP_DRVINFO_DATA_W driver{};
+    driver.cbSize = sizeof driver;
+    if (SetupDiGetSelectedDriverW(set, device, &driver))
+        return driver.Description;
+    return L"Communications Port";
+}
+
+bool setFriendlyName(HDEVINFO set, PSP_DEVINFO_DATA device, const std::wstring& portName) {
+    const std::wstring name = description(set, device) + L" (" + portName + L")";
+    return SetupDiSetDeviceRegistryPropertyW(
+        set, device, SPDRP_FRIENDLYNAME, reinterpret_cast<const BYTE*>(name.c_str()),
+        static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
+}
+
+// Both names have to be there before the default action, because it starts the driver, which reads them.
+DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    const UniqueRegistryKey key = openHardwareKey(set, device);
+    if (!key)
+        return lastError();
+    PortNameClaim claim(key.get());
+    if (claim.status() != ERROR_SUCCESS)
+        return static_cast<DWORD>(claim.status());
+    if (!setFriendlyName(set, device, claim.name()) || !SetupDiInstallDevice(set, device))
+        return lastError();
+    claim.keep();
+    return NO_ERROR;
+}
+
+// The number is free only when the driver has let go of the name.
+DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    UniqueRegistryKey key = openHardwareKey(set, device);
+    const DWORD number = key ? portNumber(readPortName(key.get())) : 0;
+    key.reset();
+    if (!SetupDiRemoveDevice(set, device))
+        return lastError();
+    if (number != 0)
+        release(number);
+    return NO_ERROR;
+}
+
+} // namespace
+
+DWORD WINAPI PortsClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA device) {
+    try {
+        switch (function) {
+        case DIF_INSTALLDEVICE:
+            return installPort(set, device);
+        case DIF_REMOVE:
+            return removePort(set, device);
+        default:
+            return ERROR_DI_DO_DEFAULT;
+        }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}

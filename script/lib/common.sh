@@ -1,0 +1,58 @@
+# Shared by the scripts: where the project is, how they speak, and the checks that all of them need. Sourced, not run.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+build_dir=$root/build
+program=script/$(basename "$0")
+
+# Messages go to standard error: standard output belongs to the programs that are run.
+say() { printf '%s\n' "$*" >&2; }
+step() { printf '==> %s\n' "$*" >&2; }
+
+# die WHAT [HINT...]: ends the script; each hint stands on a line of its own.
+die() {
+  printf '%s: error: %s\n' "$program" "$1" >&2
+  shift
+  [ $# -eq 0 ] || printf '  %s\n' "$@" >&2
+  exit 1
+}
+
+# Prints the comment at the head of the running script, which is its manual.
+show_usage() {
+  sed -n '2,/^[^#]/{s/^# \{0,1\}//p}' "$0"
+}
+
+# Answers --help; anything else that looks like an option is left to the script.
+answer_help() {
+  case ${1-} in
+  -h | --help)
+    show_usage
+    exit 0
+    ;;
+  esac
+}
+
+no_arguments() {
+  answer_help "$@"
+  [ $# -eq 0 ] || die "it takes no arguments, but was given: $*" "see: $program --help"
+}
+
+# logged NAME COMMAND...: runs a talkative command with its output in build/log/NAME.log; when it fails, shows the end.
+logged() {
+  local log=$build_dir/log/$1.log status=0
+  shift
+  mkdir -p "$build_dir/log"
+  "$@" >"$log" 2>&1 || status=$?
+  [ "$status" -eq 0 ] && return
+  tail -n 40 "$log" >&2
+  say "(the last lines of $log)"
+  return "$status"
+}
+
+# A build folder left by another user fails in many odd ways later; this says it at once.
+require_own_build_dir() {
+  mkdir -p "$build_dir" 2>/dev/null || die "cannot create $build_dir" "the folder must be writable for $(id -un)"
+  [ -O "$build_dir" ] || die "$build_dir belongs to $(stat -c %U "$build_dir"), not to $(id -un)" \
+    "run this as that user, or remove the folder"
+}
+
+seconds_since() { printf '%d' $(($(date +%s) - $1)); }

@@ -1,0 +1,150 @@
+# The Wine prefixes in which zorvanlib runs with its development kit. Sourced, not run; needs nothing else sourced.
+#
+#   prefix_provision PREFIX BUILD_DIR   creates the prefix if it is missing and brings it up to date with the build
+#   prefix_run PREFIX PROGRAM ARG...    runs a Windows program in it; its exit status is the result
+#   prefix_stop PREFIX                  ends whatever runs in it
+#
+# A provisioned prefix has the stand-ins for what Wine lacks, the driver package where Windows keeps its own, and the
+# library registered in place, from BUILD_DIR/bin. What a provisioning has put in, and from what, is noted in
+# PREFIX/zorvanlib, so that the next one does only what has changed since.
+
+prefix_say() { printf '%s\n' "$@" >&2; }
+
+# The environment of everything that runs in a prefix. Quiet, unless the caller has set WINEDEBUG; no offers to
+# download what is not needed, and no entries in the menus of the user's desktop.
+prefix_env() {
+  env WINEPREFIX="$1" WINEDEBUG="${WINEDEBUG--all}" \
+    WINEDLLOVERRIDES="${WINEDLLOVERRIDES-mscoree,mshtml,winemenubuilder.exe=}" "${@:2}"
+}
+
+prefix_run() {
+  local prefix
+  prefix=$(realpath -m -- "$1")
+  prefix_env "$prefix" wine "${@:2}"
+}
+
+# wineserver reports a failure when there is none to end, which is as good.
+prefix_stop() {
+  local prefix
+  prefix=$(realpath -m -- "$1")
+  [ -d "$prefix" ] || return 0
+  prefix_env "$prefix" wineserver -k || :
+  prefix_env "$prefix" wineserver -w
+}
+
+# One provisioning of a prefix at a time. The lock is not handed on to Wine, whose server outlives this.
+prefix_provision() {
+  local prefix build_dir
+  prefix=$(realpath -m -- "$1")
+  build_dir=$(realpath -m -- "$2")
+  prefix_check "$prefix" "$build_dir" || return
+  (
+    prefix_lock "$prefix" && prefix_bring_up_to_date 9>&-
+  ) 9>"$prefix.lock"
+}
+
+prefix_lock() {
+  flock -n 9 && return
+  prefix_say "==> Waiting for another program that is preparing $1"
+  flock -w 600 9 && return
+  prefix_say "error: $1 has been in preparation by another program for ten minutes" \
+    "  end that program (it has $1.lock open) and try again"
+  return 1
+}
+
+prefix_check() {
+  local prefix=$1 build_dir=$2 file
+  if ! command -v wine >/dev/null || ! command -v wineserver >/dev/null; then
+    prefix_say "error: wine is not installed" "  run script/bootstrap"
+    return 1
+  fi
+  for file in zorvanlib.dll devkit/wine/msports.dll devkit/driver/zorvan.inf; do
+    if [ ! -e "$build_dir/bin/$file" ]; then
+      prefix_say "error: $build_dir/bin/$file is missing" "  build first: script/build"
+      return 1
+    fi
+  done
+  if [ -e "$prefix" ] && [ ! -O "$prefix" ]; then
+    prefix_say "error: $prefix belongs to $(stat -c %U "$prefix"), and Wine refuses it to $(id -un)" \
+      "  run this as that user, or remove the folder"
+    return 1
+  fi
+  mkdir -p "$prefix/zorvanlib"
+}
+
+# The steps below share the variables of prefix_provision: prefix, build_dir.
+
+prefix_bring_up_to_date() {
+  prefix_update created "the prefix" prefix_create <<<"Windows 10" &&
+    prefix_update stand-ins "the stand-ins for what Wine lacks" prefix_install_stand_ins \
+      < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll) &&
+    prefix_update driver "the driver package" prefix_install_driver \
+      < <(prefix_fingerprint "$build_dir"/bin/devkit/driver/*) &&
+    prefix_update library "the library" prefix_register_library \
+      < <(prefix_fingerprint "$build_dir"/bin/zorvanlib.dll)
+}
+
+# Names and contents: a build folder that was moved has to be registered anew.
+prefix_fingerprint() { sha256sum -- "$@"; }
+
+# prefix_update NAME WHAT COMMAND: runs the command unless it was run for the same state, which is read from
+# standard input. The state is noted only after the command has succeeded.
+prefix_update() {
+  local note=$prefix/zorvanlib/$1 what=$2 command=$3 log=$prefix/zorvanlib/$1.log state
+  state=$(cat)
+  [ "$(cat "$note" 2>/dev/null)" != "$state" ] || return 0
+  prefix_say "==> Preparing $what in $prefix"
+  rm -f "$note"
+  if ! "$command" >"$log" 2>&1 </dev/null; then
+    prefix_say "error: $what could not be prepared in $prefix; the end of $log:"
+    tail -n 20 "$log" >&2
+    return 1
+  fi
+  printf '%s\n' "$state" >"$note"
+}
+
+# DISPLAY is kept from Wine here: a message box nobody expects would wait for an answer forever.
+prefix_wine() { DISPLAY='' prefix_env "$prefix" wine "$@"; }
+
+# Without the wait, the first service that was created in a new prefix failed once. A new prefix is a Windows 7.
+prefix_create() {
+  prefix_wine wineboot -i &&
+    prefix_env "$prefix" wineserver -w &&
+    prefix_wine winecfg -v win10 &&
+    prefix_env "$prefix" wineserver -w
+}
+
+prefix_install_stand_ins() {
+  local windows=$prefix/drive_c/windows dll settings=$prefix/zorvanlib/stand-ins.reg
+  {
+    printf 'REGEDIT4\n\n'
+    printf '[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control\\Class\\%s]\n' \
+      '{4D36E978-E325-11CE-BFC1-08002BE10318}'
+    printf '"Installer32"="msports.dll,PortsClassInstaller"\n\n'
+    printf '[HKEY_CURRENT_USER\\Software\\Wine\\DllOverrides]\n'
+    for dll in "$build_dir"/bin/devkit/wine/*.dll; do
+      printf '"%s"="native,builtin"\n' "$(basename "$dll" .dll)"
+    done
+  } >"$settings" &&
+    cp --remove-destination -- "$build_dir"/bin/devkit/wine/*.dll "$windows/system32/" &&
+    prefix_wine regedit /S "$settings"
+}
+
+# Windows looks for drivers in its inf folder, and copies the driver's files from there when it installs a device.
+# Copies of an earlier installation are replaced too, for the ports that exist already. The running driver has its
+# files open and keeps the old code, hence the restart.
+prefix_install_driver() {
+  local windows=$prefix/drive_c/windows file installed
+  prefix_stop "$prefix" &&
+    cp --remove-destination -- "$build_dir"/bin/devkit/driver/* "$windows/inf/" || return
+  for file in "$build_dir"/bin/devkit/driver/*; do
+    for installed in "$windows"/system32{,/drivers}/"$(basename "$file")"; do
+      [ ! -e "$installed" ] || cp --remove-destination -- "$file" "$installed" || return
+    done
+  done
+}
+
+prefix_register_library() {
+  local library=Z:$build_dir/bin/zorvanlib.dll
+  prefix_wine regsvr32 /s "${library//\//\\}"
+}

@@ -1,0 +1,70 @@
+#include "api/device_array.h"
+
+#include "base/hresult_error.h"
+
+#include <oleauto.h>
+
+#include <cwchar>
+#include <string_view>
+
+namespace zorvan {
+
+namespace {
+
+constexpr DISPID kLength = -100;
+
+// The number that the digits spell, modulo 2^32; 0 for no digits at all. DISPID_UNKNOWN for anything else.
+DISPID indexOf(std::wstring_view name) {
+    std::uint32_t index = 0;
+    for (const wchar_t digit : name) {
+        if (digit < L'0' || digit > L'9')
+            return DISPID_UNKNOWN;
+        index = index * 10 + static_cast<std::uint32_t>(digit - L'0');
+    }
+    return static_cast<DISPID>(index);
+}
+
+DISPID memberNamed(const wchar_t* name) {
+    return _wcsicmp(name, L"length") == 0 ? kLength : indexOf(name);
+}
+
+} // namespace
+
+HRESULT CDeviceArray::GetTypeInfoCount(UINT* count) noexcept {
+    if (count == nullptr)
+        return E_POINTER;
+    *count = 1;
+    return S_OK;
+}
+
+HRESULT CDeviceArray::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept {
+    if (count != 0 && (names == nullptr || ids == nullptr))
+        return E_POINTER;
+    bool allKnown = true;
+    for (UINT i = 0; i < count; ++i) {
+        ids[i] = memberNamed(names[i]);
+        allKnown = allKnown && ids[i] != DISPID_UNKNOWN;
+    }
+    return allKnown ? S_OK : DISP_E_UNKNOWNNAME;
+}
+
+HRESULT
+CDeviceArray::Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) noexcept {
+    const bool isLength = member == kLength;
+    if (!isLength && (member < 0 || static_cast<std::size_t>(member) >= devices_.size()))
+        return DISP_E_MEMBERNOTFOUND;
+    if (result == nullptr)
+        return S_OK; // the caller does not want the value
+
+    VARIANT value{};
+    if (isLength) {
+        value.vt = VT_I4;
+        value.lVal = static_cast<LONG>(devices_.size());
+    } else {
+        value.vt = VT_DISPATCH;
+        value.pdispVal = devices_[static_cast<std::size_t>(member)].get();
+    }
+    return VariantCopy(result, &value);
+}
+
+} // namespace zorvan

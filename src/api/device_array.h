@@ -1,0 +1,29 @@
+// A snapshot of the devices in the shape of a script's array.
+#pragma once
+
+#include "base/com_object.h"
+#include "events/device_map.h"
+
+namespace zorvan {
+
+// Members: "length", and "0", "1" and so on. It has no type information, although it says that it has: script engines
+// ask only for names, and both answers are kept as they are.
+class CDeviceArray final : public ComObject<IDispatch> {
+public:
+    explicit CDeviceArray(DeviceReferences devices) : devices_(std::move(devices)) {}
+
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override;
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept override;
+
+    // Ignores what kind of access is asked for: every member is a value.
+    HRESULT STDMETHODCALLTYPE
+    Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) noexcept override;
+
+private:
+    ~CDeviceArray() override = default;
+
+    const DeviceReferences devices_;
+};
+
+} // namespace zorvan

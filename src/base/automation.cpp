@@ -1,0 +1,40 @@
+#include "base/automation.h"
+
+#include "base/hresult_error.h"
+
+#include <oleauto.h>
+
+namespace zorvan {
+
+BSTR newBstr(std::wstring_view text) {
+    if (text.empty())
+        return nullptr;
+    BSTR copy = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+    if (copy == nullptr)
+        throw HResultError(E_OUTOFMEMORY);
+    return copy;
+}
+
+std::wstring_view bstrText(BSTR text) {
+    if (text == nullptr)
+        return {};
+    return {text, SysStringLen(text)};
+}
+
+bool isOmitted(const VARIANT& argument) {
+    return argument.vt == VT_EMPTY || (argument.vt == VT_ERROR && argument.scode == DISP_E_PARAMNOTFOUND);
+}
+
+Variant::~Variant() {
+    // Clearing fails only for variants that the system did not fill; there is then nothing of ours to free.
+    VariantClear(this);
+}
+
+Variant convertVariant(const VARIANT& source, VARTYPE type) {
+    Variant converted;
+    auto* unchanged = const_cast<VARIANT*>(&source); // only read, but some headers declare it without const
+    throwIfFailed(VariantChangeType(&converted, unchanged, 0, type));
+    return converted;
+}
+
+} // namespace zorvan

@@ -1,0 +1,38 @@
+// Strings and variants of OLE Automation.
+#pragma once
+
+#include <oaidl.h>
+
+#include <string>
+#include <string_view>
+
+namespace zorvan {
+
+// A new BSTR for the caller; null for an empty text. Throws E_OUTOFMEMORY.
+BSTR newBstr(std::wstring_view text);
+
+// The text of a BSTR, which may be null and may contain NULs.
+std::wstring_view bstrText(BSTR text);
+
+// VT_EMPTY, or the VT_ERROR by which a script's call says that an optional argument was left out.
+bool isOmitted(const VARIANT& argument);
+
+constexpr VARIANT_BOOL toVariantBool(bool value) {
+    return value ? VARIANT_TRUE : VARIANT_FALSE;
+}
+
+// A variant that frees what it holds.
+class Variant : public VARIANT {
+public:
+    Variant() noexcept : VARIANT() {}
+    Variant(Variant&& other) noexcept : VARIANT(other) { other.vt = VT_EMPTY; }
+    Variant(const Variant&) = delete;
+    Variant& operator=(const Variant&) = delete;
+    Variant& operator=(Variant&&) = delete;
+    ~Variant();
+};
+
+// VariantChangeType with flags 0; throws its error.
+Variant convertVariant(const VARIANT& source, VARTYPE type);
+
+} // namespace zorvan

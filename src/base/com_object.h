@@ -1,0 +1,126 @@
+// What every COM object of the library is made of: identity, reference count, IDispatch from the type library.
+#pragma once
+
+#include "base/com_pointer.h"
+#include "base/type_information.h"
+
+#include <oaidl.h>
+#include <unknwn.h>
+
+#include <atomic>
+#include <cstdint>
+#include <type_traits>
+
+namespace zorvan {
+
+// The identifier of an interface; specialised for interfaces that the type library does not know.
+template <class Interface>
+inline const IID& kInterfaceId = __uuidof(Interface);
+
+// QueryInterface over a fixed list of interfaces, the first of which stands for IUnknown. The reference count is the
+// deriving class's.
+template <class First, class... Rest>
+class ComIdentity : public First, public Rest... {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override {
+        if (object == nullptr)
+            return E_POINTER;
+        *object = nullptr;
+        if (iid == IID_IUnknown)
+            *object = static_cast<First*>(this);
+        else
+            (void)(offer<First>(iid, object) || ... || offer<Rest>(iid, object));
+        if (*object == nullptr)
+            return E_NOINTERFACE;
+        static_cast<First*>(this)->AddRef();
+        return S_OK;
+    }
+
+private:
+    template <class Interface>
+    bool offer(REFIID iid, void** object) noexcept {
+        const bool asDispatch = std::is_base_of_v<IDispatch, Interface> && iid == IID_IDispatch;
+        if (asDispatch || iid == kInterfaceId<Interface>)
+            *object = static_cast<Interface*>(this);
+        return *object != nullptr;
+    }
+};
+
+// A reference count for objects that are destroyed by their last release. Starts at 0.
+class ReferenceCount {
+public:
+    ULONG add() noexcept { return ++count_; }
+    ULONG remove() noexcept { return --count_; }
+
+    // A destructor may hand the object out once more: the reference taken then must not destroy it a second time.
+    void setAside() noexcept { count_ = kSetAside; }
+
+private:
+    static constexpr std::uint32_t kSetAside = 0x40000000;
+    std::atomic<std::uint32_t> count_{0};
+};
+
+// An object that lives as long as it is referenced.
+template <class First, class... Rest>
+class ComObject : public ComIdentity<First, Rest...> {
+public:
+    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return references_.add(); }
+
+    ULONG STDMETHODCALLTYPE Release() noexcept override {
+        const ULONG left = references_.remove();
+        if (left == 0) {
+            references_.setAside();
+            delete this;
+        }
+        return left;
+    }
+
+protected:
+    ComObject() = default;
+    virtual ~ComObject() = default;
+
+private:
+    ReferenceCount references_;
+};
+
+// The IDispatch half of a dual interface, served from the registered type library.
+template <class Interface>
+class DualInterface : public Interface {
+public:
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override {
+        if (count == nullptr)
+            return E_POINTER;
+        *count = 1;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** information) noexcept override {
+        return typeInformation_.get(index, locale, information);
+    }
+
+    HRESULT STDMETHODCALLTYPE
+    GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept override {
+        return typeInformation_.idsOfNames(names, count, locale, ids);
+    }
+
+    HRESULT STDMETHODCALLTYPE Invoke(
+        DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+        UINT* badArgument) noexcept override {
+        return typeInformation_.invoke(
+            static_cast<Interface*>(this), member, locale, flags, parameters, result, exception, badArgument);
+    }
+
+private:
+    TypeInformation typeInformation_{__uuidof(Interface)};
+};
+
+// A dual interface answers for the interface that it implements.
+template <class Interface>
+inline const IID& kInterfaceId<DualInterface<Interface>> = __uuidof(Interface);
+
+template <class Object, class... Arguments>
+ComPointer<Object> makeComObject(Arguments&&... arguments) {
+    return ComPointer<Object>(new Object(std::forward<Arguments>(arguments)...));
+}
+
+} // namespace zorvan

@@ -1,0 +1,23 @@
+// The system's slim reader/writer lock, for std::unique_lock and std::shared_lock.
+#pragma once
+
+#include <windows.h>
+
+namespace zorvan {
+
+class SlimLock {
+public:
+    SlimLock() = default;
+    SlimLock(const SlimLock&) = delete;
+    SlimLock& operator=(const SlimLock&) = delete;
+
+    void lock() { AcquireSRWLockExclusive(&lock_); }
+    void unlock() { ReleaseSRWLockExclusive(&lock_); }
+    void lock_shared() { AcquireSRWLockShared(&lock_); }
+    void unlock_shared() { ReleaseSRWLockShared(&lock_); }
+
+private:
+    SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
+} // namespace zorvan

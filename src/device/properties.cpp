@@ -1,0 +1,151 @@
+// The simple members of the device object: each asks the object itself or sends one control request.
+
+#include "base/automation.h"
+#include "base/hresult_error.h"
+#include "device/virtual_serial_device.h"
+#include "driver/control_channel.h"
+#include "pnp/removal.h"
+
+#include <cmath>
+#include <shared_mutex>
+
+namespace zorvan {
+
+namespace {
+
+using protocol::Query;
+using protocol::Set;
+using protocol::TrafficCounters;
+
+constexpr double kHighestProbability = 0.5;
+constexpr double kThousandths = 1000.0;
+
+std::uint8_t wireFlag(bool value) {
+    return value ? 1 : 0;
+}
+
+} // namespace
+
+HRESULT CVirtualSerialDevice::get_mode(VirtualSerialDeviceMode* mode) noexcept {
+    return comBoundary([&] {
+        requirePointer(mode);
+        *mode = static_cast<VirtualSerialDeviceMode>(driver::query<std::uint32_t>(aliveControlPath(), Query::Mode));
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_path(BSTR* path) noexcept {
+    return comBoundary([&] {
+        requirePointer(path);
+        const std::shared_lock lock(identityLock_);
+        *path = newBstr(identity_.portPath);
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_deleted(VARIANT_BOOL* deleted) noexcept {
+    return comBoundary([&] {
+        requirePointer(deleted);
+        const std::shared_lock lock(identityLock_);
+        *deleted = toVariantBool(!identity_.alive);
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_portName(BSTR* portName) noexcept {
+    return comBoundary([&] {
+        requirePointer(portName);
+        const std::shared_lock lock(identityLock_);
+        *portName = newBstr(identity_.portName);
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_enabled(VARIANT_BOOL* enabled) noexcept {
+    return comBoundary([&] {
+        requirePointer(enabled);
+        *enabled = toVariantBool(driver::query<std::uint8_t>(aliveControlPath(), Query::Enabled) != 0);
+    });
+}
+
+HRESULT CVirtualSerialDevice::put_enabled(VARIANT_BOOL enabled) noexcept {
+    return comBoundary(
+        [&] { driver::sendRecord(aliveControlPath(), Set::Enabled, wireFlag(enabled != VARIANT_FALSE)); });
+}
+
+HRESULT CVirtualSerialDevice::get_vLibrary(IVirtualSerialLibrary** library) noexcept {
+    return comBoundary([&] {
+        requirePointer(library);
+        return library_.QueryInterface(__uuidof(IVirtualSerialLibrary), reinterpret_cast<void**>(library));
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_connections(ULONGLONG* connections) noexcept {
+    return comBoundary([&] {
+        requirePointer(connections);
+        *connections = driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).connections;
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_bytesSent(ULONGLONG* bytes) noexcept {
+    return comBoundary([&] {
+        requirePointer(bytes);
+        *bytes = driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesSent;
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_bytesReceived(ULONGLONG* bytes) noexcept {
+    return comBoundary([&] {
+        requirePointer(bytes);
+        *bytes = driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesReceived;
+    });
+}
+
+// Error emulation does not ask whether the device is alive: on a deleted one the open fails. Intended, although most
+// members answer E_HANDLE.
+
+HRESULT CVirtualSerialDevice::put_emulateTxOverflow(VARIANT_BOOL emulate) noexcept {
+    return comBoundary([&] {
+        // Only VARIANT_TRUE itself enables, unlike put_enabled, where every non-zero value does. Intended.
+        const std::uint32_t enabled = emulate == VARIANT_TRUE ? 1 : 0;
+        driver::sendRecord(
+            controlPath(), Set::ErrorEmulationLong,
+            protocol::ErrorEmulationLong{protocol::kTransmitOverflow, enabled, 0});
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_emulateTxOverflow(VARIANT_BOOL* emulate) noexcept {
+    return comBoundary([&] {
+        requirePointer(emulate);
+        const auto state = driver::query<protocol::ErrorEmulationLong>(controlPath(), Query::ErrorEmulationLong);
+        *emulate = toVariantBool(state.enabled != 0);
+    });
+}
+
+HRESULT CVirtualSerialDevice::put_crossoverProbability(double probability) noexcept {
+    return comBoundary([&] {
+        if (std::isnan(probability) || probability < 0.0 || probability > kHighestProbability)
+            throw HResultError(E_INVALIDARG);
+        // Below a thousandth the value is 0 while the emulation is enabled: no bit flips. Intended.
+        const std::uint32_t enabled = probability != 0.0 ? 1 : 0;
+        const auto thousandths = static_cast<std::uint32_t>(probability * kThousandths);
+        driver::sendRecord(
+            controlPath(), Set::ErrorEmulation,
+            protocol::ErrorEmulationShort{protocol::kBitCrossover, enabled, thousandths});
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_crossoverProbability(double* probability) noexcept {
+    return comBoundary([&] {
+        requirePointer(probability);
+        const auto state = driver::query<protocol::ErrorEmulationState>(controlPath(), Query::ErrorEmulation);
+        *probability = state.value * 0.001;
+    });
+}
+
+HRESULT CVirtualSerialDevice::deleteDevice() noexcept {
+    // The object stays as it is: it learns of its end when the library next looks at the system.
+    return comBoundary([&] { return pnp::removeDeviceNode(aliveControlPath()); });
+}
+
+HRESULT CVirtualSerialDevice::disconnectDevice() noexcept {
+    return comBoundary([&] { driver::sendSet(aliveControlPath(), Set::Disconnect); });
+}
+
+} // namespace zorvan

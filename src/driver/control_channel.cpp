@@ -1,0 +1,58 @@
+#include "driver/control_channel.h"
+
+#include "base/hresult_error.h"
+
+namespace zorvan::driver {
+
+namespace {
+
+using protocol::Bytes;
+
+// SECURITY_IMPERSONATION goes without SECURITY_SQOS_PRESENT, so the system ignores it. Intended: drivers may look at
+// the number as it is.
+constexpr DWORD kOpenFlags = FILE_ATTRIBUTE_NORMAL | SECURITY_IMPERSONATION;
+static_assert(kOpenFlags == 0x00020080);
+
+// The rule looks at the read bit alone, although the write bit would seem the natural one to test. Intended.
+DWORD desiredAccess(std::uint32_t code) {
+    const bool reads = (protocol::requiredAccess(code) & protocol::kFileReadAccess) != 0;
+    return reads ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
+}
+
+// Sends the request and returns how many bytes of the reply the driver filled.
+DWORD control(
+    const std::wstring& path, std::uint32_t code, std::span<const std::uint8_t> input,
+    std::span<std::uint8_t> reply) {
+    const auto handle = openControlHandle(path, code);
+    auto* inputData = const_cast<std::uint8_t*>(input.data()); // only read, but declared without const
+    DWORD returned = 0;
+    const BOOL succeeded = DeviceIoControl(
+        handle.get(), code, input.empty() ? nullptr : inputData, static_cast<DWORD>(input.size()),
+        reply.empty() ? nullptr : reply.data(), static_cast<DWORD>(reply.size()), &returned, nullptr);
+    if (succeeded == FALSE)
+        throwLastError();
+    return returned;
+}
+
+} // namespace
+
+UniqueHandle openControlHandle(const std::wstring& path, std::uint32_t code) {
+    auto handle = fileHandle(CreateFileW(
+        path.c_str(), desiredAccess(code), FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, kOpenFlags,
+        nullptr));
+    if (!handle)
+        throwLastError();
+    return handle;
+}
+
+void sendSet(const std::wstring& path, protocol::Set request, std::span<const std::uint8_t> input) {
+    control(path, static_cast<std::uint32_t>(request), input, {});
+}
+
+Bytes sendQuery(const std::wstring& path, protocol::Query request) {
+    Bytes reply(protocol::kReplySize);
+    reply.resize(control(path, static_cast<std::uint32_t>(request), {}, reply));
+    return reply;
+}
+
+} // namespace zorvan::driver

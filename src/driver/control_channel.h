@@ -1,0 +1,32 @@
+// The channel to the driver: each operation opens the control path, sends one request and closes the handle again.
+#pragma once
+
+#include "base/unique.h"
+#include "driver/protocol.h"
+#include "driver/record.h"
+
+#include <span>
+#include <string>
+
+namespace zorvan::driver {
+
+// Opens a control interface path for a request with this code; throws the system's error.
+UniqueHandle openControlHandle(const std::wstring& path, std::uint32_t code);
+
+void sendSet(const std::wstring& path, protocol::Set request, std::span<const std::uint8_t> input = {});
+
+// The reply, which is empty when there is nothing to report. Every record reads as zeros from an empty reply.
+protocol::Bytes sendQuery(const std::wstring& path, protocol::Query request);
+
+template <class Record>
+void sendRecord(const std::wstring& path, protocol::Set request, const Record& record) {
+    sendSet(path, request, protocol::RecordWriter().append(record).bytes());
+}
+
+template <class Record>
+Record query(const std::wstring& path, protocol::Query request) {
+    const auto reply = sendQuery(path, request);
+    return protocol::RecordReader(reply).read<Record>();
+}
+
+} // namespace zorvan::driver

@@ -1,0 +1,23 @@
+// The class factory behind DllGetClassObject.
+#pragma once
+
+#include "base/com_object.h"
+
+namespace zorvan {
+
+class CClassFactory final : public ComObject<IClassFactory> {
+public:
+    // Takes any class identifier: an unknown class is reported only when an object is created, which is intended,
+    // although most servers refuse the factory itself.
+    explicit CClassFactory(REFCLSID clsid) : clsid_(clsid) {}
+
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept override;
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) noexcept override;
+
+private:
+    ~CClassFactory() override = default;
+
+    const CLSID clsid_;
+};
+
+} // namespace zorvan

@@ -1,0 +1,33 @@
+// The entry points of the DLL.
+
+#include "base/hresult_error.h"
+#include "base/module_lock_count.h"
+#include "module/class_factory.h"
+#include "module/module.h"
+#include "module/registration.h"
+
+using namespace zorvan;
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    return reason != DLL_PROCESS_ATTACH || moduleLock().usable();
+}
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+    return comBoundary([&] { return makeComObject<CClassFactory>(clsid)->QueryInterface(iid, object); });
+}
+
+STDAPI DllCanUnloadNow() {
+    return moduleLockCount::isZero() ? S_OK : S_FALSE;
+}
+
+STDAPI DllRegisterServer() {
+    return comBoundary([] { return registration::registerServer(); });
+}
+
+STDAPI DllUnregisterServer() {
+    return comBoundary([] { return registration::unregisterServer(); });
+}
+
+STDAPI DllInstall(BOOL install, PCWSTR commandLine) {
+    return comBoundary([&] { return registration::install(install != FALSE, commandLine); });
+}

@@ -1,0 +1,33 @@
+// What exists once while the library is loaded.
+#pragma once
+
+#include <windows.h>
+
+namespace zorvan {
+
+// A critical section that remembers whether it could be made.
+class ModuleLock {
+public:
+    ModuleLock() : usable_(InitializeCriticalSectionEx(&section_, 0, 0) != FALSE) {}
+    ModuleLock(const ModuleLock&) = delete;
+    ModuleLock& operator=(const ModuleLock&) = delete;
+    ~ModuleLock() {
+        if (usable_)
+            DeleteCriticalSection(&section_);
+    }
+
+    bool usable() const { return usable_; }
+    void lock() { EnterCriticalSection(&section_); }
+    void unlock() { LeaveCriticalSection(&section_); }
+
+private:
+    CRITICAL_SECTION section_;
+    bool usable_;
+};
+
+HINSTANCE moduleInstance();
+
+// Guards what belongs to the whole process: registration and its per-user mode.
+ModuleLock& moduleLock();
+
+} // namespace zorvan

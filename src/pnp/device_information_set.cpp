@@ -1,0 +1,47 @@
+#include "pnp/device_information_set.h"
+
+#include <cfgmgr32.h>
+
+namespace zorvan::pnp {
+
+namespace {
+
+HDEVINFO getPresentDevices(const GUID& interfaceClass, HDEVINFO existing) {
+    return SetupDiGetClassDevsExW(
+        &interfaceClass, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE, existing, nullptr, nullptr);
+}
+
+} // namespace
+
+DeviceInformationSet presentDevices(const GUID& interfaceClass) {
+    return DeviceInformationSet(getPresentDevices(interfaceClass, nullptr));
+}
+
+void addPresentDevices(DeviceInformationSet& set, const GUID& interfaceClass) {
+    // On success the system returns the same set; on failure the set stays as it was.
+    if (set)
+        getPresentDevices(interfaceClass, set.get());
+}
+
+std::wstring deviceInstanceId(const SP_DEVINFO_DATA& device) {
+    constexpr ULONG kSize = 200;
+    wchar_t buffer[kSize]{};
+    // A failure leaves the buffer empty.
+    CM_Get_Device_IDW(device.DevInst, buffer, kSize, 0);
+    buffer[kSize - 1] = 0;
+    return buffer;
+}
+
+UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM access) {
+    const HKEY key = SetupDiOpenDevRegKey(set, &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, access);
+    return UniqueRegistryKey(key == INVALID_HANDLE_VALUE ? nullptr : key);
+}
+
+bool restartNeeded(HDEVINFO set, SP_DEVINFO_DATA& device) {
+    SP_DEVINSTALL_PARAMS_W parameters{};
+    parameters.cbSize = sizeof parameters;
+    SetupDiGetDeviceInstallParamsW(set, &device, &parameters); // a failure leaves the flags 0
+    return (parameters.Flags & (DI_NEEDREBOOT | DI_NEEDRESTART)) != 0;
+}
+
+} // namespace zorvan::pnp

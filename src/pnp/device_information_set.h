@@ -1,0 +1,45 @@
+// Device information sets and what is read from their elements.
+#pragma once
+
+#include "base/unique.h"
+
+#include <windows.h>
+
+#include <setupapi.h>
+
+#include <string>
+
+namespace zorvan::pnp {
+
+struct DeviceInformationSetTraits {
+    using Value = HDEVINFO;
+    static Value invalid() { return INVALID_HANDLE_VALUE; }
+    static void close(Value set) { SetupDiDestroyDeviceInfoList(set); }
+};
+using DeviceInformationSet = Unique<DeviceInformationSetTraits>;
+
+// The present devices with an interface of this class; no set when the system refuses.
+DeviceInformationSet presentDevices(const GUID& interfaceClass);
+
+// Adds the present devices with an interface of this class to the set.
+void addPresentDevices(DeviceInformationSet& set, const GUID& interfaceClass);
+
+// Calls visit(SP_DEVINFO_DATA&) for each device of the set.
+template <class Visit>
+void forEachDevice(const DeviceInformationSet& set, Visit&& visit) {
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    for (DWORD index = 0; set && SetupDiEnumDeviceInfo(set.get(), index, &device) != FALSE; ++index)
+        visit(device);
+}
+
+// Empty when the system does not tell.
+std::wstring deviceInstanceId(const SP_DEVINFO_DATA& device);
+
+// The device's hardware key; none when it does not open.
+UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM access);
+
+// Whether the class installer asked for a restart of the device or the computer. False when the system does not tell.
+bool restartNeeded(HDEVINFO set, SP_DEVINFO_DATA& device);
+
+} // namespace zorvan::pnp

@@ -1,0 +1,43 @@
+// The system's COM port database, which says which port numbers are taken.
+#pragma once
+
+#include "base/unique.h"
+
+#include <windows.h>
+
+#include <cstdint>
+
+// From the system's msports.h, which mingw-w64 lacks.
+extern "C" {
+using HCOMDB = HANDLE;
+DECLSPEC_IMPORT LONG WINAPI ComDBOpen(HCOMDB* database);
+DECLSPEC_IMPORT LONG WINAPI ComDBClose(HCOMDB database);
+DECLSPEC_IMPORT LONG WINAPI ComDBClaimPort(HCOMDB database, DWORD number, BOOL force, BOOL* forced);
+DECLSPEC_IMPORT LONG WINAPI ComDBReleasePort(HCOMDB database, DWORD number);
+}
+
+namespace zorvan::pnp {
+
+struct PortDatabaseTraits {
+    using Value = HCOMDB;
+    static Value invalid() { return INVALID_HANDLE_VALUE; }
+    static void close(Value database) { ComDBClose(database); }
+};
+
+class PortDatabase {
+public:
+    // Throws E_FAIL when the database does not open.
+    PortDatabase();
+
+    // Takes the number over if another device holds it: a number that is in the database but belongs to no present
+    // port is free for whoever asks for it by name. The result is ignored for the same reason.
+    void claim(std::uint32_t number) const { ComDBClaimPort(database_.get(), number, TRUE, nullptr); }
+
+    // A number that cannot be released stays claimed, which harms nobody.
+    void release(std::uint32_t number) const { ComDBReleasePort(database_.get(), number); }
+
+private:
+    Unique<PortDatabaseTraits> database_;
+};
+
+} // namespace zorvan::pnp

@@ -1,0 +1,22 @@
+// What the main function of the test programs offers to tests.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace zorvan::test {
+
+// The program's arguments without its name and without GoogleTest's own.
+const std::vector<std::wstring>& arguments();
+
+// The full path of the program itself.
+std::wstring programPath();
+
+// The path of a file that stands beside the program, or above it: siblingPath(L"..\\zorvanlib.dll").
+std::wstring siblingPath(const std::wstring& relative);
+
+// For a test that rightly takes long: it may run so long from now on.
+void allowTime(std::chrono::seconds limit);
+
+} // namespace zorvan::test

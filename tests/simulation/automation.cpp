@@ -1,0 +1,219 @@
+#include "simulation/automation.h"
+
+#include "simulation/machine.h"
+#include "simulation/simulated_function.h"
+
+#include <gtest/gtest.h>
+
+namespace zorvan::simulation {
+
+namespace {
+
+constexpr int kTypeLibraryResource = 1;
+
+std::wstring temporaryFile() {
+    wchar_t folder[MAX_PATH + 1];
+    wchar_t file[MAX_PATH + 1];
+    GetTempPathW(MAX_PATH + 1, folder);
+    return GetTempFileNameW(folder, L"tlb", 0, file) != 0 ? file : L"";
+}
+
+bool writeFile(const std::wstring& path, const void* data, DWORD size) {
+    HANDLE file = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    const bool done = file != INVALID_HANDLE_VALUE && WriteFile(file, data, size, &written, nullptr) != FALSE;
+    ::CloseHandle(file);
+    return done && written == size;
+}
+
+} // namespace
+
+Automation::~Automation() {
+    if (!typeLibraryFile_.empty())
+        DeleteFileW(typeLibraryFile_.c_str());
+}
+
+// A copy beside the module: a type library that is open would keep the module itself loaded.
+void Automation::serveTypeLibrary(const std::wstring& modulePath) {
+    HMODULE module = ::LoadLibraryExW(modulePath.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(kTypeLibraryResource), L"TYPELIB");
+    ASSERT_NE(resource, nullptr) << "the DLL carries no type library";
+    typeLibraryFile_ = temporaryFile();
+    EXPECT_TRUE(writeFile(typeLibraryFile_, LockResource(LoadResource(module, resource)), SizeofResource(module, resource)));
+    FreeLibrary(module);
+}
+
+void Automation::track(BSTR text) {
+    if (text != nullptr)
+        strings_[text] = text;
+}
+
+void Automation::track(SAFEARRAY* array) {
+    if (array != nullptr)
+        arrays_[array] = array->rgsabound[0].cElements;
+}
+
+void Automation::track(const VARIANT& value) {
+    if (value.vt == VT_BSTR)
+        track(value.bstrVal);
+    if (value.vt != VT_EMPTY && (value.vt & (VT_ARRAY | VT_BYREF)) == VT_ARRAY)
+        track(value.parray);
+}
+
+void Automation::untrack(const VARIANT& value) {
+    if (value.vt == VT_BSTR)
+        untrack(value.bstrVal);
+    if ((value.vt & (VT_ARRAY | VT_BYREF)) == VT_ARRAY)
+        untrack(value.parray);
+}
+
+// Loading gives the one object of the type library that lives in this process, if any does; the count after our own
+// release is that of others.
+static ULONG othersReferences(const std::wstring& typeLibraryFile) {
+    ITypeLib* library = nullptr;
+    if (FAILED(LoadTypeLib(typeLibraryFile.c_str(), &library)))
+        return 0;
+    return library->Release();
+}
+
+std::vector<std::string> Automation::held() const {
+    std::vector<std::string> descriptions;
+    for (const auto& [text, content] : strings_)
+        descriptions.push_back("string \"" + describe(content) + "\"");
+    for (const auto& [array, size] : arrays_)
+        descriptions.push_back("array of " + std::to_string(size));
+    if (const ULONG references = typeLibraryFile_.empty() ? 0 : othersReferences(typeLibraryFile_))
+        descriptions.push_back("type library, " + std::to_string(references) + " references");
+    return descriptions;
+}
+
+namespace {
+
+HRESULT WINAPI loadRegTypeLib(REFGUID, WORD major, WORD minor, LCID, ITypeLib** library) {
+    Call call("LoadRegTypeLib", static_cast<DWORD>(major), static_cast<DWORD>(minor));
+    if (call.failure())
+        return static_cast<HRESULT>(*call.failure());
+    return LoadTypeLib(call->automation.typeLibraryFile().c_str(), library);
+}
+SIMULATE(LoadRegTypeLib, loadRegTypeLib);
+
+BSTR tracked(const Call& call, BSTR text) {
+    call->automation.track(text);
+    return text;
+}
+
+BSTR WINAPI sysAllocString(const OLECHAR* text) {
+    Call call("SysAllocString", text);
+    return call.failure() ? nullptr : tracked(call, ::SysAllocString(text));
+}
+SIMULATE(SysAllocString, sysAllocString);
+
+BSTR WINAPI sysAllocStringLen(const OLECHAR* text, UINT length) {
+    Call call("SysAllocStringLen", text == nullptr ? std::wstring() : std::wstring(text, length));
+    return call.failure() ? nullptr : tracked(call, ::SysAllocStringLen(text, length));
+}
+SIMULATE(SysAllocStringLen, sysAllocStringLen);
+
+void WINAPI sysFreeString(BSTR text) {
+    Call call("SysFreeString", text);
+    call->automation.untrack(text);
+    ::SysFreeString(text);
+}
+SIMULATE(SysFreeString, sysFreeString);
+
+// Calls that release or ask objects run outside any lock: the objects may be the library's, which has its own.
+
+void trackLater(const VARIANT& value) {
+    const std::lock_guard lock(simulationMutex());
+    Machine::current().automation.track(value);
+}
+
+HRESULT WINAPI variantClear(VARIANTARG* value) {
+    {
+        Call call("VariantClear", static_cast<DWORD>(value->vt));
+        call->automation.untrack(*value);
+    }
+    return ::VariantClear(value);
+}
+SIMULATE(VariantClear, variantClear);
+
+HRESULT WINAPI variantCopy(VARIANTARG* target, const VARIANTARG* source) {
+    {
+        Call call("VariantCopy", static_cast<DWORD>(source->vt));
+        if (call.failure())
+            return static_cast<HRESULT>(*call.failure());
+        call->automation.untrack(*target);
+    }
+    const HRESULT result = ::VariantCopy(target, source);
+    trackLater(*target);
+    return result;
+}
+SIMULATE(VariantCopy, variantCopy);
+
+HRESULT WINAPI variantChangeType(VARIANTARG* target, const VARIANTARG* source, USHORT flags, VARTYPE type) {
+    {
+        Call call("VariantChangeType", static_cast<DWORD>(source->vt), static_cast<DWORD>(type), Hex{flags});
+        if (call.failure())
+            return static_cast<HRESULT>(*call.failure());
+        call->automation.untrack(*target);
+    }
+    const HRESULT result = ::VariantChangeType(target, source, flags, type);
+    trackLater(*target);
+    return result;
+}
+SIMULATE(VariantChangeType, variantChangeType);
+
+HRESULT WINAPI varBstrCmp(BSTR left, BSTR right, LCID locale, ULONG flags) {
+    Call call("VarBstrCmp", left, right, Hex{locale}, Hex{flags});
+    return call.failure() ? static_cast<HRESULT>(*call.failure()) : ::VarBstrCmp(left, right, locale, flags);
+}
+SIMULATE(VarBstrCmp, varBstrCmp);
+
+SAFEARRAY* WINAPI safeArrayCreate(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) {
+    Call call("SafeArrayCreate", static_cast<DWORD>(type), bounds[0].cElements);
+    if (call.failure())
+        return nullptr;
+    SAFEARRAY* array = ::SafeArrayCreate(type, dimensions, bounds);
+    call->automation.track(array);
+    return array;
+}
+SIMULATE(SafeArrayCreate, safeArrayCreate);
+
+SAFEARRAY* WINAPI safeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG size) {
+    Call call("SafeArrayCreateVector", static_cast<DWORD>(type), size);
+    if (call.failure())
+        return nullptr;
+    SAFEARRAY* array = ::SafeArrayCreateVector(type, lowerBound, size);
+    call->automation.track(array);
+    return array;
+}
+SIMULATE(SafeArrayCreateVector, safeArrayCreateVector);
+
+HRESULT WINAPI safeArrayPutElement(SAFEARRAY* array, LONG* indices, void* element) {
+    {
+        Call call("SafeArrayPutElement", static_cast<DWORD>(*indices));
+        if (call.failure())
+            return static_cast<HRESULT>(*call.failure());
+    }
+    return ::SafeArrayPutElement(array, indices, element);
+}
+SIMULATE(SafeArrayPutElement, safeArrayPutElement);
+
+HRESULT WINAPI safeArrayAccessData(SAFEARRAY* array, void** data) {
+    Call call("SafeArrayAccessData");
+    return call.failure() ? static_cast<HRESULT>(*call.failure()) : ::SafeArrayAccessData(array, data);
+}
+SIMULATE(SafeArrayAccessData, safeArrayAccessData);
+
+HRESULT WINAPI safeArrayDestroy(SAFEARRAY* array) {
+    {
+        Call call("SafeArrayDestroy");
+        call->automation.untrack(array);
+    }
+    return ::SafeArrayDestroy(array);
+}
+SIMULATE(SafeArrayDestroy, safeArrayDestroy);
+
+} // namespace
+
+} // namespace zorvan::simulation

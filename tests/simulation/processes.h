@@ -1,0 +1,38 @@
+// Processes that can be opened, and the privileges of this one.
+#pragma once
+
+#include "simulation/handle_table.h"
+
+#include <cstdint>
+#include <map>
+
+namespace zorvan::simulation {
+
+// A driver's host process.
+struct Process {
+    DWORD id = 0;
+    DWORD openError = ERROR_SUCCESS; // OpenProcess fails with it
+    bool needsDebugPrivilege = false;
+    bool refusesDuplicates = false;
+    std::map<std::uint64_t, std::shared_ptr<Object>> handles; // its own handle table
+
+    // Gives the process a handle of its own, as its driver does; returns the value.
+    std::uint64_t own(std::shared_ptr<Object> object);
+
+private:
+    std::uint64_t next_ = 0x1000;
+};
+
+class Processes {
+public:
+    Process& add(DWORD id);
+    Process* find(DWORD id);
+
+    bool holdsDebugPrivilege = true;     // in the library's token, enabled or not
+    bool debugPrivilegeEnabled = false;
+
+private:
+    std::map<DWORD, Process> processes_;
+};
+
+} // namespace zorvan::simulation

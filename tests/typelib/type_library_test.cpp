@@ -1,0 +1,71 @@
+// The type library inside the DLL, compared with the written contract.
+#include "typelib/type_library_dump.h"
+
+#include "base/com_pointer.h"
+#include "runner/runner.h"
+
+#include <oleauto.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+namespace zorvan::test {
+
+namespace {
+
+std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::string readExpectation() {
+    std::ifstream file(EXPECTED_TYPE_LIBRARY);
+    EXPECT_TRUE(file) << "cannot read " << EXPECTED_TYPE_LIBRARY;
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+// The lines that only one side has, in their order: "-" is missing in the type library, "+" is there in excess.
+std::string difference(const std::vector<std::string>& expected, const std::vector<std::string>& actual) {
+    // common[i][j]: the length of the longest common subsequence of expected from i on and actual from j on.
+    std::vector<std::vector<std::size_t>> common(expected.size() + 1, std::vector<std::size_t>(actual.size() + 1));
+    for (std::size_t i = expected.size(); i-- > 0;)
+        for (std::size_t j = actual.size(); j-- > 0;)
+            common[i][j] =
+                expected[i] == actual[j] ? common[i + 1][j + 1] + 1 : std::max(common[i + 1][j], common[i][j + 1]);
+    std::string text;
+    std::size_t i = 0;
+    std::size_t j = 0;
+    while (i < expected.size() || j < actual.size()) {
+        if (i < expected.size() && j < actual.size() && expected[i] == actual[j]) {
+            ++i;
+            ++j;
+        } else if (j == actual.size() || (i < expected.size() && common[i + 1][j] >= common[i][j + 1])) {
+            text += "line " + std::to_string(i + 1) + " - " + expected[i] + "\n";
+            ++i;
+        } else {
+            text += "line " + std::to_string(i + 1) + " + " + actual[j] + "\n";
+            ++j;
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+TEST(TypeLibrary, EqualsTheContract) {
+    ComPointer<ITypeLib> library;
+    const std::wstring path = siblingPath(L"..\\zorvanlib.dll");
+    ASSERT_EQ(S_OK, LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
+    const std::string text = dumpTypeLibrary(*library);
+    EXPECT_EQ("", difference(splitLines(readExpectation()), splitLines(text))) << "The whole type library:\n" << text;
+}
+
+} // namespace zorvan::test
