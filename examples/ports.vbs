@@ -6,10 +6,10 @@
 Option Explicit
 
 Const kChosenName = "COM21"
-Const kModes = "broken,listening,pipe,bridge,handles"
 
-Dim library, automatic, chosen, portsBefore, problems
+Dim library, automatic, chosen, portsBefore, problems, modes
 problems = 0
+modes = Array("broken", "listening", "pipe", "bridge", "handles")
 
 On Error Resume Next
 Demonstrate
@@ -40,7 +40,8 @@ Sub Demonstrate
     SetProperties chosen
 
     ExpectRefusal kChosenName, &H800702BA, "a number that is taken"
-    ExpectRefusal 21, &H80070057, "a number where a name is expected"
+    ' VBScript has a number of its own, 5, for the result 0x80070057.
+    ExpectRefusal 21, 5, "a number where a name is expected"
 End Sub
 
 Sub SetProperties(device)
@@ -55,11 +56,12 @@ Sub SetProperties(device)
     Expect "emulateTxOverflow", device.emulateTxOverflow, True
 End Sub
 
-' Every failure arrives as the error number of the call.
+' Every failure arrives as the error number of the call. The parentheses around the name pass its value: VBScript
+' hands over variables by reference, which the library does not take for a name.
 Sub ExpectRefusal(portName, expected, why)
     Dim number
     On Error Resume Next
-    library.createDevice portName
+    library.createDevice (portName)
     number = Err.Number
     On Error Goto 0
     Say "Creating " & portName & ", " & why & ": error 0x" & Hex(number)
@@ -92,7 +94,7 @@ Sub SayTable(ports)
     Say ""
     Say "  name    mode       enabled  connections  sent  received  path"
     For Each device In ports
-        Say "  " & Column(device.portName, 8) & Column(Split(kModes, ",")(device.mode), 11) & _
+        Say "  " & Column(device.portName, 8) & Column(modes(device.mode), 11) & _
             Column(YesNo(device.enabled), 9) & Column(CStr(device.connections), 13) & _
             Column(CStr(device.bytesSent), 6) & Column(CStr(device.bytesReceived), 10) & device.path
     Next

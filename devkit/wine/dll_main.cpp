@@ -9,13 +9,13 @@
 // The rest of setupapi and newdev works and is needed, by Wine itself among others, so these two DLLs are not
 // replaced: while this one is loaded, the three functions are redirected. Programs that use the port database
 // import msports.dll and so have them.
-#include <windows.h>
-
-#include <array>
-
 #include "export_redirect.h"
 #include "newdev_stand_in.h"
 #include "setupapi_stand_in.h"
+
+#include <windows.h>
+
+#include <array>
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "port_database.h"
 
-#include <string>
-
 #include "msports.h"
+
+#include <string>
 
 namespace zorvan::devkit {
 

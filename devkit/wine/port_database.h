@@ -4,12 +4,12 @@
 // Results are Windows error codes. Each operation is atomic between processes: a named mutex guards it.
 #pragma once
 
+#include "base/unique.h"
+
 #include <windows.h>
 
 #include <memory>
 #include <vector>
-
-#include "base/unique.h"
 
 namespace zorvan::devkit {
 

@@ -1,14 +1,13 @@
 // Stands in for the COM port database functions of Windows's msports.dll, which Wine 8 only names.
+#include "base/slim_lock.h"
 #include "msports.h"
+#include "port_database.h"
 
 #include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <new>
-
-#include "base/slim_lock.h"
-#include "port_database.h"
 
 namespace {
 

@@ -3,12 +3,12 @@
 //
 // It gives a new port its number, its PortName and a friendly name with it, and takes the number back when the port
 // is removed. The default actions are called from here, because only then is it known whether they succeeded.
+#include "base/unique.h"
+#include "msports.h"
+
 #include <iterator>
 #include <new>
 #include <string>
-
-#include "base/unique.h"
-#include "msports.h"
 
 namespace {
 

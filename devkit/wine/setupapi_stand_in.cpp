@@ -1,14 +1,14 @@
 // Stands in for two functions of setupapi that Wine 8 only names: they return FALSE and set no last error.
 #include "setupapi_stand_in.h"
 
+#include "base/unique.h"
+
 #include <cfgmgr32.h>
 #include <ole2.h>
 
 #include <new>
 #include <optional>
 #include <string>
-
-#include "base/unique.h"
 
 namespace zorvan::devkit {
 

@@ -144,7 +144,8 @@ prefix_install_driver() {
   done
 }
 
+# Wine's regsvr32 shows no windows; without /s it says in the log what went wrong.
 prefix_register_library() {
   local library=Z:$build_dir/bin/zorvanlib.dll
-  prefix_wine regsvr32 /s "${library//\//\\}"
+  prefix_wine regsvr32 "${library//\//\\}"
 }

@@ -94,20 +94,20 @@ public:
         return S_OK;
     }
 
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** information) noexcept override {
-        return typeInformation_.get(index, locale, information);
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** information) noexcept override {
+        return typeInformation_.get(index, information);
     }
 
     HRESULT STDMETHODCALLTYPE
-    GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept override {
-        return typeInformation_.idsOfNames(names, count, locale, ids);
+    GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept override {
+        return typeInformation_.idsOfNames(names, count, ids);
     }
 
     HRESULT STDMETHODCALLTYPE Invoke(
-        DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+        DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
         UINT* badArgument) noexcept override {
         return typeInformation_.invoke(
-            static_cast<Interface*>(this), member, locale, flags, parameters, result, exception, badArgument);
+            static_cast<Interface*>(this), member, flags, parameters, result, exception, badArgument);
     }
 
 private:

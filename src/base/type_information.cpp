@@ -12,9 +12,12 @@ namespace {
 constexpr WORD kMajorVersion = 3;
 constexpr WORD kMinorVersion = 0;
 
-ComPointer<ITypeInfo> loadRegistered(const IID& iid, LCID locale) {
+// The only locale that the type library is registered for; the caller's would often not be found.
+constexpr LCID kLocale = 0x0409;
+
+ComPointer<ITypeInfo> loadRegistered(const IID& iid) {
     ComPointer<ITypeLib> library;
-    throwIfFailed(LoadRegTypeLib(LIBID_zorvanlibLib, kMajorVersion, kMinorVersion, locale, library.put()));
+    throwIfFailed(LoadRegTypeLib(LIBID_zorvanlibLib, kMajorVersion, kMinorVersion, kLocale, library.put()));
     ComPointer<ITypeInfo> information;
     throwIfFailed(library->GetTypeInfoOfGuid(iid, information.put()));
     return information;
@@ -26,30 +29,30 @@ TypeInformation::~TypeInformation() {
     ComPointer<ITypeInfo>::attach(information_.load());
 }
 
-HRESULT TypeInformation::get(UINT index, LCID locale, ITypeInfo** information) noexcept {
+HRESULT TypeInformation::get(UINT index, ITypeInfo** information) noexcept {
     return comBoundary([&] {
         requirePointer(information);
         if (index != 0)
             throw HResultError(DISP_E_BADINDEX);
-        *information = ComPointer<ITypeInfo>(&loaded(locale)).detach();
+        *information = ComPointer<ITypeInfo>(&loaded()).detach();
     });
 }
 
-HRESULT TypeInformation::idsOfNames(LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept {
-    return comBoundary([&] { return loaded(locale).GetIDsOfNames(names, count, ids); });
+HRESULT TypeInformation::idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) noexcept {
+    return comBoundary([&] { return loaded().GetIDsOfNames(names, count, ids); });
 }
 
 HRESULT TypeInformation::invoke(
-    void* instance, DISPID member, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result,
-    EXCEPINFO* exception, UINT* badArgument) noexcept {
+    void* instance, DISPID member, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+    UINT* badArgument) noexcept {
     return comBoundary(
-        [&] { return loaded(locale).Invoke(instance, member, flags, parameters, result, exception, badArgument); });
+        [&] { return loaded().Invoke(instance, member, flags, parameters, result, exception, badArgument); });
 }
 
-ITypeInfo& TypeInformation::loaded(LCID locale) {
+ITypeInfo& TypeInformation::loaded() {
     if (ITypeInfo* kept = information_.load())
         return *kept;
-    auto fresh = loadRegistered(iid_, locale);
+    auto fresh = loadRegistered(iid_);
     ITypeInfo* kept = nullptr;
     // Another thread may have been faster; its reference is then the one that is kept.
     if (information_.compare_exchange_strong(kept, fresh.get()))

@@ -15,15 +15,15 @@ public:
     TypeInformation& operator=(const TypeInformation&) = delete;
     ~TypeInformation();
 
-    HRESULT get(UINT index, LCID locale, ITypeInfo** information) noexcept;
-    HRESULT idsOfNames(LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept;
+    HRESULT get(UINT index, ITypeInfo** information) noexcept;
+    HRESULT idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) noexcept;
     HRESULT invoke(
-        void* instance, DISPID member, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result,
-        EXCEPINFO* exception, UINT* badArgument) noexcept;
+        void* instance, DISPID member, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+        UINT* badArgument) noexcept;
 
 private:
     // The kept reference; throws when there is no registered type library.
-    ITypeInfo& loaded(LCID locale);
+    ITypeInfo& loaded();
 
     const IID& iid_;
     std::atomic<ITypeInfo*> information_{nullptr};

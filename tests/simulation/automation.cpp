@@ -2,6 +2,7 @@
 
 #include "simulation/machine.h"
 #include "simulation/simulated_function.h"
+#include "simulation/string_watch.h"
 
 #include <gtest/gtest.h>
 
@@ -28,6 +29,10 @@ bool writeFile(const std::wstring& path, const void* data, DWORD size) {
 
 } // namespace
 
+Automation::Automation() {
+    stringWatch::start();
+}
+
 Automation::~Automation() {
     if (!typeLibraryFile_.empty())
         DeleteFileW(typeLibraryFile_.c_str());
@@ -43,28 +48,9 @@ void Automation::serveTypeLibrary(const std::wstring& modulePath) {
     FreeLibrary(module);
 }
 
-void Automation::track(BSTR text) {
-    if (text != nullptr)
-        strings_[text] = text;
-}
-
 void Automation::track(SAFEARRAY* array) {
     if (array != nullptr)
         arrays_[array] = array->rgsabound[0].cElements;
-}
-
-void Automation::track(const VARIANT& value) {
-    if (value.vt == VT_BSTR)
-        track(value.bstrVal);
-    if (value.vt != VT_EMPTY && (value.vt & (VT_ARRAY | VT_BYREF)) == VT_ARRAY)
-        track(value.parray);
-}
-
-void Automation::untrack(const VARIANT& value) {
-    if (value.vt == VT_BSTR)
-        untrack(value.bstrVal);
-    if ((value.vt & (VT_ARRAY | VT_BYREF)) == VT_ARRAY)
-        untrack(value.parray);
 }
 
 // Loading gives the one object of the type library that lives in this process, if any does; the count after our own
@@ -77,9 +63,7 @@ static ULONG othersReferences(const std::wstring& typeLibraryFile) {
 }
 
 std::vector<std::string> Automation::held() const {
-    std::vector<std::string> descriptions;
-    for (const auto& [text, content] : strings_)
-        descriptions.push_back("string \"" + describe(content) + "\"");
+    auto descriptions = stringWatch::held();
     for (const auto& [array, size] : arrays_)
         descriptions.push_back("array of " + std::to_string(size));
     if (const ULONG references = typeLibraryFile_.empty() ? 0 : othersReferences(typeLibraryFile_))
@@ -97,68 +81,64 @@ HRESULT WINAPI loadRegTypeLib(REFGUID, WORD major, WORD minor, LCID, ITypeLib** 
 }
 SIMULATE(LoadRegTypeLib, loadRegTypeLib);
 
-BSTR tracked(const Call& call, BSTR text) {
-    call->automation.track(text);
+BSTR followed(BSTR text) {
+    stringWatch::follow(text);
     return text;
 }
 
 BSTR WINAPI sysAllocString(const OLECHAR* text) {
     Call call("SysAllocString", text);
-    return call.failure() ? nullptr : tracked(call, ::SysAllocString(text));
+    return call.failure() ? nullptr : followed(::SysAllocString(text));
 }
 SIMULATE(SysAllocString, sysAllocString);
 
 BSTR WINAPI sysAllocStringLen(const OLECHAR* text, UINT length) {
     Call call("SysAllocStringLen", text == nullptr ? std::wstring() : std::wstring(text, length));
-    return call.failure() ? nullptr : tracked(call, ::SysAllocStringLen(text, length));
+    return call.failure() ? nullptr : followed(::SysAllocStringLen(text, length));
 }
 SIMULATE(SysAllocStringLen, sysAllocStringLen);
 
 void WINAPI sysFreeString(BSTR text) {
     Call call("SysFreeString", text);
-    call->automation.untrack(text);
     ::SysFreeString(text);
 }
 SIMULATE(SysFreeString, sysFreeString);
 
 // Calls that release or ask objects run outside any lock: the objects may be the library's, which has its own.
 
-void trackLater(const VARIANT& value) {
-    const std::lock_guard lock(simulationMutex());
-    Machine::current().automation.track(value);
+void follow(const VARIANT& value) {
+    if (value.vt == VT_BSTR)
+        stringWatch::follow(value.bstrVal);
 }
 
 HRESULT WINAPI variantClear(VARIANTARG* value) {
     {
         Call call("VariantClear", static_cast<DWORD>(value->vt));
-        call->automation.untrack(*value);
     }
     return ::VariantClear(value);
 }
 SIMULATE(VariantClear, variantClear);
 
-HRESULT WINAPI variantCopy(VARIANTARG* target, const VARIANTARG* source) {
+HRESULT WINAPI variantCopy(VARIANTARG* target, VARIANTARG* source) {
     {
         Call call("VariantCopy", static_cast<DWORD>(source->vt));
         if (call.failure())
             return static_cast<HRESULT>(*call.failure());
-        call->automation.untrack(*target);
     }
     const HRESULT result = ::VariantCopy(target, source);
-    trackLater(*target);
+    follow(*target);
     return result;
 }
 SIMULATE(VariantCopy, variantCopy);
 
-HRESULT WINAPI variantChangeType(VARIANTARG* target, const VARIANTARG* source, USHORT flags, VARTYPE type) {
+HRESULT WINAPI variantChangeType(VARIANTARG* target, VARIANTARG* source, USHORT flags, VARTYPE type) {
     {
         Call call("VariantChangeType", static_cast<DWORD>(source->vt), static_cast<DWORD>(type), Hex{flags});
         if (call.failure())
             return static_cast<HRESULT>(*call.failure());
-        call->automation.untrack(*target);
     }
     const HRESULT result = ::VariantChangeType(target, source, flags, type);
-    trackLater(*target);
+    follow(*target);
     return result;
 }
 SIMULATE(VariantChangeType, variantChangeType);

@@ -11,6 +11,8 @@
 
 namespace zorvan::simulation {
 
+class Machine;
+
 extern const GUID kPortsClass;
 extern const GUID kControlInterface;
 extern const GUID kSerialInterface;

@@ -1,12 +1,12 @@
 // A test with a port database that is empty at its beginning; the prefix has its own back at the end.
 #pragma once
 
+#include "base/unique.h"
+#include "stand_ins.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
-
-#include "base/unique.h"
-#include "stand_ins.h"
 
 namespace zorvan::test {
 

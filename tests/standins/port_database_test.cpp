@@ -1,9 +1,11 @@
+#include "claim_numbers.h"
+#include "database_fixture.h"
+#include "runner/runner.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
 #include <string>
-
-#include "database_fixture.h"
 
 namespace zorvan::test {
 
@@ -19,11 +21,8 @@ struct ProcessTraits {
 };
 using UniqueProcess = Unique<ProcessTraits>;
 
-// This program again, as "--claim COUNT".
 UniqueProcess startClaiming(int count) {
-    wchar_t program[MAX_PATH];
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    std::wstring commandLine = L'"' + std::wstring(program) + L"\" --claim " + std::to_wstring(count);
+    std::wstring commandLine = L'"' + siblingPath(L"claim_numbers.exe") + L"\" " + std::to_wstring(count);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information{};
@@ -36,7 +35,7 @@ UniqueProcess startClaiming(int count) {
 
 DWORD exitCode(HANDLE process) {
     DWORD code = STILL_ACTIVE;
-    WaitForSingleObject(process, 60'000);
+    WaitForSingleObject(process, kClaimersWait);
     GetExitCodeProcess(process, &code);
     return code;
 }
@@ -231,8 +230,14 @@ TEST_F(PortDatabaseTest, AValueOfAnotherTypeIsLeftAlone) {
 }
 
 TEST_F(PortDatabaseTest, ProcessesThatClaimAtOnceGetDifferentNumbers) {
-    constexpr int kEach = 60;
+    constexpr int kEach = 80;
+    const UniqueHandle ready(CreateSemaphoreW(nullptr, 0, 3, kClaimersReady));
+    const UniqueHandle go(CreateEventW(nullptr, TRUE, FALSE, kClaimersGo));
+    ASSERT_TRUE(ready && go);
     const std::array<UniqueProcess, 3> processes{startClaiming(kEach), startClaiming(kEach), startClaiming(kEach)};
+    for (const UniqueProcess& process : processes)
+        ASSERT_TRUE(process && WaitForSingleObject(ready.get(), kClaimersWait) == WAIT_OBJECT_0);
+    SetEvent(go.get());
     for (const UniqueProcess& process : processes)
         EXPECT_EQ(exitCode(process.get()), static_cast<DWORD>(ERROR_SUCCESS));
     EXPECT_EQ(usedCount(), 3U * kEach);

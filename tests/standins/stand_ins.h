@@ -2,10 +2,10 @@
 // loading and unloading it does.
 #pragma once
 
-#include <windows.h>
-
 #include "msports.h"
 #include "newdev_stand_in.h"
+
+#include <windows.h>
 
 namespace zorvan::test {
 

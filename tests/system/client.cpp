@@ -110,8 +110,8 @@ std::set<std::wstring> presentPortNames() {
 }
 
 HANDLE openPort(const std::wstring& path) {
-    const HANDLE port =
-        CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+    const HANDLE port = CreateFileW(
+        path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
     return port == INVALID_HANDLE_VALUE ? nullptr : port;
 }
 

@@ -1,7 +1,7 @@
 // Creating ports: numbers chosen by the client and by the system, and requests that are refused.
 #include "client.h"
 
-#include <cwctype>
+#include <algorithm>
 
 namespace zorvan::test {
 
@@ -25,9 +25,10 @@ TEST_F(CreationSystemTest, NewPortIsListeningAndListed) {
     EXPECT_EQ(VSDM_Listening, mode);
 
     const auto listed = listDevices(*library_);
-    EXPECT_EQ(1, std::count_if(listed.begin(), listed.end(), [&](const Device& other) {
-                  return other.get() == device.get();
-              })) << "a listing returns the very object that createDevice returned";
+    EXPECT_EQ(
+        1,
+        std::count_if(listed.begin(), listed.end(), [&](const Device& other) { return other.get() == device.get(); }))
+        << "a listing returns the very object that createDevice returned";
 }
 
 TEST_F(CreationSystemTest, DeviceLeadsBackToItsLibrary) {
@@ -42,15 +43,9 @@ TEST_F(CreationSystemTest, NameDecidesTheNumber) {
         const wchar_t* name;
         const wchar_t* expected; // null: any port name
     } rows[] = {
-        {L"COM61", L"COM61"},
-        {L"ABC62", L"COM62"}, // the first three characters are not looked at
-        {L"COM63x", L"COM63"},
-        {L"COM250", L"COM250"},
-        {L"", nullptr},
-        {L"CO", nullptr},
-        {L"COM0", nullptr},
-        {L"COM-5", nullptr},
-        {L"COMX", nullptr},
+        {L"COM61", L"COM61"},  {L"ABC62", L"COM62"}, // the first three characters are not looked at
+        {L"COM63x", L"COM63"}, {L"COM250", L"COM250"}, {L"", nullptr},     {L"CO", nullptr},
+        {L"COM0", nullptr},    {L"COM-5", nullptr},    {L"COMX", nullptr},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << "name " << row.name);

@@ -70,7 +70,8 @@ ProgramResult runProgram(const std::wstring& commandLine) {
     startup.hStdOutput = startup.hStdError = output.handle();
     PROCESS_INFORMATION started{};
     std::wstring modifiable = commandLine;
-    if (CreateProcessW(nullptr, modifiable.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started) == 0)
+    if (CreateProcessW(nullptr, modifiable.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started) ==
+        0)
         throw std::runtime_error(lastError("starting a program"));
     const UniqueHandle process(started.hProcess);
     const UniqueHandle thread(started.hThread);

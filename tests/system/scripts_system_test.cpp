@@ -17,8 +17,7 @@ TEST_P(ScriptsSystemTest, SaysThatAllIsAsExpected) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Languages, ScriptsSystemTest,
-    testing::Values(L"collection.vbs", L"collection.js", L"errors.vbs", L"errors.js"),
+    Languages, ScriptsSystemTest, testing::Values(L"collection.vbs", L"collection.js", L"errors.vbs", L"errors.js"),
     [](const auto& info) {
         std::string name;
         for (const wchar_t* c = info.param; *c != L'\0'; ++c)

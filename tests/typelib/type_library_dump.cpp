@@ -165,8 +165,8 @@ std::string parameterText(ITypeInfo& type, const ELEMDESC& element, const std::s
     return text;
 }
 
-// The names of parameters are looked up by identifier alone, so of a getter and a setter that share one only the
-// first has names to tell; those of the other are left out.
+// Names of parameters and help strings are looked up by identifier alone. Of a getter and a setter that share one,
+// only the first can be asked.
 bool sharesEarlierIdentifier(ITypeInfo& type, const Function& function, UINT index) {
     for (UINT i = 0; i < index; ++i)
         if (Function(type, i)->memid == function->memid)
@@ -175,24 +175,20 @@ bool sharesEarlierIdentifier(ITypeInfo& type, const Function& function, UINT ind
 }
 
 // Each with a space before it.
-std::vector<std::string> parameterNames(ITypeInfo& type, const Function& function, UINT index) {
-    const auto parameters = static_cast<std::size_t>(function->cParams);
-    if (sharesEarlierIdentifier(type, function, index))
-        return std::vector<std::string>(parameters);
-    std::vector<BSTR> names(1 + parameters);
+std::vector<std::string> parameterNames(ITypeInfo& type, const Function& function) {
+    std::vector<BSTR> names(1 + static_cast<std::size_t>(function->cParams));
     UINT count = 0;
     throwIfFailed(type.GetNames(function->memid, names.data(), static_cast<UINT>(names.size()), &count));
+    names.resize(count);
     std::vector<std::string> result;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        const std::string name = i < count ? takeText(names[i]) : "<unnamed>";
-        if (i != 0)
-            result.push_back(" " + name);
-    }
+    for (BSTR name : names)
+        result.push_back(" " + takeText(name));
+    result.erase(result.begin()); // the function's own
+    result.resize(static_cast<std::size_t>(function->cParams), " <unnamed>");
     return result;
 }
 
-std::string parametersText(ITypeInfo& type, const Function& function, UINT index) {
-    const auto names = parameterNames(type, function, index);
+std::string parametersText(ITypeInfo& type, const Function& function, const std::vector<std::string>& names) {
     std::string text;
     for (std::size_t i = 0; i < names.size(); ++i)
         text += (i == 0 ? "" : ", ") + parameterText(type, function->lprgelemdescParam[i], names[i]);
@@ -229,13 +225,17 @@ std::string functionRemarks(ITypeInfo& type, const Function& function) {
 
 std::string functionText(ITypeInfo& type, UINT index, std::size_t inheritedSlots) {
     const Function function(type, index);
+    const bool secondAccessor = sharesEarlierIdentifier(type, function, index);
+    const auto names = secondAccessor ? std::vector<std::string>(static_cast<std::size_t>(function->cParams))
+                                      : parameterNames(type, function);
     const auto described = documentation(type, function->memid);
     const std::size_t entry = static_cast<std::size_t>(function->oVft) / sizeof(void*);
-    std::string text = "  slot " + std::to_string(entry + 1 - inheritedSlots) + " id " +
-                       std::to_string(function->memid) + " " + invokeKindName(function->invkind) + " " +
-                       described.name + parametersText(type, function, index) + functionRemarks(type, function) +
-                       described.remarks + "\n";
-    return described.help.empty() ? text : text + "    \"" + described.help + "\"\n";
+    const std::string text = "  slot " + std::to_string(entry + 1 - inheritedSlots) + " id " +
+                             std::to_string(function->memid) + " " + invokeKindName(function->invkind) + " " +
+                             described.name + parametersText(type, function, names) + functionRemarks(type, function);
+    if (secondAccessor)
+        return text + " (second accessor)\n";
+    return text + described.remarks + (described.help.empty() ? "\n" : "\n    \"" + described.help + "\"\n");
 }
 
 std::string baseName(ITypeInfo& type) {
@@ -303,22 +303,24 @@ std::string implementedInterfaces(ITypeInfo& type) {
 std::string typeText(ITypeInfo& type) {
     const TypeAttributes attributes(type);
     const auto described = documentation(type, MEMBERID_NIL);
-    const std::string rest =
-        " " + described.name + " " + guidText(attributes->guid) + typeFlags(attributes->wTypeFlags);
+    const std::string name = " " + described.name + " " + guidText(attributes->guid);
+    const std::string flags = typeFlags(attributes->wTypeFlags);
     const std::string end = described.remarks + "\n" + helpLine(described);
     switch (attributes->typekind) {
     case TKIND_ENUM:
-        return "enum" + rest + end + enumMembers(type);
+        return "enum" + name + flags + end + enumMembers(type);
     case TKIND_DISPATCH: {
+        // The dispatch half never tells whether the interface is made for automation; the other half does.
         const auto vtable = interfaceOfDual(type);
-        return "dispatch" + rest + " : " + baseName(*vtable) + end + functionsText(*vtable);
+        return "dispatch" + name + typeFlags(TypeAttributes(*vtable)->wTypeFlags) + " : " + baseName(*vtable) + end +
+               functionsText(*vtable);
     }
     case TKIND_INTERFACE:
-        return "interface" + rest + " : " + baseName(type) + end + functionsText(type);
+        return "interface" + name + flags + " : " + baseName(type) + end + functionsText(type);
     case TKIND_COCLASS:
-        return "coclass" + rest + end + implementedInterfaces(type);
+        return "coclass" + name + flags + end + implementedInterfaces(type);
     default:
-        return "[type kind " + std::to_string(attributes->typekind) + "]" + rest + end;
+        return "[type kind " + std::to_string(attributes->typekind) + "]" + name + flags + end;
     }
 }
 

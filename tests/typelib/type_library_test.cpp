@@ -1,4 +1,5 @@
 // The type library inside the DLL, compared with the written contract.
+#include "typelib/library_file.h"
 #include "typelib/type_library_dump.h"
 
 #include "base/com_pointer.h"
@@ -8,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -25,8 +28,9 @@ std::vector<std::string> splitLines(const std::string& text) {
 }
 
 std::string readExpectation() {
-    std::ifstream file(EXPECTED_TYPE_LIBRARY);
-    EXPECT_TRUE(file) << "cannot read " << EXPECTED_TYPE_LIBRARY;
+    const std::filesystem::path path = siblingPath(L"typelib_expected.txt");
+    std::ifstream file(path);
+    EXPECT_TRUE(file) << "cannot read " << path;
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
@@ -58,14 +62,43 @@ std::string difference(const std::vector<std::string>& expected, const std::vect
     return text;
 }
 
+ComPointer<ITypeLib> loadTypeLibrary() {
+    ComPointer<ITypeLib> library;
+    const std::wstring path = siblingPath(L"..\\zorvanlib.dll");
+    EXPECT_EQ(S_OK, LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
+    return library;
+}
+
+bool holdsName(ITypeLib& library, std::wstring name) {
+    BOOL found = FALSE;
+    EXPECT_EQ(S_OK, library.IsName(name.data(), 0, &found));
+    return found != FALSE;
+}
+
 } // namespace
 
 TEST(TypeLibrary, EqualsTheContract) {
-    ComPointer<ITypeLib> library;
-    const std::wstring path = siblingPath(L"..\\zorvanlib.dll");
-    ASSERT_EQ(S_OK, LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
+    const auto library = loadTypeLibrary();
+    ASSERT_TRUE(library);
     const std::string text = dumpTypeLibrary(*library);
     EXPECT_EQ("", difference(splitLines(readExpectation()), splitLines(text))) << "The whole type library:\n" << text;
+}
+
+TEST(TypeLibrary, NamesNoParameterOfASetter) {
+    const auto library = loadTypeLibrary();
+    ASSERT_TRUE(library);
+    EXPECT_TRUE(holdsName(*library, L"pval"));
+    EXPECT_FALSE(holdsName(*library, L"value"));
+}
+
+// The second accessors' help strings, which the type library holds but nobody can ask it for.
+TEST(TypeLibrary, HoldsTheHelpOfSecondAccessors) {
+    const LibraryFile file(siblingPath(L"..\\zorvanlib.dll"));
+    const std::string_view data = file.resource(L"TYPELIB", 1);
+    for (const char* help :
+         {"Set the device's port name (rename device)", "Get the TX buffer overrun emulation flag",
+          "Get the single bit crossover probability (BSCp)"})
+        EXPECT_NE(std::string_view::npos, data.find(help)) << help;
 }
 
 } // namespace zorvan::test

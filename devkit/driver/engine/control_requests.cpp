@@ -16,7 +16,7 @@ using protocol::RecordReader;
 using protocol::RecordWriter;
 
 struct Request {
-    Ports& ports;
+    const Ports& ports;
     Port& port;
     RecordReader input;
     RecordWriter& reply;
@@ -59,7 +59,7 @@ Status queryFileHandles(Request& request) {
 
 Status queryRemoteEndpoint(Request& request) {
     if (const auto* bridge = request.port.connectionAs<Bridge>())
-        request.reply.appendString(bridge->server).appendString(bridge->partner->name).append(std::uint32_t{0});
+        request.reply.appendString(bridge->server).appendString(bridge->partner->name()).append(std::uint32_t{0});
     return Status::Success;
 }
 
@@ -74,7 +74,7 @@ Status querySecurityDescriptor(Request& request) {
 }
 
 Status queryEnabled(Request& request) {
-    request.reply.append(static_cast<std::uint8_t>(request.port.enabled));
+    request.reply.append(static_cast<std::uint8_t>(request.port.enabled()));
     return Status::Success;
 }
 
@@ -153,12 +153,6 @@ std::wstring computerName(COMPUTER_NAME_FORMAT format) {
     return GetComputerNameExW(format, name, &size) ? std::wstring(name, size) : std::wstring();
 }
 
-bool sameName(const std::wstring& left, const std::wstring& right) {
-    return CompareStringOrdinal(
-               left.data(), static_cast<int>(left.size()), right.data(), static_cast<int>(right.size()), TRUE) ==
-           CSTR_EQUAL;
-}
-
 bool isThisComputer(const std::wstring& server) {
     return server == L"." || sameName(server, computerName(ComputerNameDnsHostname)) ||
            sameName(server, computerName(ComputerNameNetBIOS));
@@ -189,7 +183,7 @@ Status createBridge(Request& request) {
 
 Status setPortName(Request& request) {
     const auto name = request.input.readString();
-    return request.exact() ? request.ports.rename(request.port, name) : Status::InvalidParameter;
+    return request.exact() ? request.port.rename(name) : Status::InvalidParameter;
 }
 
 Status setHostEvent(Request& request) {
@@ -221,7 +215,7 @@ Status setEnabled(Request& request) {
     const auto enabled = request.input.read<std::uint8_t>();
     if (!request.exact() || !isFlag(enabled))
         return Status::InvalidParameter;
-    return request.ports.setEnabled(request.port, enabled == 1);
+    return request.port.setEnabled(enabled == 1);
 }
 
 // Which pins a pin may drive, on either side: outputs drive inputs, inputs drive outputs, and RI drives RI alone.
@@ -314,7 +308,7 @@ Handler handlerFor(const Entry (&entries)[kCount], std::uint32_t code) {
 } // namespace
 
 Status handleControlRequest(
-    Ports& ports, Port& port, std::uint32_t code, std::span<const std::uint8_t> input, RecordWriter& reply) {
+    const Ports& ports, Port& port, std::uint32_t code, std::span<const std::uint8_t> input, RecordWriter& reply) {
     Request request{ports, port, RecordReader(input), reply};
     if (const auto query = handlerFor(kQueries, code))
         return input.empty() ? query(request) : Status::InvalidParameter;

@@ -64,15 +64,21 @@ std::wstring readPortName(void* deviceKey) {
 
 } // namespace
 
-Port* zorvanStartPort(void* deviceKey, const wchar_t* deviceName) {
+Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName) {
     try {
-        auto port = std::make_unique<Port>(readPortName(deviceKey), deviceName);
-        const std::lock_guard lock(engine().mutex);
-        engine().ports.add(*port);
-        return port.release();
+        return std::make_unique<Port>(readPortName(deviceKey), deviceName).release();
     } catch (const std::exception& failure) {
-        report("a port could not be started", failure);
+        report("a port could not be made", failure);
         return nullptr;
+    }
+}
+
+void zorvanStartPort(Port* port) {
+    const std::lock_guard lock(engine().mutex);
+    try {
+        engine().ports.add(*port);
+    } catch (const std::exception& failure) {
+        report("a port's name could not be published", failure); // its control requests work all the same
     }
 }
 
@@ -100,7 +106,7 @@ Outcome zorvanControl(
 
 Status zorvanOpenSerial(Port* port) {
     return guarded(*port, [&]() -> Outcome {
-               if (port->serialOpen || !port->enabled)
+               if (port->serialOpen || !port->enabled())
                    return {Status::AccessDenied, 0};
                port->serialOpen = true;
                port->serial = SerialSettings();

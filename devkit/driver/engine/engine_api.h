@@ -16,14 +16,14 @@ namespace zorvan::driver {
 
 class Port;
 
-// The device objects for serial traffic are named so, followed by a number.
-inline constexpr wchar_t kSerialDevicePrefix[] = L"\\Device\\ZorvanPort";
-
 extern "C" {
 
-// Starts the port of a device whose open hardware key is given (it stays the caller's) and whose serial traffic
-// enters at the named device object. Null: the port could not be started.
-ZORVAN_ENGINE_API Port* zorvanStartPort(void* deviceKey, const wchar_t* deviceName);
+// Makes the port of a device whose open hardware key is given (it stays the caller's) and whose serial traffic
+// enters at the named device object. Null: that failed.
+ZORVAN_ENGINE_API Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName);
+
+// Publishes the port: requests may come from here on.
+ZORVAN_ENGINE_API void zorvanStartPort(Port* port);
 
 // The device is gone: ends the port's name, connection and host process. Requests that still come are refused.
 ZORVAN_ENGINE_API void zorvanStopPort(Port* port);

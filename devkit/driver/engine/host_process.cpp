@@ -94,18 +94,20 @@ bool HostProcess::running() const {
 }
 
 UniqueHandle HostProcess::copyHandle(std::uint64_t value) const {
-    HANDLE copy = nullptr;
-    if (value == 0 || !DuplicateHandle(
-                          process_.get(), reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE,
-                          DUPLICATE_SAME_ACCESS))
-        return {};
-    return UniqueHandle(copy);
+    return value != 0 ? duplicateHere(value, DUPLICATE_SAME_ACCESS) : UniqueHandle();
 }
 
+// Wine closes a handle of another process only on its way to somebody.
 void HostProcess::closeHandle(std::uint64_t value) const {
-    // Fails when the host process has ended, which closed the handle.
-    DuplicateHandle(
-        process_.get(), reinterpret_cast<HANDLE>(value), nullptr, nullptr, 0, FALSE, DUPLICATE_CLOSE_SOURCE);
+    duplicateHere(value, DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE);
+}
+
+UniqueHandle HostProcess::duplicateHere(std::uint64_t value, DWORD options) const {
+    HANDLE copy = nullptr;
+    if (!DuplicateHandle(
+            process_.get(), reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE, options))
+        return {}; // no such handle, or the host process has ended and closed it
+    return UniqueHandle(copy);
 }
 
 HostHandle::HostHandle(const HostProcess& host, std::uint64_t value)

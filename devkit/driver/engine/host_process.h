@@ -23,6 +23,8 @@ public:
     void closeHandle(std::uint64_t value) const;
 
 private:
+    UniqueHandle duplicateHere(std::uint64_t value, DWORD options) const;
+
     UniqueHandle process_;
     std::uint32_t id_ = 0;
 };

@@ -6,23 +6,44 @@ namespace zorvan::driver {
 
 const Port::PinConnections Port::kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
 
-Port::Port(std::wstring portName, std::wstring deviceName)
-    : name(std::move(portName)), deviceName_(std::move(deviceName)), host_(std::in_place) {}
+Port::Port(std::wstring name, std::wstring deviceName)
+    : name_(std::move(name)), deviceName_(std::move(deviceName)), host_(std::in_place) {}
 
 Port::~Port() {
     stop();
 }
 
+void Port::start() {
+    if (isPortName(name_) && !isTaken(name_, deviceName_))
+        publish();
+    else
+        name_.clear();
+}
+
 void Port::stop() {
     releasePartner();
     connection_ = Listening{};
-    unpublish();
+    events = HostEvents();
+    publishedName_.reset();
     host_.reset();
 }
 
-bool Port::isPublishedAs(const std::wstring& otherName) const {
-    return publishedName_ && CompareStringOrdinal(
-                                 publishedName_->portName().c_str(), -1, otherName.c_str(), -1, TRUE) == CSTR_EQUAL;
+Status Port::rename(const std::wstring& name) {
+    if (!isPortName(name))
+        return Status::InvalidParameter;
+    if (isTaken(name, deviceName_))
+        return Status::ObjectNameCollision;
+    name_ = name;
+    publish();
+    return Status::Success;
+}
+
+Status Port::setEnabled(bool enabled) {
+    if (enabled && isTaken(name_, deviceName_))
+        return Status::ObjectNameCollision;
+    enabled_ = enabled;
+    publish();
+    return Status::Success;
 }
 
 std::uint32_t Port::mode() const {
@@ -46,7 +67,8 @@ void Port::listen() {
 
 void Port::publish() {
     publishedName_.reset();
-    publishedName_.emplace(name, deviceName_);
+    if (enabled_ && !name_.empty())
+        publishedName_.emplace(name_, deviceName_);
 }
 
 void Port::become(Connection next) {

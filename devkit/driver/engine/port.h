@@ -8,6 +8,7 @@
 #include "host_process.h"
 #include "port_name.h"
 #include "serial_settings.h"
+#include "status.h"
 
 #include <array>
 #include <optional>
@@ -53,13 +54,20 @@ public:
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
 
+    // Publishes the port's name. A port whose name is missing or taken runs without one, until it is renamed.
+    void start();
     // Ends whatever the port has outside itself; it is still there, but for nothing.
     void stop();
     bool stopped() const { return !host_; }
 
     const HostProcess& host() const { return *host_; }
-    const std::wstring& deviceName() const { return deviceName_; }
-    bool isPublishedAs(const std::wstring& name) const;
+
+    const std::wstring& name() const { return name_; }
+    Status rename(const std::wstring& name);
+
+    // A disabled port keeps its name, but the name does not open it.
+    bool enabled() const { return enabled_; }
+    Status setEnabled(bool enabled);
 
     // Broken when the host process, and with it every handle that it was given, is gone.
     std::uint32_t mode() const;
@@ -75,12 +83,7 @@ public:
     void bridgeTo(Port& partner, std::wstring server, bool permanent);
     void listen();
 
-    void publish();
-    void unpublish() { publishedName_.reset(); }
-
-    std::wstring name;
     std::wstring securityDescriptor = L"D:AR(A;;CC;;;WD)";
-    bool enabled = true;
     PinConnections pinConnections = kNullModem;
     protocol::ErrorEmulationState crossover{};
     protocol::ErrorEmulationLong transmitOverflow{protocol::kTransmitOverflow, 0, 0};
@@ -92,8 +95,11 @@ public:
 private:
     void become(Connection next);
     void releasePartner();
+    void publish();
 
+    std::wstring name_;
     std::wstring deviceName_;
+    bool enabled_ = true;
     std::optional<HostProcess> host_;
     std::optional<PublishedPortName> publishedName_;
     Connection connection_; // after the host process, which its handles live in

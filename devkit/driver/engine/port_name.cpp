@@ -4,6 +4,7 @@
 
 #include <winternl.h>
 
+#include <algorithm>
 #include <system_error>
 
 // Declared by the driver kit only, whose headers cannot stand beside <windows.h>.
@@ -16,6 +17,7 @@ NTSTATUS NTAPI NtMakeTemporaryObject(HANDLE);
 namespace zorvan::driver {
 namespace {
 
+constexpr std::size_t kMaximumLength = 255;
 constexpr wchar_t kSerialPortMap[] = L"HARDWARE\\DEVICEMAP\\SERIALCOMM";
 
 UNICODE_STRING unicodeString(std::wstring& text) {
@@ -55,6 +57,19 @@ void createLink(const std::wstring& portName, std::wstring target) {
     throwIfFailed(static_cast<long>(RtlNtStatusToDosError(status)), "NtCreateSymbolicLinkObject");
 }
 
+void removeLink(const std::wstring& portName) {
+    LinkName link(portName);
+    UniqueHandle object;
+    if (NtOpenSymbolicLinkObject(object.put(), DELETE, link.attributes()) >= 0)
+        NtMakeTemporaryObject(object.get()); // the name goes with the last handle
+}
+
+// Empty: there is no such name.
+std::wstring linkTarget(const std::wstring& portName) {
+    wchar_t target[MAX_PATH];
+    return QueryDosDeviceW(portName.c_str(), target, MAX_PATH) != 0 ? target : std::wstring();
+}
+
 UniqueRegistryKey serialPortMap() {
     UniqueRegistryKey key;
     throwIfFailed(
@@ -81,16 +96,20 @@ void removeFromMap(const std::wstring& deviceName) noexcept {
 
 } // namespace
 
-std::wstring dosNameTarget(const std::wstring& portName) {
-    wchar_t target[MAX_PATH];
-    return QueryDosDeviceW(portName.c_str(), target, MAX_PATH) != 0 ? target : std::wstring();
+bool isPortName(const std::wstring& text) {
+    return !text.empty() && text.size() <= kMaximumLength &&
+           std::none_of(text.begin(), text.end(), [](wchar_t unit) { return unit < L' ' || unit == L'\\'; });
 }
 
-void removeDosName(const std::wstring& portName) {
-    LinkName link(portName);
-    UniqueHandle object;
-    if (NtOpenSymbolicLinkObject(object.put(), DELETE, link.attributes()) >= 0)
-        NtMakeTemporaryObject(object.get()); // the name goes with the last handle
+bool isTaken(const std::wstring& portName, const std::wstring& byDevice) {
+    const auto target = linkTarget(portName);
+    return !target.empty() && target != byDevice;
+}
+
+bool sameName(const std::wstring& left, const std::wstring& right) {
+    return CompareStringOrdinal(
+               left.data(), static_cast<int>(left.size()), right.data(), static_cast<int>(right.size()), TRUE) ==
+           CSTR_EQUAL;
 }
 
 PublishedPortName::PublishedPortName(std::wstring portName, std::wstring deviceName)
@@ -99,7 +118,7 @@ PublishedPortName::PublishedPortName(std::wstring portName, std::wstring deviceN
     try {
         addToMap(deviceName_, portName_);
     } catch (...) {
-        removeDosName(portName_);
+        removeLink(portName_);
         throw;
     }
 }
@@ -107,8 +126,8 @@ PublishedPortName::PublishedPortName(std::wstring portName, std::wstring deviceN
 PublishedPortName::~PublishedPortName() {
     removeFromMap(deviceName_);
     // Whoever renames a port removes its DOS name first, and somebody else may have taken it since.
-    if (dosNameTarget(portName_) == deviceName_)
-        removeDosName(portName_);
+    if (linkTarget(portName_) == deviceName_)
+        removeLink(portName_);
 }
 
 } // namespace zorvan::driver

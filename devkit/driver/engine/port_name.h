@@ -14,16 +14,18 @@ public:
     PublishedPortName(const PublishedPortName&) = delete;
     PublishedPortName& operator=(const PublishedPortName&) = delete;
 
-    const std::wstring& portName() const { return portName_; }
-
 private:
     std::wstring portName_;
     std::wstring deviceName_;
 };
 
-// The device that a DOS device name leads to; empty: there is no such name.
-std::wstring dosNameTarget(const std::wstring& portName);
+// Whether a text can be a port's name at all. It need not end in a number.
+bool isPortName(const std::wstring& text);
 
-void removeDosName(const std::wstring& portName);
+// Whether the name opens another device than this one.
+bool isTaken(const std::wstring& portName, const std::wstring& byDevice);
+
+// Names compare without regard to case, as the system looks them up.
+bool sameName(const std::wstring& left, const std::wstring& right);
 
 } // namespace zorvan::driver

@@ -9,7 +9,7 @@ enum class Status : std::uint32_t {
     Success = 0,
     InvalidHandle = 0xC0000008,        // ERROR_INVALID_HANDLE
     InvalidParameter = 0xC000000D,     // ERROR_INVALID_PARAMETER
-    NoSuchDevice = 0xC000000E,         // ERROR_FILE_NOT_FOUND, as for a path that is gone
+    NoSuchDevice = 0xC000000E,         // ERROR_NO_SUCH_DEVICE
     InvalidDeviceRequest = 0xC0000010, // ERROR_INVALID_FUNCTION
     AccessDenied = 0xC0000022,         // ERROR_ACCESS_DENIED
     BufferTooSmall = 0xC0000023,       // ERROR_INSUFFICIENT_BUFFER

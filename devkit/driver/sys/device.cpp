@@ -8,6 +8,8 @@ constexpr GUID kControlInterface = {
 constexpr GUID kSerialInterface = {
     0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
+constexpr wchar_t kSerialDevicePrefix[] = L"\\Device\\ZorvanPort";
+
 LONG lastSerialDevice = 0;
 Device* volatile removedDevices = nullptr;
 
@@ -53,12 +55,12 @@ NTSTATUS createSerialDevice(Device& device, SerialDeviceName& name) {
     return status;
 }
 
-NTSTATUS startPort(Device& device, const SerialDeviceName& name) {
+NTSTATUS createPort(Device& device, const SerialDeviceName& name) {
     HANDLE key = nullptr;
     const auto status = IoOpenDeviceRegistryKey(device.physical, PLUGPLAY_REGKEY_DEVICE, KEY_READ, &key);
     if (!NT_SUCCESS(status))
         return status;
-    device.port = zorvanStartPort(key, name.text());
+    device.port = zorvanCreatePort(key, name.text());
     ZwClose(key);
     return device.port ? STATUS_SUCCESS : STATUS_INSUFFICIENT_RESOURCES;
 }
@@ -143,9 +145,11 @@ NTSTATUS startDevice(Device& device) {
     SerialDeviceName name;
     auto status = createSerialDevice(device, name);
     if (NT_SUCCESS(status))
-        status = startPort(device, name);
-    if (NT_SUCCESS(status))
+        status = createPort(device, name);
+    if (NT_SUCCESS(status)) {
+        zorvanStartPort(device.port);
         status = enableInterfaces(device, name);
+    }
     if (!NT_SUCCESS(status))
         stopDevice(device);
     return status;

@@ -1,0 +1,98 @@
+// Calls the registration entry points of a DLL in a process of its own: per-user mode lasts as long as the process.
+//
+//   registrar DLL CALL...      CALL: register, unregister, install[=COMMANDLINE], uninstall[=COMMANDLINE]
+//   registrar PROGID           creates objects of the class and looks a member up, in several locales
+//
+// The exit code is the HRESULT of the first call that fails, or of the last one.
+#include <windows.h>
+
+#include <oaidl.h>
+
+#include <bit>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace {
+
+template <class Function>
+Function* entryPoint(HMODULE library, const char* name) {
+    return std::bit_cast<Function*>(GetProcAddress(library, name));
+}
+
+using RegisterFunction = HRESULT WINAPI();
+using InstallFunction = HRESULT WINAPI(BOOL, PCWSTR);
+
+HRESULT call(HMODULE library, std::wstring_view text) {
+    const std::size_t equals = text.find(L'=');
+    const std::wstring_view name = text.substr(0, equals);
+    const bool hasCommandLine = equals != std::wstring_view::npos;
+    const std::wstring commandLine(hasCommandLine ? text.substr(equals + 1) : L"");
+    if (name == L"register")
+        return entryPoint<RegisterFunction>(library, "DllRegisterServer")();
+    if (name == L"unregister")
+        return entryPoint<RegisterFunction>(library, "DllUnregisterServer")();
+    if (name == L"install" || name == L"uninstall")
+        return entryPoint<InstallFunction>(library, "DllInstall")(
+            name == L"install", hasCommandLine ? commandLine.c_str() : nullptr);
+    return E_INVALIDARG;
+}
+
+// A call may not change the locale of the thread that makes it.
+HRESULT callKeepingLocale(HMODULE library, std::wstring_view text) {
+    constexpr LCID kGerman = 0x0407;
+    SetThreadLocale(kGerman);
+    const HRESULT result = call(library, text);
+    if (GetThreadLocale() == kGerman)
+        return result;
+    std::fputs("the call has changed the thread's locale\n", stderr);
+    return E_UNEXPECTED;
+}
+
+HRESULT runCalls(const wchar_t* path, wchar_t** first, wchar_t** last) {
+    const HMODULE library = LoadLibraryW(path);
+    if (library == nullptr)
+        return HRESULT_FROM_WIN32(GetLastError());
+    HRESULT result = S_OK;
+    for (wchar_t** text = first; text != last && SUCCEEDED(result); ++text)
+        result = callKeepingLocale(library, *text);
+    FreeLibrary(library);
+    return result;
+}
+
+// The type library that answers is registered for one locale; a client may come with any.
+HRESULT findMember(const CLSID& clsid, LCID locale) {
+    IDispatch* object = nullptr;
+    HRESULT result =
+        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
+    if (FAILED(result))
+        return result;
+    wchar_t name[] = L"CreateDevice"; // the case is not the declared one
+    wchar_t* names[] = {name};
+    DISPID id = 0;
+    result = object->GetIDsOfNames(IID_NULL, names, 1, locale, &id);
+    object->Release();
+    return SUCCEEDED(result) && id != 1000 ? E_UNEXPECTED : result;
+}
+
+HRESULT activate(const wchar_t* programId) {
+    CLSID clsid{};
+    HRESULT result = CLSIDFromProgID(programId, &clsid);
+    for (const LCID locale : {LOCALE_USER_DEFAULT, LOCALE_NEUTRAL, LOCALE_SYSTEM_DEFAULT, 0x0409ul, 0x0407ul})
+        if (SUCCEEDED(result))
+            result = findMember(clsid, locale);
+    return result;
+}
+
+} // namespace
+
+int wmain(int count, wchar_t** values) {
+    if (count < 2)
+        return E_INVALIDARG;
+    const HRESULT initialised = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    if (FAILED(initialised))
+        return initialised;
+    const HRESULT result = count == 2 ? activate(values[1]) : runCalls(values[1], values + 2, values + count);
+    CoUninitialize();
+    return result;
+}

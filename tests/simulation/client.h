@@ -1,0 +1,105 @@
+// What a client of the library needs to be written shortly: guards for what it is given, and late-bound calls.
+#pragma once
+
+#include "base/com_pointer.h"
+
+#include <windows.h>
+
+#include <oleauto.h>
+
+#include <zorvanlib.h>
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace zorvan::simulation {
+
+// A string that the library returns, or one to give to it.
+class Bstr {
+public:
+    Bstr() = default;
+    explicit Bstr(const std::wstring& text) : text_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {}
+    Bstr(const Bstr&) = delete;
+    Bstr& operator=(const Bstr&) = delete;
+    ~Bstr() { SysFreeString(text_); }
+
+    BSTR* put() { return &text_; }
+    BSTR get() const { return text_; }
+    std::wstring text() const { return {text_, SysStringLen(text_)}; }
+
+private:
+    BSTR text_ = nullptr;
+};
+
+class Variant : public VARIANT {
+public:
+    Variant() : VARIANT() {}
+    explicit Variant(const wchar_t* text) : Variant() {
+        vt = VT_BSTR;
+        bstrVal = SysAllocString(text);
+    }
+    explicit Variant(LONG number) : Variant() {
+        vt = VT_I4;
+        lVal = number;
+    }
+    Variant(Variant&& other) noexcept : VARIANT(other) { other.vt = VT_EMPTY; }
+    Variant(const Variant&) = delete;
+    Variant& operator=(const Variant&) = delete;
+    Variant& operator=(Variant&&) = delete;
+    ~Variant() { VariantClear(this); }
+
+    // What a script passes for an argument that it leaves out.
+    static Variant omitted();
+};
+
+// Names and members as a script host uses them.
+HRESULT dispatchId(IDispatch& object, const wchar_t* name, DISPID& id);
+HRESULT dispatch(
+    IDispatch& object, const wchar_t* name, WORD flags, std::vector<Variant> arguments, VARIANT* result);
+HRESULT get(IDispatch& object, const wchar_t* name, VARIANT* result);
+HRESULT put(IDispatch& object, const wchar_t* name, Variant value);
+
+// So that a failed comparison shows 0x80070057 rather than a negative number: EXPECT_EQ(result(call), Result{...}).
+struct Result {
+    HRESULT code;
+    bool operator==(const Result&) const = default;
+};
+inline std::ostream& operator<<(std::ostream& stream, Result result) {
+    return stream << "0x" << std::hex << static_cast<unsigned long>(result.code);
+}
+
+} // namespace zorvan::simulation
+
+#define EXPECT_RESULT(expected, call)                                                                                 \
+    EXPECT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
+#define ASSERT_RESULT(expected, call)                                                                                 \
+    ASSERT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
+
+namespace zorvan::simulation {
+
+// The value of a property that must be readable: read(*device, &IVirtualSerialDevice::get_mode).
+template <class Object, class Interface, class Value>
+Value read(Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(Value*)) {
+    Value value{};
+    EXPECT_RESULT(S_OK, (object.*getter)(&value));
+    return value;
+}
+
+template <class Object, class Interface>
+std::wstring readText(Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(BSTR*)) {
+    Bstr text;
+    EXPECT_RESULT(S_OK, (object.*getter)(text.put()));
+    return text.text();
+}
+
+template <class Object, class Interface, class Value>
+ComPointer<Value> readObject(Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(Value**)) {
+    ComPointer<Value> value;
+    EXPECT_RESULT(S_OK, (object.*getter)(value.put()));
+    return value;
+}
+
+} // namespace zorvan::simulation

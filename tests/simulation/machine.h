@@ -1,0 +1,59 @@
+// The simulated Windows of one test.
+//
+//     Machine machine;
+//     auto& port = machine.addPort(L"COM5");
+//     port.driver.refuse(Query::Mode, ERROR_BUSY);
+//     machine.fail("OpenProcess", 1, ERROR_ACCESS_DENIED);
+//
+// It is there for every thread of the process from its construction to its destruction; there is one at a time.
+#pragma once
+
+#include "simulation/automation.h"
+#include "simulation/call.h"
+#include "simulation/clock.h"
+#include "simulation/driver.h"
+#include "simulation/handle_table.h"
+#include "simulation/kernel_objects.h"
+#include "simulation/plug_and_play.h"
+#include "simulation/port_database.h"
+#include "simulation/processes.h"
+#include "simulation/registry.h"
+
+namespace zorvan::simulation {
+
+class Machine {
+public:
+    Machine();
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+    ~Machine();
+
+    static Machine& current();
+
+    CallLog calls;
+    Clock clock;
+    HandleTable handles;
+    KernelObjects kernel;
+    Processes processes;
+    PlugAndPlay plugAndPlay;
+    PortDatabase portDatabase;
+    Automation automation;
+
+    // The members used most, by a short name.
+    DeviceNode& addPort(const std::wstring& portName) { return plugAndPlay.addPort(portName); }
+    DeviceNode& addSerialPort(const std::wstring& portName) { return plugAndPlay.addSerialPort(portName); }
+    void fail(const std::string& function, int nth, DWORD error) { calls.fail(function, nth, error); }
+    Process& hostOf(const DeviceNode& node) { return *processes.find(node.driver.hostProcessId); }
+
+    // For a change while threads of the library run.
+    template <class Change>
+    void change(Change&& change) {
+        const std::lock_guard lock(simulationMutex());
+        change();
+    }
+
+    // What the library holds: handles, keys, sets, strings and so on. Empty is good.
+    std::vector<std::string> held() const;
+};
+
+} // namespace zorvan::simulation

@@ -1,0 +1,69 @@
+#include "simulation/simulation_test.h"
+
+namespace zorvan::simulation {
+
+ShippedLibrary& SimulationTest::dll() {
+    if (dll_ == nullptr) {
+        machine.automation.serveTypeLibrary(shippedLibraryPath());
+        dll_ = std::make_unique<ShippedLibrary>(shippedLibraryPath());
+    }
+    return *dll_;
+}
+
+ComPointer<IClassFactory> SimulationTest::classFactory(const CLSID& clsid) {
+    ComPointer<IClassFactory> factory;
+    void* object = nullptr;
+    EXPECT_RESULT(S_OK, dll().getClassObject(clsid, __uuidof(IClassFactory), &object));
+    return ComPointer<IClassFactory>::attach(static_cast<IClassFactory*>(object));
+}
+
+ComPointer<IVirtualSerialLibrary> SimulationTest::createLibrary() {
+    void* object = nullptr;
+    EXPECT_RESULT(S_OK, classFactory()->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object));
+    return ComPointer<IVirtualSerialLibrary>::attach(static_cast<IVirtualSerialLibrary*>(object));
+}
+
+ComPointer<IDeviceCollection> SimulationTest::collection(IVirtualSerialLibrary& library) {
+    return readObject(library, &IVirtualSerialLibrary::get_devicesCollection);
+}
+
+ComPointer<IVirtualSerialDevice> SimulationTest::device(IVirtualSerialLibrary& library, const wchar_t* portName) {
+    ComPointer<IVirtualSerialDevice> device;
+    EXPECT_RESULT(S_OK, collection(library)->get_Item(Variant(portName), device.put()));
+    return device;
+}
+
+std::set<std::wstring> SimulationTest::portNames(IVirtualSerialLibrary& library) {
+    std::set<std::wstring> names;
+    const auto all = collection(library);
+    const long count = read(*all, &IDeviceCollection::get_Count);
+    for (long i = 0; i < count; ++i) {
+        ComPointer<IVirtualSerialDevice> device;
+        EXPECT_RESULT(S_OK, all->get_Item(Variant(i), device.put()));
+        names.insert(readText(*device, &IVirtualSerialDevice::get_portName));
+    }
+    return names;
+}
+
+ComPointer<IVirtualSerialDevice> SimulationTest::createDevice(IVirtualSerialLibrary& library, const wchar_t* portName) {
+    ComPointer<IVirtualSerialDevice> device;
+    EXPECT_RESULT(S_OK, library.createDevice(Variant(portName), device.put()));
+    return device;
+}
+
+void SimulationTest::refresh(IVirtualSerialLibrary& library) {
+    createDevice(library, L"");
+    // Nothing looks at the machine now: the port is gone for the next look.
+    machine.plugAndPlay.latest().present = false;
+}
+
+void SimulationTest::TearDown() {
+    if (dll_ == nullptr)
+        return;
+    EXPECT_RESULT(S_OK, dll_->canUnloadNow()) << "an interface reference is leaked";
+    dll_.reset();
+    EXPECT_FALSE(ShippedLibrary::isLoaded(shippedLibraryPath())) << "something keeps the DLL loaded";
+    EXPECT_EQ(machine.held(), std::vector<std::string>()) << "the library has not given these back";
+}
+
+} // namespace zorvan::simulation

@@ -1,0 +1,40 @@
+// What every test of the DLL starts from: a machine, and the DLL loaded afresh over it when the test first uses it.
+//
+// At the end of the test the DLL must be unloadable and hold nothing of the machine; a test need not ask.
+#pragma once
+
+#include "simulation/client.h"
+#include "simulation/machine.h"
+#include "simulation/shipped_library.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+
+namespace zorvan::simulation {
+
+class SimulationTest : public testing::Test {
+protected:
+    Machine machine;
+
+    ShippedLibrary& dll();
+    ComPointer<IClassFactory> classFactory(const CLSID& clsid = __uuidof(VirtualSerialLibrary));
+    ComPointer<IVirtualSerialLibrary> createLibrary();
+
+    // Through the interfaces, expecting success.
+    static ComPointer<IDeviceCollection> collection(IVirtualSerialLibrary& library);
+    static ComPointer<IVirtualSerialDevice> device(IVirtualSerialLibrary& library, const wchar_t* portName);
+    static std::set<std::wstring> portNames(IVirtualSerialLibrary& library);
+    static ComPointer<IVirtualSerialDevice> createDevice(IVirtualSerialLibrary& library, const wchar_t* portName);
+
+    // Has the library look at the machine again, as each creation does. The port that this takes is gone again.
+    void refresh(IVirtualSerialLibrary& library);
+
+    void TearDown() override;
+
+private:
+    std::unique_ptr<ShippedLibrary> dll_;
+};
+
+} // namespace zorvan::simulation
