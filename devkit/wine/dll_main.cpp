@@ -44,7 +44,10 @@ BOOL attach() {
 
 void detach(bool processEnds) {
     for (ExportRedirect& redirect : redirects())
-        processEnds ? redirect.abandon() : redirect.remove();
+        if (processEnds)
+            redirect.abandon();
+        else
+            redirect.remove();
 }
 
 } // namespace

@@ -51,9 +51,11 @@ installDevice(HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W dr
         return FALSE;
     const bool installed = std::all_of(
         std::begin(kSteps), std::end(kSteps), [&](DI_FUNCTION step) { return takeStep(step, set, device); });
+    const DWORD error = GetLastError();
     // A failed installation may need a restart too.
     if (needReboot)
         *needReboot = needsReboot(set, device);
+    SetLastError(error);
     return installed;
 }
 

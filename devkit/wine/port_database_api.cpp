@@ -18,7 +18,7 @@ using zorvan::devkit::PortDatabase;
 class OpenDatabases {
 public:
     HCOMDB add(std::shared_ptr<PortDatabase> database) {
-        const auto handle = reinterpret_cast<HCOMDB>(database.get());
+        auto* const handle = reinterpret_cast<HCOMDB>(database.get());
         const std::lock_guard lock(lock_);
         databases_.emplace(handle, std::move(database));
         return handle;

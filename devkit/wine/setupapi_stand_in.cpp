@@ -109,7 +109,8 @@ BOOL setParamsFlag(HDEVINFO set, PSP_DEVINFO_DATA device, bool present) {
     params.cbSize = sizeof params;
     if (!SetupDiGetDeviceInstallParamsW(set, device, &params))
         return FALSE;
-    params.Flags = present ? params.Flags | DI_CLASSINSTALLPARAMS : params.Flags & ~DI_CLASSINSTALLPARAMS;
+    constexpr DWORD kHasParams = DI_CLASSINSTALLPARAMS;
+    params.Flags = present ? params.Flags | kHasParams : params.Flags & ~kHasParams;
     return SetupDiSetDeviceInstallParamsW(set, device, &params);
 }
 

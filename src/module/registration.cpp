@@ -23,7 +23,8 @@ constexpr const wchar_t* kApplicationId = L"{AEE4DA7F-086F-441D-8EF9-430D82DBC75
 
 bool forCurrentUser = false; // guarded by moduleLock()
 
-// Registration is written in the system's locale, whatever the calling thread uses.
+// Registration is written in the system's locale, whatever the calling thread uses. Setting it cannot fail for
+// locales that the system itself has named.
 class SystemLocale {
 public:
     SystemLocale() : saved_(GetThreadLocale()) { SetThreadLocale(LOCALE_SYSTEM_DEFAULT); }
@@ -36,16 +37,16 @@ private:
 };
 
 std::wstring modulePath() {
-    std::wstring path(MAX_PATH, L'\0');
-    while (true) {
-        const DWORD length = GetModuleFileNameW(moduleInstance(), path.data(), static_cast<DWORD>(path.size()));
-        if (length == 0)
-            throwLastError();
-        const bool complete = length < path.size();
-        path.resize(complete ? length : path.size() * 2);
-        if (complete)
-            return path;
-    }
+    std::wstring path;
+    DWORD length = 0;
+    do { // a path that does not fit is cut off and fills the buffer
+        path.resize(path.size() + MAX_PATH);
+        length = GetModuleFileNameW(moduleInstance(), path.data(), static_cast<DWORD>(path.size()));
+    } while (length == path.size());
+    if (length == 0)
+        throwLastError();
+    path.resize(length);
+    return path;
 }
 
 // The scripts.

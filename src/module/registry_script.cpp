@@ -73,9 +73,10 @@ Word quotedWord(WideStringView script, std::size_t openingQuote) {
 }
 
 Word plainWord(WideStringView script, std::size_t start) {
-    const auto end = std::find_if(script.begin() + static_cast<std::ptrdiff_t>(start), script.end(), isSpace);
-    const auto length = static_cast<std::size_t>(end - script.begin()) - start;
-    return {WideString(script.substr(start, length)), false, start + length};
+    std::size_t end = start;
+    while (end < script.size() && !isSpace(script[end]))
+        ++end;
+    return {WideString(script.substr(start, end - start)), false, end};
 }
 
 std::optional<Word> nextWord(WideStringView script, std::size_t position) {

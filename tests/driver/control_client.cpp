@@ -64,8 +64,7 @@ DWORD ControlClient::listen() const {
 std::uint64_t ControlClient::copyToHost(HANDLE handle) const {
     const UniqueHandle host(OpenProcess(PROCESS_DUP_HANDLE, FALSE, hostProcessId()));
     HANDLE copy = nullptr;
-    if (!host ||
-        !DuplicateHandle(GetCurrentProcess(), handle, host.get(), &copy, 0, FALSE, DUPLICATE_SAME_ACCESS))
+    if (!host || !DuplicateHandle(GetCurrentProcess(), handle, host.get(), &copy, 0, FALSE, DUPLICATE_SAME_ACCESS))
         return 0;
     return reinterpret_cast<std::uint64_t>(copy);
 }

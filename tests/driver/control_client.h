@@ -17,8 +17,7 @@ struct Answer {
 
 UniqueHandle openPath(const std::wstring& path, DWORD access = GENERIC_READ | GENERIC_WRITE);
 
-Answer sendRequest(
-    HANDLE device, std::uint32_t code, const protocol::Bytes& input = {}, std::size_t outputSize = 0);
+Answer sendRequest(HANDLE device, std::uint32_t code, const protocol::Bytes& input = {}, std::size_t outputSize = 0);
 
 class ControlClient {
 public:

@@ -20,9 +20,9 @@ constexpr Query kQueries[] = {
     Query::FileHandles,   Query::RemoteEndpoint, Query::Traffic,        Query::SecurityDescriptor,
     Query::Enabled,       Query::PinConnections, Query::ErrorEmulation, Query::ErrorEmulationLong};
 
-constexpr Set kSets[] = {
-    Set::ConnectPipe,    Set::Disconnect, Set::ConnectFiles,   Set::CreateBridge,   Set::PortName,          Set::HostEvent,
-    Set::StartListening, Set::Enabled,    Set::PinConnections, Set::ErrorEmulation, Set::ErrorEmulationLong};
+constexpr Set kSets[] = {Set::ConnectPipe,    Set::Disconnect,     Set::ConnectFiles,      Set::CreateBridge,
+                         Set::PortName,       Set::HostEvent,      Set::StartListening,    Set::Enabled,
+                         Set::PinConnections, Set::ErrorEmulation, Set::ErrorEmulationLong};
 
 const std::vector<std::uint16_t> kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
 
@@ -184,8 +184,7 @@ TEST_F(ControlRequests, AReplyBufferMustHoldTheWholeReply) {
         const auto reply = client.replyOf(query);
         EXPECT_EQ(sendRequest(handle.get(), code, {}, reply.size()).reply, reply) << code;
         if (!reply.empty()) {
-            EXPECT_EQ(
-                sendRequest(handle.get(), code, {}, reply.size() - 1).error, DWORD{ERROR_INSUFFICIENT_BUFFER})
+            EXPECT_EQ(sendRequest(handle.get(), code, {}, reply.size() - 1).error, DWORD{ERROR_INSUFFICIENT_BUFFER})
                 << code;
         }
     }

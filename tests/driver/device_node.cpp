@@ -10,6 +10,7 @@ namespace {
 constexpr GUID kPortsClass = parseGuid("{4D36E978-E325-11CE-BFC1-08002BE10318}");
 constexpr wchar_t kHardwareIds[] = L"QELTRAVIRT\\QeltraZorvan3\0"; // a list: closed by a second terminator
 constexpr unsigned kFirstTestPort = 200;
+constexpr unsigned kTestPorts = 100;
 constexpr DWORD kStartTimeout = 20'000; // milliseconds
 
 [[noreturn]] void throwLastError(const char* what) {
@@ -37,6 +38,24 @@ std::wstring pathOf(HDEVINFO set, SP_DEVICE_INTERFACE_DATA& interfaceData, SP_DE
         SetupDiGetDeviceInterfaceDetailW(set, &interfaceData, detail, size, nullptr, &node),
         "SetupDiGetDeviceInterfaceDetail");
     return detail->DevicePath;
+}
+
+std::wstring portNameOf(HDEVINFO set, SP_DEVINFO_DATA& node) {
+    const HKEY key = SetupDiOpenDevRegKey(set, &node, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_QUERY_VALUE);
+    if (key == INVALID_HANDLE_VALUE)
+        return {};
+    const UniqueRegistryKey owner(key);
+    wchar_t name[256];
+    DWORD size = sizeof name;
+    const auto error = RegGetValueW(key, nullptr, L"PortName", RRF_RT_REG_SZ, nullptr, name, &size);
+    return error == ERROR_SUCCESS ? name : std::wstring();
+}
+
+bool isTestPort(const std::wstring& portName) {
+    for (unsigned number = 0; number < kTestPorts; ++number)
+        if (portName == testPortName(number))
+            return true;
+    return false;
 }
 
 } // namespace
@@ -81,12 +100,13 @@ void DeviceNode::registerNode() {
 }
 
 void DeviceNode::writePortName() {
-    UniqueRegistryKey key(
-        SetupDiCreateDevRegKeyW(set_.get(), &node_, DICS_FLAG_GLOBAL, 0, DIREG_DEV, nullptr, nullptr));
-    check(key.get() != INVALID_HANDLE_VALUE, "SetupDiCreateDevRegKey");
+    const HKEY created =
+        SetupDiCreateDevRegKeyW(set_.get(), &node_, DICS_FLAG_GLOBAL, 0, DIREG_DEV, nullptr, nullptr);
+    check(created != INVALID_HANDLE_VALUE, "SetupDiCreateDevRegKey");
+    const UniqueRegistryKey key(created);
     const auto size = static_cast<DWORD>((portName_.size() + 1) * sizeof(wchar_t));
-    const auto error = RegSetValueExW(
-        key.get(), L"PortName", 0, REG_SZ, reinterpret_cast<const BYTE*>(portName_.c_str()), size);
+    const auto error =
+        RegSetValueExW(key.get(), L"PortName", 0, REG_SZ, reinterpret_cast<const BYTE*>(portName_.c_str()), size);
     if (error != ERROR_SUCCESS)
         throw std::system_error(static_cast<int>(error), std::system_category(), "RegSetValueEx of PortName");
 }
@@ -118,6 +138,16 @@ void DeviceNode::findInterfaces() {
 void DeviceNode::remove() {
     if (std::exchange(registered_, false))
         SetupDiCallClassInstaller(DIF_REMOVE, set_.get(), &node_);
+}
+
+void removeLeftovers() {
+    const UniqueDeviceSet set(SetupDiGetClassDevsW(&kPortsClass, nullptr, nullptr, 0));
+    check(static_cast<bool>(set), "SetupDiGetClassDevs");
+    SP_DEVINFO_DATA node{};
+    node.cbSize = sizeof node;
+    for (DWORD i = 0; SetupDiEnumDeviceInfo(set.get(), i, &node); ++i)
+        if (isTestPort(portNameOf(set.get(), node)))
+            check(SetupDiCallClassInstaller(DIF_REMOVE, set.get(), &node), "DIF_REMOVE");
 }
 
 std::vector<std::wstring> interfacePaths(const GUID& interfaceClass, const std::wstring& instanceId) {

@@ -53,6 +53,9 @@ private:
     bool registered_ = false;
 };
 
+// Removes the nodes of test ports that a run of the tests left behind when it was ended by force.
+void removeLeftovers();
+
 // Paths of the present interfaces of the class that belong to the node; all nodes' when no instance ID is given.
 std::vector<std::wstring> interfacePaths(const GUID& interfaceClass, const std::wstring& instanceId = {});
 

@@ -23,8 +23,8 @@ bool opens(const std::wstring& name) {
 // How many entries of the serial port map have this name.
 int mapEntries(const std::wstring& name) {
     UniqueRegistryKey map;
-    if (RegOpenKeyExW(
-            HKEY_LOCAL_MACHINE, L"HARDWARE\\DEVICEMAP\\SERIALCOMM", 0, KEY_QUERY_VALUE, map.put()) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"HARDWARE\\DEVICEMAP\\SERIALCOMM", 0, KEY_QUERY_VALUE, map.put()) !=
+        ERROR_SUCCESS)
         return 0;
     int count = 0;
     wchar_t device[256];

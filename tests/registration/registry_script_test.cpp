@@ -166,7 +166,9 @@ TEST(RegistryScript, SurvivesDamage) {
                                 L"val B = b '00ff' val M = m 'a\\0b' Delete Old } } }";
     const auto attempt = [](const std::wstring& text) {
         try {
-            parseRegistryScript(rewriteForCurrentUser(replaceVariables(text, kReplacements)));
+            const std::wstring replaced = replaceVariables(text, kReplacements);
+            parseRegistryScript(rewriteForCurrentUser(replaced));
+            parseRegistryScript(replaced);
             return true;
         } catch (const ScriptError&) {
             return false;

@@ -74,7 +74,14 @@ std::string describe(HANDLE handle) {
 bool CallLog::Rule::applies(const std::string& called) {
     if (!function.empty() && function != called)
         return false;
-    return countdown == kEvery || --countdown == 0;
+    if (countdown == kEvery)
+        return true;
+    if (countdown == kOver)
+        return false;
+    if (--countdown != 0)
+        return false;
+    countdown = kOver;
+    return true;
 }
 
 void CallLog::fail(const std::string& function, int nth, DWORD error) {

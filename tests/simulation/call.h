@@ -74,8 +74,9 @@ private:
         std::string text() const { return function + "(" + arguments + ")"; }
     };
     struct Rule {
+        static constexpr int kOver = -1;
         std::string function; // empty: any
-        int countdown;        // to the call that the rule is for; kEvery
+        int countdown;        // to the call that the rule is for; kEvery, kOver
         DWORD error;
         std::function<void()> action;
         bool applies(const std::string& called);

@@ -130,6 +130,12 @@ struct ControlFile : Object {
     const DWORD access;
 };
 
+DWORD openError(const std::wstring& path, const DeviceNode* node) {
+    if (node != nullptr)
+        return node->openError;
+    return path.empty() ? ERROR_PATH_NOT_FOUND : ERROR_FILE_NOT_FOUND;
+}
+
 HANDLE WINAPI createFile(
     LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
     HANDLE templateFile) {
@@ -139,8 +145,8 @@ HANDLE WINAPI createFile(
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     auto* node = call->plugAndPlay.findByControlPath(path);
-    if (node == nullptr || node->openError != ERROR_SUCCESS) {
-        SetLastError(node == nullptr ? ERROR_FILE_NOT_FOUND : node->openError);
+    if (const DWORD error = openError(path, node)) {
+        SetLastError(error);
         return INVALID_HANDLE_VALUE;
     }
     return call.open(std::make_shared<ControlFile>(*node, access));

@@ -54,8 +54,8 @@ long Heap::blocks() {
     return liveBlocks;
 }
 
-void Heap::failAllocation(long nth) {
-    allocationsToFailure = nth;
+bool Heap::failAllocation(long nth) {
+    return allocationsToFailure.exchange(nth) > 0;
 }
 
 } // namespace zorvan::simulation

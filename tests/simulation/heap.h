@@ -9,8 +9,8 @@ public:
     // two like moments says anything.
     static long blocks();
 
-    // Makes the nth allocation from now on fail, once; 0: none.
-    static void failAllocation(long nth);
+    // Makes the nth allocation from now on fail, once; 0: none. Tells whether the one before is still to come.
+    static bool failAllocation(long nth);
 };
 
 } // namespace zorvan::simulation

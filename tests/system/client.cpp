@@ -35,8 +35,9 @@ ComPointer<IDeviceCollection> collection(IVirtualSerialLibrary& library) {
 
 void deleteByName(const std::wstring& name) {
     for (const auto& device : listDevices(*createLibrary())) {
-        if (portName(*device) == name)
+        if (portName(*device) == name) {
             EXPECT_HRESULT_SUCCEEDED(device->deleteDevice());
+        }
     }
 }
 
@@ -140,8 +141,9 @@ Device SystemTest::create(const std::optional<std::wstring>& name) {
 void SystemTest::deletePorts() {
     const auto present = presentPortNames();
     for (const auto& device : created_) {
-        if (present.count(portName(*device)) != 0)
+        if (present.count(portName(*device)) != 0) {
             EXPECT_HRESULT_SUCCEEDED(device->deleteDevice());
+        }
     }
     created_.clear();
 }

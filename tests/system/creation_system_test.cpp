@@ -50,10 +50,11 @@ TEST_F(CreationSystemTest, NameDecidesTheNumber) {
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << "name " << row.name);
         const auto name = portName(*create(row.name));
-        if (row.expected != nullptr)
+        if (row.expected != nullptr) {
             EXPECT_EQ(row.expected, name);
-        else
+        } else {
             EXPECT_TRUE(isPortName(name));
+        }
         EXPECT_EQ(1U, presentPortNames().count(name));
     }
 }

@@ -70,8 +70,9 @@ TEST_F(ManyPortsSystemTest, ClientsCreateAtOnce) {
     EXPECT_EQ(kClients, kept.size()) << "no two clients were given the same number";
     const auto library = createLibrary();
     for (const auto& device : listDevices(*library)) {
-        if (kept.erase(portName(*device)) != 0)
+        if (kept.erase(portName(*device)) != 0) {
             EXPECT_EQ(S_OK, device->deleteDevice());
+        }
     }
     EXPECT_TRUE(kept.empty()) << "every port that was created is listed";
 }

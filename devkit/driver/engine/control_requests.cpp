@@ -64,12 +64,12 @@ Status queryRemoteEndpoint(Request& request) {
 }
 
 Status queryTraffic(Request& request) {
-    request.reply.append(request.port.traffic);
+    request.reply.append(request.port.settings().traffic);
     return Status::Success;
 }
 
 Status querySecurityDescriptor(Request& request) {
-    request.reply.appendString(request.port.securityDescriptor);
+    request.reply.appendString(request.port.settings().securityDescriptor);
     return Status::Success;
 }
 
@@ -79,17 +79,17 @@ Status queryEnabled(Request& request) {
 }
 
 Status queryPinConnections(Request& request) {
-    request.reply.appendList(request.port.pinConnections);
+    request.reply.appendList(request.port.settings().pinConnections);
     return Status::Success;
 }
 
 Status queryErrorEmulation(Request& request) {
-    request.reply.append(request.port.crossover);
+    request.reply.append(request.port.settings().crossover);
     return Status::Success;
 }
 
 Status queryErrorEmulationLong(Request& request) {
-    request.reply.append(request.port.transmitOverflow);
+    request.reply.append(request.port.settings().transmitOverflow);
     return Status::Success;
 }
 
@@ -129,8 +129,8 @@ Status connectFiles(Request& request) {
     HostHandle output(request.port.host(), record.outputFile);
     HostHandle input(request.port.host(), record.inputFile);
     const bool bothOpen = output && input;
-    const bool bothFiles = bothOpen && GetFileType(output.copy()) != FILE_TYPE_UNKNOWN &&
-                           GetFileType(input.copy()) != FILE_TYPE_UNKNOWN;
+    const bool bothFiles =
+        bothOpen && GetFileType(output.copy()) != FILE_TYPE_UNKNOWN && GetFileType(input.copy()) != FILE_TYPE_UNKNOWN;
     if (!bothFiles) {
         output.giveBack();
         input.giveBack();
@@ -191,7 +191,7 @@ Status setHostEvent(Request& request) {
     if (!request.exact())
         return Status::InvalidParameter;
     // 0 comes from a client that could not hand over its event; the other clients' stay.
-    if (event == 0 || request.port.events.add(request.port.host(), event))
+    if (event == 0 || request.port.watch(event))
         return Status::Success;
     return Status::InvalidHandle;
 }
@@ -206,7 +206,7 @@ Status startListening(Request& request) {
     auto text = request.input.readString();
     if (!request.exact() || !isSecurityDescriptor(text))
         return Status::InvalidParameter;
-    request.port.securityDescriptor = std::move(text);
+    request.port.settings().securityDescriptor = std::move(text);
     request.port.listen();
     return Status::Success;
 }
@@ -233,7 +233,7 @@ Status setPinConnections(Request& request) {
     for (std::size_t source = 0; source < entries.size(); ++source)
         if (!isAllowed(source, entries[source]))
             return Status::InvalidParameter;
-    std::copy(entries.begin(), entries.end(), request.port.pinConnections.begin());
+    std::copy(entries.begin(), entries.end(), request.port.settings().pinConnections.begin());
     return Status::Success;
 }
 
@@ -244,7 +244,7 @@ Status setErrorEmulation(Request& request) {
     if (!request.exact() || record.kind != protocol::kBitCrossover || !isFlag(record.enabled) ||
         record.value > kMaximumCrossover)
         return Status::InvalidParameter;
-    request.port.crossover = {record.enabled, record.value};
+    request.port.settings().crossover = {record.enabled, record.value};
     return Status::Success;
 }
 
@@ -252,7 +252,7 @@ Status setErrorEmulationLong(Request& request) {
     const auto record = request.input.read<protocol::ErrorEmulationLong>();
     if (!request.exact() || record.kind != protocol::kTransmitOverflow || !isFlag(record.enabled))
         return Status::InvalidParameter;
-    request.port.transmitOverflow = record;
+    request.port.settings().transmitOverflow = record;
     return Status::Success;
 }
 

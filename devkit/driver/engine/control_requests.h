@@ -10,6 +10,7 @@ namespace zorvan::driver {
 // A record that is short, too long, lies about a count or holds a value out of range is refused and changes nothing.
 // The reply is filled only by a request that succeeds.
 Status handleControlRequest(
-    const Ports& ports, Port& port, std::uint32_t code, std::span<const std::uint8_t> input, protocol::RecordWriter& reply);
+    const Ports& ports, Port& port, std::uint32_t code, std::span<const std::uint8_t> input,
+    protocol::RecordWriter& reply);
 
 } // namespace zorvan::driver

@@ -41,7 +41,9 @@ Outcome guarded(Port& port, Action action) {
     }
 }
 
-Outcome deliver(const protocol::Bytes& reply, void* buffer, std::uint32_t outputSize) {
+Outcome deliver(Status status, const protocol::Bytes& reply, void* buffer, std::uint32_t outputSize) {
+    if (status != Status::Success)
+        return {status, 0};
     if (reply.size() > outputSize)
         return {Status::BufferTooSmall, 0};
     if (!reply.empty())
@@ -92,41 +94,32 @@ void zorvanFreePort(Port* port) {
     delete port;
 }
 
-Outcome zorvanControl(
-    Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
-    return guarded(*port, [&]() -> Outcome {
+Outcome
+zorvanControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
+    return guarded(*port, [&] {
         protocol::RecordWriter reply;
-        const auto status =
-            handleControlRequest(engine().ports, *port, code, inputOf(buffer, inputSize), reply);
-        if (status != Status::Success)
-            return {status, 0};
-        return deliver(reply.bytes(), buffer, outputSize);
+        const auto status = handleControlRequest(engine().ports, *port, code, inputOf(buffer, inputSize), reply);
+        return deliver(status, reply.bytes(), buffer, outputSize);
     });
 }
 
 Status zorvanOpenSerial(Port* port) {
-    return guarded(*port, [&]() -> Outcome {
-               if (port->serialOpen || !port->enabled())
-                   return {Status::AccessDenied, 0};
-               port->serialOpen = true;
-               port->serial = SerialSettings();
-               return {Status::Success, 0};
-           }).status;
+    return guarded(*port, [&] { return Outcome{port->openSerial(), 0}; }).status;
 }
 
 void zorvanCloseSerial(Port* port) {
     const std::lock_guard lock(engine().mutex);
-    port->serialOpen = false;
+    port->closeSerial();
 }
 
-Outcome zorvanSerialControl(
-    Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
-    return guarded(*port, [&]() -> Outcome {
+Outcome
+zorvanSerialControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
+    return guarded(*port, [&] {
         protocol::RecordWriter reply;
-        const auto status = port->serial.handleRequest(code, inputOf(buffer, inputSize), reply);
-        if (status != Status::Success)
-            return {status, 0};
-        return deliver(reply.bytes(), buffer, outputSize);
+        auto* const serial = port->serial();
+        const auto status =
+            serial ? serial->handleRequest(code, inputOf(buffer, inputSize), reply) : Status::AccessDenied;
+        return deliver(status, reply.bytes(), buffer, outputSize);
     });
 }
 

@@ -27,7 +27,7 @@ bool HostEvents::add(const HostProcess& host, std::uint64_t value) {
 
     dropAbandoned();
     if (events_.size() == kMaximum)
-        events_.pop_front();
+        events_.erase(events_.begin());
     events_.push_back(std::move(event));
     return true;
 }

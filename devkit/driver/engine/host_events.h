@@ -3,7 +3,7 @@
 
 #include "host_process.h"
 
-#include <deque>
+#include <vector>
 
 namespace zorvan::driver {
 
@@ -18,12 +18,12 @@ public:
     bool add(const HostProcess& host, std::uint64_t value);
 
     void signal() const;
-    std::size_t size() const { return events_.size(); }
+    void clear() { events_.clear(); }
 
 private:
     void dropAbandoned();
 
-    std::deque<UniqueHandle> events_;
+    std::vector<UniqueHandle> events_;
 };
 
 } // namespace zorvan::driver

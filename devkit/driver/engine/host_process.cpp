@@ -49,9 +49,7 @@ public:
     InheritOnly(const InheritOnly&) = delete;
     InheritOnly& operator=(const InheritOnly&) = delete;
 
-    LPPROC_THREAD_ATTRIBUTE_LIST get() {
-        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage_.data());
-    }
+    LPPROC_THREAD_ATTRIBUTE_LIST get() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage_.data()); }
 
 private:
     HANDLE handle_;

@@ -36,6 +36,8 @@ public:
     HostHandle(const HostProcess& host, std::uint64_t value);
     HostHandle(HostHandle&& other) noexcept;
     HostHandle& operator=(HostHandle&& other) noexcept;
+    HostHandle(const HostHandle&) = delete;
+    HostHandle& operator=(const HostHandle&) = delete;
     ~HostHandle();
 
     explicit operator bool() const { return static_cast<bool>(copy_); }

@@ -4,8 +4,6 @@
 
 namespace zorvan::driver {
 
-const Port::PinConnections Port::kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
-
 Port::Port(std::wstring name, std::wstring deviceName)
     : name_(std::move(name)), deviceName_(std::move(deviceName)), host_(std::in_place) {}
 
@@ -23,7 +21,7 @@ void Port::start() {
 void Port::stop() {
     releasePartner();
     connection_ = Listening{};
-    events = HostEvents();
+    events_.clear();
     publishedName_.reset();
     host_.reset();
 }
@@ -65,6 +63,13 @@ void Port::listen() {
         connect(Listening{});
 }
 
+Status Port::openSerial() {
+    if (serial_ || !enabled_)
+        return Status::AccessDenied;
+    serial_.emplace();
+    return Status::Success;
+}
+
 void Port::publish() {
     publishedName_.reset();
     if (enabled_ && !name_.empty())
@@ -73,10 +78,10 @@ void Port::publish() {
 
 void Port::become(Connection next) {
     connection_ = std::move(next);
-    events.signal();
+    events_.signal();
 }
 
-void Port::releasePartner() {
+void Port::releasePartner() const {
     if (const auto* bridge = connectionAs<Bridge>())
         bridge->partner->become(Listening{});
 }

@@ -42,12 +42,21 @@ using Connection = std::variant<Listening, PipeConnection, Bridge, FileConnectio
 
 inline constexpr std::uint32_t kModeBroken = 0;
 
-class Port {
-public:
+// What control requests set and ask without further effect as long as no traffic flows.
+struct PortSettings {
     using PinConnections = std::array<std::uint16_t, protocol::kPinConnectionCount>;
 
-    static const PinConnections kNullModem;
+    static constexpr PinConnections kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
 
+    std::wstring securityDescriptor = L"D:AR(A;;CC;;;WD)";
+    PinConnections pinConnections = kNullModem;
+    protocol::ErrorEmulationState crossover{};
+    protocol::ErrorEmulationLong transmitOverflow{protocol::kTransmitOverflow, 0, 0};
+    protocol::TrafficCounters traffic{};
+};
+
+class Port {
+public:
     // Starts the host process.
     Port(std::wstring name, std::wstring deviceName);
     ~Port();
@@ -83,18 +92,19 @@ public:
     void bridgeTo(Port& partner, std::wstring server, bool permanent);
     void listen();
 
-    std::wstring securityDescriptor = L"D:AR(A;;CC;;;WD)";
-    PinConnections pinConnections = kNullModem;
-    protocol::ErrorEmulationState crossover{};
-    protocol::ErrorEmulationLong transmitOverflow{protocol::kTransmitOverflow, 0, 0};
-    protocol::TrafficCounters traffic{}; // no traffic yet: stays zero
-    HostEvents events;
-    SerialSettings serial;
-    bool serialOpen = false;
+    PortSettings& settings() { return settings_; }
+
+    // Adds an event that a client left in the host process; false: it is none.
+    bool watch(std::uint64_t event) { return events_.add(host(), event); }
+
+    // The serial side takes one opener at a time, and starts anew with each.
+    Status openSerial();
+    void closeSerial() { serial_.reset(); }
+    SerialSettings* serial() { return serial_ ? &*serial_ : nullptr; }
 
 private:
     void become(Connection next);
-    void releasePartner();
+    void releasePartner() const;
     void publish();
 
     std::wstring name_;
@@ -102,7 +112,10 @@ private:
     bool enabled_ = true;
     std::optional<HostProcess> host_;
     std::optional<PublishedPortName> publishedName_;
-    Connection connection_; // after the host process, which its handles live in
+    PortSettings settings_;
+    HostEvents events_;
+    std::optional<SerialSettings> serial_; // while it is open
+    Connection connection_;                // after the host process, which its handles live in
 };
 
 } // namespace zorvan::driver

@@ -1,10 +1,7 @@
 #include "port_name.h"
 
-#include "base/unique.h"
-
-#include <winternl.h>
-
 #include <algorithm>
+#include <string_view>
 #include <system_error>
 
 // Declared by the driver kit only, whose headers cannot stand beside <windows.h>.
@@ -18,56 +15,17 @@ namespace zorvan::driver {
 namespace {
 
 constexpr std::size_t kMaximumLength = 255;
+constexpr std::wstring_view kDosDevices = L"\\DosDevices\\";
 constexpr wchar_t kSerialPortMap[] = L"HARDWARE\\DEVICEMAP\\SERIALCOMM";
 
-UNICODE_STRING unicodeString(std::wstring& text) {
+UNICODE_STRING unicodeString(const std::wstring& text) {
     const auto size = static_cast<USHORT>(text.size() * sizeof(wchar_t));
-    return {size, size, text.data()};
+    return {size, size, const_cast<wchar_t*>(text.data())}; // the system does not write through it
 }
-
-// The link's path and the attributes that refer to it. DefineDosDevice is not used: Wine's copies the name into a
-// buffer that is made for drive letters.
-class LinkName {
-public:
-    explicit LinkName(const std::wstring& portName) : path_(L"\\DosDevices\\" + portName), name_(unicodeString(path_)) {
-        InitializeObjectAttributes(&attributes_, &name_, OBJ_CASE_INSENSITIVE | OBJ_PERMANENT, nullptr, nullptr);
-    }
-    LinkName(const LinkName&) = delete;
-    LinkName& operator=(const LinkName&) = delete;
-
-    OBJECT_ATTRIBUTES* attributes() { return &attributes_; }
-
-private:
-    std::wstring path_;
-    UNICODE_STRING name_;
-    OBJECT_ATTRIBUTES attributes_{};
-};
 
 void throwIfFailed(long error, const char* what) {
     if (error != ERROR_SUCCESS)
         throw std::system_error(static_cast<int>(error), std::system_category(), what);
-}
-
-void createLink(const std::wstring& portName, std::wstring target) {
-    LinkName link(portName);
-    auto targetName = unicodeString(target);
-    UniqueHandle object;
-    const auto status =
-        NtCreateSymbolicLinkObject(object.put(), STANDARD_RIGHTS_ALL, link.attributes(), &targetName);
-    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(status)), "NtCreateSymbolicLinkObject");
-}
-
-void removeLink(const std::wstring& portName) {
-    LinkName link(portName);
-    UniqueHandle object;
-    if (NtOpenSymbolicLinkObject(object.put(), DELETE, link.attributes()) >= 0)
-        NtMakeTemporaryObject(object.get()); // the name goes with the last handle
-}
-
-// Empty: there is no such name.
-std::wstring linkTarget(const std::wstring& portName) {
-    wchar_t target[MAX_PATH];
-    return QueryDosDeviceW(portName.c_str(), target, MAX_PATH) != 0 ? target : std::wstring();
 }
 
 UniqueRegistryKey serialPortMap() {
@@ -102,8 +60,7 @@ bool isPortName(const std::wstring& text) {
 }
 
 bool isTaken(const std::wstring& portName, const std::wstring& byDevice) {
-    const auto target = linkTarget(portName);
-    return !target.empty() && target != byDevice;
+    return DosName(portName).isTaken(byDevice);
 }
 
 bool sameName(const std::wstring& left, const std::wstring& right) {
@@ -112,13 +69,35 @@ bool sameName(const std::wstring& left, const std::wstring& right) {
            CSTR_EQUAL;
 }
 
-PublishedPortName::PublishedPortName(std::wstring portName, std::wstring deviceName)
-    : portName_(std::move(portName)), deviceName_(std::move(deviceName)) {
-    createLink(portName_, deviceName_);
+DosName::DosName(const std::wstring& name) : path_(kDosDevices), unicode_(unicodeString(path_.append(name))) {
+    InitializeObjectAttributes(&attributes_, &unicode_, OBJ_CASE_INSENSITIVE | OBJ_PERMANENT, nullptr, nullptr);
+}
+
+void DosName::leadTo(const std::wstring& device) {
+    auto target = unicodeString(device);
+    UniqueHandle link;
+    const auto status = NtCreateSymbolicLinkObject(link.put(), STANDARD_RIGHTS_ALL, &attributes_, &target);
+    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(status)), "NtCreateSymbolicLinkObject");
+}
+
+void DosName::remove() noexcept {
+    UniqueHandle link;
+    if (NtOpenSymbolicLinkObject(link.put(), DELETE, &attributes_) >= 0)
+        NtMakeTemporaryObject(link.get()); // the name goes with the last handle
+}
+
+bool DosName::isTaken(const std::wstring& byDevice) const noexcept {
+    wchar_t target[MAX_PATH];
+    return QueryDosDeviceW(path_.c_str() + kDosDevices.size(), target, MAX_PATH) != 0 && byDevice != target;
+}
+
+PublishedPortName::PublishedPortName(const std::wstring& portName, std::wstring deviceName)
+    : dosName_(portName), deviceName_(std::move(deviceName)) {
+    dosName_.leadTo(deviceName_);
     try {
-        addToMap(deviceName_, portName_);
+        addToMap(deviceName_, portName);
     } catch (...) {
-        removeLink(portName_);
+        dosName_.remove();
         throw;
     }
 }
@@ -126,8 +105,8 @@ PublishedPortName::PublishedPortName(std::wstring portName, std::wstring deviceN
 PublishedPortName::~PublishedPortName() {
     removeFromMap(deviceName_);
     // Whoever renames a port removes its DOS name first, and somebody else may have taken it since.
-    if (linkTarget(portName_) == deviceName_)
-        removeLink(portName_);
+    if (!dosName_.isTaken(deviceName_))
+        dosName_.remove();
 }
 
 } // namespace zorvan::driver

@@ -1,21 +1,46 @@
 // A port's name as other programs see it: the DOS device name that opens it and its entry in the serial port map.
 #pragma once
 
+#include "base/unique.h"
+
+#include <winternl.h>
+
 #include <string>
 
 namespace zorvan::driver {
+
+// A name in the system's directory of DOS devices. DefineDosDevice is not used: Wine's copies the name into a buffer
+// that is made for drive letters.
+class DosName {
+public:
+    explicit DosName(const std::wstring& name);
+    DosName(const DosName&) = delete;
+    DosName& operator=(const DosName&) = delete;
+
+    // Throws std::system_error when that fails.
+    void leadTo(const std::wstring& device);
+    void remove() noexcept;
+
+    // Whether it leads to another device than this one.
+    bool isTaken(const std::wstring& byDevice) const noexcept;
+
+private:
+    std::wstring path_;
+    UNICODE_STRING unicode_;
+    OBJECT_ATTRIBUTES attributes_{};
+};
 
 // Published from construction to destruction.
 class PublishedPortName {
 public:
     // Throws std::system_error when the name cannot be published.
-    PublishedPortName(std::wstring portName, std::wstring deviceName);
+    PublishedPortName(const std::wstring& portName, std::wstring deviceName);
     ~PublishedPortName();
     PublishedPortName(const PublishedPortName&) = delete;
     PublishedPortName& operator=(const PublishedPortName&) = delete;
 
 private:
-    std::wstring portName_;
+    DosName dosName_;
     std::wstring deviceName_;
 };
 

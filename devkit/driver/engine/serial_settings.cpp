@@ -12,7 +12,7 @@ SERIAL_COMMPROP properties() {
     SERIAL_COMMPROP properties{};
     properties.PacketLength = sizeof properties;
     properties.PacketVersion = 2;
-    properties.ServiceMask = 1;       // a serial service
+    properties.ServiceMask = 1; // a serial service
     properties.MaxBaud = SERIAL_BAUD_USER;
     properties.ProvSubType = PST_RS232;
     properties.ProvCapabilities = SERIAL_PCF_DTRDSR | SERIAL_PCF_RTSCTS | SERIAL_PCF_CD | SERIAL_PCF_PARITY_CHECK |
@@ -23,8 +23,8 @@ SERIAL_COMMPROP properties() {
     properties.SettableBaud = SERIAL_BAUD_USER | 0x7FFFF; // every standard rate, and any other
     properties.SettableData = SERIAL_DATABITS_5 | SERIAL_DATABITS_6 | SERIAL_DATABITS_7 | SERIAL_DATABITS_8;
     properties.SettableStopParity = SERIAL_STOPBITS_10 | SERIAL_STOPBITS_15 | SERIAL_STOPBITS_20 |
-                                    SERIAL_PARITY_NONE | SERIAL_PARITY_ODD | SERIAL_PARITY_EVEN |
-                                    SERIAL_PARITY_MARK | SERIAL_PARITY_SPACE;
+                                    SERIAL_PARITY_NONE | SERIAL_PARITY_ODD | SERIAL_PARITY_EVEN | SERIAL_PARITY_MARK |
+                                    SERIAL_PARITY_SPACE;
     properties.CurrentTxQueue = kQueueSize;
     properties.CurrentRxQueue = kQueueSize;
     return properties;

@@ -20,8 +20,7 @@ namespace zorvan::driver {
 // is queued, and the codes that would wait for traffic are refused.
 class SerialSettings {
 public:
-    Status handleRequest(
-        std::uint32_t code, std::span<const std::uint8_t> input, protocol::RecordWriter& reply);
+    Status handleRequest(std::uint32_t code, std::span<const std::uint8_t> input, protocol::RecordWriter& reply);
 
 private:
     Status handleQuery(std::uint32_t code, protocol::RecordWriter& reply) const;

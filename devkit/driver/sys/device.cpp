@@ -1,12 +1,12 @@
 #include "device.h"
 
+#include "interface_state.h"
+
 namespace zorvan::driver {
 namespace {
 
-constexpr GUID kControlInterface = {
-    0x24E7F5CF, 0xEF4A, 0x4BD2, {0x87, 0xF4, 0x72, 0x21, 0x02, 0xE5, 0x39, 0x63}};
-constexpr GUID kSerialInterface = {
-    0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
+constexpr GUID kControlInterface = {0x24E7F5CF, 0xEF4A, 0x4BD2, {0x87, 0xF4, 0x72, 0x21, 0x02, 0xE5, 0x39, 0x63}};
+constexpr GUID kSerialInterface = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
 constexpr wchar_t kSerialDevicePrefix[] = L"\\Device\\ZorvanPort";
 
@@ -83,8 +83,7 @@ NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
 }
 
 NTSTATUS registerInterfaces(Device& device) {
-    auto status =
-        IoRegisterDeviceInterface(device.physical, &kControlInterface, nullptr, &device.controlInterface);
+    auto status = IoRegisterDeviceInterface(device.physical, &kControlInterface, nullptr, &device.controlInterface);
     if (NT_SUCCESS(status))
         status = IoRegisterDeviceInterface(device.physical, &kSerialInterface, nullptr, &device.serialInterface);
     return status;
@@ -157,8 +156,8 @@ NTSTATUS startDevice(Device& device) {
 
 // Stopping what was not started does nothing: a removal stops twice, and a start that failed stops once more.
 void stopDevice(Device& device) {
-    IoSetDeviceInterfaceState(&device.controlInterface, FALSE);
-    IoSetDeviceInterfaceState(&device.serialInterface, FALSE);
+    disableInterface(&device.controlInterface);
+    disableInterface(&device.serialInterface);
     if (device.port)
         zorvanStopPort(device.port);
 }

@@ -1,0 +1,233 @@
+// Opening a device: its paths, its port name, and the event that is handed to the driver's host process.
+#include "simulation/simulation_test.h"
+
+namespace zorvan::simulation {
+
+namespace {
+
+using protocol::Query;
+using protocol::Set;
+
+class DeviceOpening : public SimulationTest {
+protected:
+    void SetUp() override { port_ = &machine.addPort(L"COM5"); }
+
+    DeviceNode& port() { return *port_; }
+    Process& host() { return machine.hostOf(*port_); }
+
+    // The only device of a new library; null when there is none.
+    ComPointer<IVirtualSerialDevice> open() {
+        const auto devices = collection(*createLibrary());
+        ComPointer<IVirtualSerialDevice> device;
+        if (read(*devices, &IDeviceCollection::get_Count) != 0) {
+            EXPECT_RESULT(S_OK, devices->get_Item(Variant(0L), device.put()));
+        }
+        return device;
+    }
+
+    bool opensAlive() {
+        const auto device = open();
+        return device && read(*device, &IVirtualSerialDevice::get_deleted) == VARIANT_FALSE;
+    }
+
+    // The calls of one kind of function, in order, without the rest.
+    std::vector<std::string> callsOf(const std::set<std::string>& functions) {
+        std::vector<std::string> texts;
+        for (const auto& text : machine.calls.texts())
+            if (functions.count(text.substr(0, text.find('('))) != 0)
+                texts.push_back(text);
+        return texts;
+    }
+
+private:
+    DeviceNode* port_ = nullptr;
+};
+
+TEST_F(DeviceOpening, HandsTheDriverAnEventThatIsValidInItsHost) {
+    ASSERT_TRUE(opensAlive());
+    ASSERT_EQ(machine.kernel.events.size(), 1U);
+    const auto event = machine.kernel.events.front();
+    EXPECT_FALSE(event->manualReset);
+    EXPECT_FALSE(event->initiallySignalled);
+    EXPECT_FALSE(event->hadAttributes);
+    EXPECT_EQ(event->name, std::nullopt);
+
+    const auto records = port().driver.records(Set::HostEvent);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records.front().size(), 8U);
+    EXPECT_EQ(host().handles.at(port().driver.state.hostEvent), event);
+}
+
+TEST_F(DeviceOpening, OpensTheHostOnlyToDuplicate) {
+    const auto id = std::to_string(host().id);
+    ASSERT_TRUE(opensAlive());
+    EXPECT_EQ(
+        callsOf({"OpenProcess", "DuplicateHandle", "OpenProcessToken"}),
+        (std::vector<std::string>{
+            "OpenProcess(0x40, not inheritable, " + id + ")",
+            "DuplicateHandle(own, event, process " + id + ", 0x0, not inheritable, 0x2)"}));
+}
+
+TEST_F(DeviceOpening, AccessToTheHostIsGainedByTheDebugPrivilege) {
+    host().needsDebugPrivilege = true;
+    ASSERT_TRUE(opensAlive());
+    const auto open = "OpenProcess(0x40, not inheritable, " + std::to_string(host().id) + ")";
+    EXPECT_EQ(
+        callsOf({"OpenProcess", "OpenProcessToken", "LookupPrivilegeValueW", "AdjustTokenPrivileges"}),
+        (std::vector<std::string>{
+            open, "OpenProcessToken(own, 0x28)", "LookupPrivilegeValueW(null, SeDebugPrivilege)",
+            "AdjustTokenPrivileges(adjust, 20=2, 16)", open}));
+    EXPECT_NE(port().driver.state.hostEvent, 0U);
+    EXPECT_TRUE(machine.processes.debugPrivilegeEnabled); // intended: it stays enabled
+}
+
+TEST_F(DeviceOpening, HostThatRefusesOtherwiseIsNotAskedTwice) {
+    host().openError = ERROR_INVALID_PARAMETER;
+    ASSERT_TRUE(opensAlive());
+    EXPECT_EQ(machine.calls.count("OpenProcess"), 1);
+    EXPECT_EQ(machine.calls.count("OpenProcessToken"), 0);
+}
+
+TEST_F(DeviceOpening, SecondRefusalIsFinal) {
+    host().openError = ERROR_ACCESS_DENIED;
+    ASSERT_TRUE(opensAlive());
+    EXPECT_EQ(machine.calls.count("OpenProcess"), 2);
+    EXPECT_EQ(port().driver.records(Set::HostEvent), std::vector<Bytes>{Bytes(8)});
+}
+
+// The adjustment that assigns nothing reports success: the second attempt is made all the same.
+TEST_F(DeviceOpening, PrivilegeThatIsNotHeldChangesNothing) {
+    host().needsDebugPrivilege = true;
+    machine.processes.holdsDebugPrivilege = false;
+    ASSERT_TRUE(opensAlive());
+    EXPECT_EQ(machine.calls.count("OpenProcess"), 2);
+    EXPECT_EQ(port().driver.state.hostEvent, 0U);
+}
+
+// None of these is an error: the driver is told that there is no event.
+TEST_F(DeviceOpening, EventThatCannotBeHandedOverIsSentAsZero) {
+    const struct {
+        const char* function;
+        int openings;
+    } rows[] = {
+        {"OpenProcess", 1},           {"OpenProcessToken", 1}, {"LookupPrivilegeValueW", 2},
+        {"AdjustTokenPrivileges", 1}, {"DuplicateHandle", 2},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.function);
+        machine.calls.clear();
+        machine.processes.debugPrivilegeEnabled = false;
+        host().needsDebugPrivilege = std::string_view(row.function) != "OpenProcess";
+        port().driver.requests.clear();
+        machine.fail(row.function, 1, ERROR_GEN_FAILURE);
+        EXPECT_TRUE(opensAlive());
+        EXPECT_EQ(machine.calls.count("OpenProcess"), row.openings);
+        EXPECT_EQ(port().driver.records(Set::HostEvent), std::vector<Bytes>{Bytes(8)});
+    }
+}
+
+TEST_F(DeviceOpening, EmptyReplyIsHostZero) {
+    port().driver.answer(Query::HostProcessId, {});
+    EXPECT_TRUE(opensAlive());
+    EXPECT_EQ(machine.calls.texts("OpenProcess").front(), "OpenProcess(0x40, not inheritable, 0)");
+}
+
+TEST_F(DeviceOpening, DriverThatRefusesYieldsADeviceThatIsNotAlive) {
+    for (const auto code : {std::uint32_t{0x81F16004}, std::uint32_t{0x81F1A034}}) {
+        SCOPED_TRACE(code);
+        port().driver.refuse(code, ERROR_NOT_SUPPORTED);
+        const auto device = open();
+        port().driver.answer(code, {});
+        ASSERT_TRUE(device);
+        EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+        EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_portName), L"");
+        VirtualSerialDeviceMode mode{};
+        EXPECT_RESULT(E_HANDLE, device->get_mode(&mode));
+        // Its path is known all the same.
+        EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_path), port().serialPath);
+    }
+}
+
+TEST_F(DeviceOpening, ControlPathThatDoesNotOpenYieldsADeviceThatIsNotAlive) {
+    port().openError = ERROR_ACCESS_DENIED;
+    EXPECT_FALSE(opensAlive());
+}
+
+TEST_F(DeviceOpening, MissingInterfacesLeaveTheDeviceOut) {
+    const struct {
+        const char* function;
+        int nth;
+    } rows[] = {
+        {"SetupDiEnumDeviceInterfaces", 1},      {"SetupDiEnumDeviceInterfaces", 2},
+        {"SetupDiGetDeviceInterfaceDetailW", 1}, {"SetupDiGetDeviceInterfaceDetailW", 2},
+        {"SetupDiGetDeviceInterfaceDetailW", 3}, {"SetupDiGetDeviceInterfaceDetailW", 4},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.function) + std::to_string(row.nth));
+        machine.calls.clear();
+        machine.fail(row.function, row.nth, ERROR_GEN_FAILURE);
+        EXPECT_FALSE(open());
+        EXPECT_EQ(machine.calls.count("CreateFileW"), 0);
+    }
+}
+
+TEST_F(DeviceOpening, KeyIsOpenedForReadingOnly) {
+    ASSERT_TRUE(opensAlive());
+    EXPECT_EQ(
+        machine.calls.texts("SetupDiOpenDevRegKey"),
+        std::vector<std::string>{"SetupDiOpenDevRegKey(1, 0, 1, 0x20019)"});
+    EXPECT_EQ(
+        machine.calls.texts("RegQueryValueExW"),
+        std::vector<std::string>{"RegQueryValueExW(key of ROOT\\PORTS\\0000, PortName, 520)"});
+}
+
+TEST_F(DeviceOpening, PortNameIsTheTextUpToItsFirstNul) {
+    const std::pair<RegistryValue, const wchar_t*> rows[] = {
+        {textValue(L"COM12"), L"COM12"},
+        {textValue(L"COM12", REG_EXPAND_SZ), L"COM12"},
+        {textValue(std::wstring(L"COM1\0x", 6)), L"COM1"},
+        {textValue(L""), L""},
+        {{REG_SZ, {}}, L""},
+        {{REG_EXPAND_SZ, {}}, L""},
+        {textValue(L"anything"), L"anything"},
+        {textValue(std::wstring(259, L'X')), nullptr}, // as long as the 520 bytes allow
+        {textValue(std::wstring(260, L'X')), L""},     // longer
+    };
+    for (const auto& [value, expected] : rows) {
+        port().key.values[L"PortName"] = value;
+        const auto device = open();
+        ASSERT_TRUE(device);
+        EXPECT_EQ(
+            readText(*device, &IVirtualSerialDevice::get_portName),
+            expected == nullptr ? std::wstring(259, L'X') : expected);
+    }
+}
+
+TEST_F(DeviceOpening, DeviceWithoutAReadableNameIsAlive) {
+    const std::function<void()> spoil[] = {
+        [&] { port().key.exists = false; },
+        [&] { port().key.openError = ERROR_ACCESS_DENIED; },
+        [&] { port().key.values.clear(); },
+        [&] { machine.fail("RegQueryValueExW", 1, ERROR_GEN_FAILURE); },
+    };
+    for (const auto& change : spoil) {
+        port().key = RegistryKey();
+        port().setPortName(L"COM5");
+        change();
+        const auto device = open();
+        ASSERT_TRUE(device);
+        EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_portName), L"");
+        EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_FALSE);
+    }
+}
+
+TEST_F(DeviceOpening, EmptyNameIsANullString) {
+    port().key.values.clear();
+    Bstr name;
+    EXPECT_RESULT(S_OK, open()->get_portName(name.put()));
+    EXPECT_EQ(name.get(), nullptr);
+}
+
+} // namespace
+
+} // namespace zorvan::simulation

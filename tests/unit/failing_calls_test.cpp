@@ -1,0 +1,142 @@
+// Every call of Windows and every allocation of memory fails in turn: nothing crashes, nothing leaks, and what the
+// library cannot do without is reported.
+#include "simulation/heap.h"
+#include "simulation/simulation_test.h"
+
+#include <functional>
+
+namespace zorvan::simulation {
+
+namespace {
+
+constexpr long kNeverReached = 1000000;
+
+class FailingCalls : public SimulationTest {
+protected:
+    void SetUp() override { factory_ = classFactory(); }
+
+    void TearDown() override {
+        factory_ = {};
+        SimulationTest::TearDown();
+    }
+
+    // Everything that a client can do, through one new library object. Results are not looked at: a failure may or may
+    // not matter to the call that meets it.
+    void useEverything() {
+        void* object = nullptr;
+        factory_->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object);
+        const auto library = ComPointer<IVirtualSerialLibrary>::attach(static_cast<IVirtualSerialLibrary*>(object));
+        if (!library)
+            return;
+        ComPointer<IVirtualSerialDevice> created;
+        library->createDevice(Variant(L"COM7"), created.put());
+        if (created)
+            use(*created);
+        list(*library);
+    }
+
+    // The machine as it was before.
+    void reset() {
+        machine.plugAndPlay.nodes().clear();
+        machine.portDatabase = {};
+        machine.processes = {};
+        machine.clock = {};
+        machine.calls.clear();
+        machine.addSerialPort(L"COM1");
+        machine.addPort(L"COM5");
+        machine.hostOf(machine.addPort(L"COM6")).needsDebugPrivilege = true;
+    }
+
+    // Runs the use with whatever failure has been arranged; everything must have been given back.
+    void expectNothingKept() {
+        useEverything();
+        EXPECT_RESULT(S_OK, dll().canUnloadNow());
+        EXPECT_EQ(machine.held(), std::vector<std::string>{"mutex"});
+    }
+
+private:
+    static void use(IVirtualSerialDevice& device) {
+        Bstr text;
+        device.get_path(text.put());
+        VirtualSerialDeviceMode mode{};
+        device.get_mode(&mode);
+        device.put_crossoverProbability(0.5);
+        Variant value;
+        get(device, L"bytesSent", &value);
+        device.deleteDevice();
+    }
+
+    static void list(IVirtualSerialLibrary& library) {
+        ComPointer<IDeviceCollection> devices;
+        library.get_devicesCollection(devices.put());
+        ComPointer<IDispatch> array;
+        library.get_devicesArray(array.put());
+        if (!devices || !array)
+            return;
+        ComPointer<IVirtualSerialDevice> device;
+        devices->get_Item(Variant(L"COM6"), device.put());
+        ComPointer<IUnknown> enumerator;
+        devices->get__NewEnum(enumerator.put());
+        Variant element;
+        get(*array, L"0", &element);
+    }
+
+    ComPointer<IClassFactory> factory_;
+};
+
+TEST_F(FailingCalls, EachCallFailsOnce) {
+    reset();
+    useEverything();
+    const auto names = machine.calls.names();
+    ASSERT_GT(names.size(), 100U);
+    // The first failures make the C++ runtime set up what it keeps; blocks are compared from the second round on.
+    long blocks = 0;
+    for (int round = 0; round < 2; ++round)
+        for (std::size_t nth = 1; nth <= names.size(); ++nth) {
+            SCOPED_TRACE(std::to_string(nth) + ": " + names[nth - 1]);
+            reset();
+            machine.calls.failNth(static_cast<int>(nth), ERROR_GEN_FAILURE);
+            expectNothingKept();
+            if (round > 0) {
+                ASSERT_EQ(Heap::blocks(), blocks) << "memory is leaked";
+            }
+            blocks = Heap::blocks();
+        }
+}
+
+TEST_F(FailingCalls, EachFunctionFailsAlways) {
+    reset();
+    useEverything();
+    const auto names = machine.calls.names();
+    for (const auto& name : std::set<std::string>(names.begin(), names.end())) {
+        SCOPED_TRACE(name);
+        reset();
+        machine.calls.fail(name, CallLog::kEvery, ERROR_GEN_FAILURE);
+        expectNothingKept();
+    }
+}
+
+TEST_F(FailingCalls, EachAllocationFailsOnce) {
+    reset();
+    machine.calls.failNth(50, ERROR_GEN_FAILURE); // for the C++ runtime, as above
+    useEverything();
+    reset();
+    useEverything();
+    const long blocks = Heap::blocks();
+    bool reached = true;
+    long nth = 0;
+    while (reached) {
+        SCOPED_TRACE(++nth);
+        ASSERT_LT(nth, kNeverReached);
+        reset();
+        Heap::failAllocation(nth);
+        expectNothingKept();
+        reached = !Heap::failAllocation(0);
+        ASSERT_EQ(Heap::blocks(), blocks) << "memory is leaked";
+    }
+    EXPECT_GT(nth, 50);
+}
+
+} // namespace
+
+} // namespace zorvan::simulation
