@@ -75,8 +75,8 @@ namespace {
 
 HRESULT WINAPI loadRegTypeLib(REFGUID, WORD major, WORD minor, LCID, ITypeLib** library) {
     Call call("LoadRegTypeLib", static_cast<DWORD>(major), static_cast<DWORD>(minor));
-    if (call.failure())
-        return static_cast<HRESULT>(*call.failure());
+    if (call.failedResult())
+        return *call.failedResult();
     return LoadTypeLib(call->automation.typeLibraryFile().c_str(), library);
 }
 SIMULATE(LoadRegTypeLib, loadRegTypeLib);
@@ -122,8 +122,8 @@ SIMULATE(VariantClear, variantClear);
 HRESULT WINAPI variantCopy(VARIANTARG* target, VARIANTARG* source) {
     {
         Call call("VariantCopy", static_cast<DWORD>(source->vt));
-        if (call.failure())
-            return static_cast<HRESULT>(*call.failure());
+        if (call.failedResult())
+            return *call.failedResult();
     }
     const HRESULT result = ::VariantCopy(target, source);
     follow(*target);
@@ -134,8 +134,8 @@ SIMULATE(VariantCopy, variantCopy);
 HRESULT WINAPI variantChangeType(VARIANTARG* target, VARIANTARG* source, USHORT flags, VARTYPE type) {
     {
         Call call("VariantChangeType", static_cast<DWORD>(source->vt), static_cast<DWORD>(type), Hex{flags});
-        if (call.failure())
-            return static_cast<HRESULT>(*call.failure());
+        if (call.failedResult())
+            return *call.failedResult();
     }
     const HRESULT result = ::VariantChangeType(target, source, flags, type);
     follow(*target);
@@ -145,7 +145,7 @@ SIMULATE(VariantChangeType, variantChangeType);
 
 HRESULT WINAPI varBstrCmp(BSTR left, BSTR right, LCID locale, ULONG flags) {
     Call call("VarBstrCmp", left, right, Hex{locale}, Hex{flags});
-    return call.failure() ? static_cast<HRESULT>(*call.failure()) : ::VarBstrCmp(left, right, locale, flags);
+    return call.failedResult() ? *call.failedResult() : ::VarBstrCmp(left, right, locale, flags);
 }
 SIMULATE(VarBstrCmp, varBstrCmp);
 
@@ -172,8 +172,8 @@ SIMULATE(SafeArrayCreateVector, safeArrayCreateVector);
 HRESULT WINAPI safeArrayPutElement(SAFEARRAY* array, LONG* indices, void* element) {
     {
         Call call("SafeArrayPutElement", static_cast<DWORD>(*indices));
-        if (call.failure())
-            return static_cast<HRESULT>(*call.failure());
+        if (call.failedResult())
+            return *call.failedResult();
     }
     return ::SafeArrayPutElement(array, indices, element);
 }
@@ -181,7 +181,7 @@ SIMULATE(SafeArrayPutElement, safeArrayPutElement);
 
 HRESULT WINAPI safeArrayAccessData(SAFEARRAY* array, void** data) {
     Call call("SafeArrayAccessData");
-    return call.failure() ? static_cast<HRESULT>(*call.failure()) : ::SafeArrayAccessData(array, data);
+    return call.failedResult() ? *call.failedResult() : ::SafeArrayAccessData(array, data);
 }
 SIMULATE(SafeArrayAccessData, safeArrayAccessData);
 

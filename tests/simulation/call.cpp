@@ -175,6 +175,12 @@ bool Call::fails() const {
     return failure_.has_value();
 }
 
+std::optional<HRESULT> Call::failedResult() const {
+    if (!failure_)
+        return std::nullopt;
+    return HRESULT_FROM_WIN32(static_cast<LONG>(*failure_));
+}
+
 BOOL Call::failed(DWORD error) {
     SetLastError(error);
     return FALSE;
