@@ -206,8 +206,9 @@ void Call::reportMisuse(const std::string& what) const {
 void Call::reportBadHandle(HANDLE handle) const {
     const auto object = find(handle);
     const char* kind = HandleTable::isSimulated(handle) ? "a closed handle" : "a handle that it was not given";
-    reportMisuse("the library used " + (object ? "a handle of the wrong kind, " + object->description() : kind) +
-                 " (" + describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")");
+    reportMisuse(
+        "the library used " + (object ? "a handle of the wrong kind, " + object->description() : kind) + " (" +
+        describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")");
     SetLastError(ERROR_INVALID_HANDLE);
 }
 
