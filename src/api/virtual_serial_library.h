@@ -40,6 +40,8 @@ public:
 private:
     CVirtualSerialLibrary() : devices_(*this) {}
 
+    ComPointer<IUnknown> reference() { return ComPointer<IUnknown>(static_cast<IVirtualSerialLibrary*>(this)); }
+
     // Looks for the new device until the system shows it; null when it takes too long.
     ComPointer<IVirtualSerialDevice> waitForDevice(const std::wstring& instanceId);
 
