@@ -120,7 +120,7 @@ Facts factsOfReference() {
 
 Facts factsOfTypeLibrary(const std::wstring& path) {
     static const std::regex kType(R"((dispatch|interface|enum|coclass) (\w+).*)");
-    static const std::regex kFunction(R"(  slot \d+ id (-?\d+) (\w+) (\w+)\((.*)\)(?: \(second accessor\))?)");
+    static const std::regex kFunction(R"(  slot \d+ id (-?\d+) (\w+) (\w+)\((.*?)\)(?: \(second accessor\))?)");
     static const std::regex kConstant(R"(  (\w+) = (-?\d+))");
     ComPointer<ITypeLib> library;
     throwIfFailed(LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
