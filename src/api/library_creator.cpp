@@ -19,7 +19,7 @@ HRESULT createLibraryObject(IUnknown* outer, REFIID iid, void** object) noexcept
         // A library object lowers the lock count only when its last reference goes. One that never gave out a
         // reference does not: the module then stays loaded. Intended.
         if (SUCCEEDED(result))
-            library.release();
+            (void)library.release(); // its references own it from now on
         return result;
     });
 }

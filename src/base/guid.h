@@ -26,7 +26,7 @@ template <class Number>
 constexpr Number hexNumber(std::string_view text, std::size_t position) {
     Number number = 0;
     for (std::size_t i = 0; i < 2 * sizeof(Number); ++i)
-        number = static_cast<Number>(number << 4 | hexDigit(text[position + i]));
+        number = static_cast<Number>(static_cast<unsigned long long>(number) << 4 | hexDigit(text[position + i]));
     return number;
 }
 
@@ -36,7 +36,7 @@ constexpr Number hexNumber(std::string_view text, std::size_t position) {
 constexpr GUID parseGuid(std::string_view text) {
     if (text.size() != 38 || text.front() != '{' || text.back() != '}')
         throw std::invalid_argument("Missing opening or closing brace");
-    for (const std::size_t dash : {9, 14, 19, 24})
+    for (const std::size_t dash : {9U, 14U, 19U, 24U})
         if (text[dash] != '-')
             throw std::invalid_argument("invalid character in GUID");
 

@@ -7,39 +7,33 @@ namespace zorvan::pnp {
 
 namespace {
 
-// A device interface in a set, once it has been opened there.
-class InterfaceElement {
+// A device interface that is open in a set.
+class OpenInterface {
 public:
-    explicit InterfaceElement(HDEVINFO set) : set_(set) { data_.cbSize = sizeof data_; }
-    InterfaceElement(const InterfaceElement&) = delete;
-    InterfaceElement& operator=(const InterfaceElement&) = delete;
-    ~InterfaceElement() {
+    OpenInterface(HDEVINFO set, const std::wstring& path) : set_(set) {
+        data_.cbSize = sizeof data_;
+        if (SetupDiOpenDeviceInterfaceW(set_, path.c_str(), 0, &data_) == FALSE)
+            throwLastError();
+    }
+    OpenInterface(const OpenInterface&) = delete;
+    OpenInterface& operator=(const OpenInterface&) = delete;
+    ~OpenInterface() {
         const DWORD lastError = GetLastError();
-        remove();
+        SetupDiDeleteDeviceInterfaceData(set_, &data_);
         SetLastError(lastError);
-    }
-
-    bool open(const std::wstring& path) {
-        isOpen_ = SetupDiOpenDeviceInterfaceW(set_, path.c_str(), 0, &data_) != FALSE;
-        return isOpen_;
-    }
-
-    // The set is destroyed next, so an element that cannot be removed goes with it.
-    void remove() {
-        if (isOpen_)
-            SetupDiDeleteDeviceInterfaceData(set_, &data_);
-        isOpen_ = false;
     }
 
 private:
     HDEVINFO set_;
     SP_DEVICE_INTERFACE_DATA data_{};
-    bool isOpen_ = false;
 };
 
-bool firstDevice(HDEVINFO set, SP_DEVINFO_DATA& device) {
+SP_DEVINFO_DATA firstDevice(HDEVINFO set) {
+    SP_DEVINFO_DATA device{};
     device.cbSize = sizeof device;
-    return SetupDiEnumDeviceInfo(set, 0, &device) != FALSE;
+    if (SetupDiEnumDeviceInfo(set, 0, &device) == FALSE)
+        throwLastError();
+    return device;
 }
 
 void callRemoval(HDEVINFO set, SP_DEVINFO_DATA& device) {
@@ -56,16 +50,13 @@ void callRemoval(HDEVINFO set, SP_DEVINFO_DATA& device) {
 
 } // namespace
 
+// An error is read after the clean-up; the guards see to it that it still is that of the step that failed.
 HRESULT removeDeviceNode(const std::wstring& controlPath) {
-    DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
+    const DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
     if (!set)
         throwLastError();
-    InterfaceElement element(set.get());
-    SP_DEVINFO_DATA device{};
-    if (!element.open(controlPath) || !firstDevice(set.get(), device)) {
-        element.remove();
-        throwErrorAfterDestroying(set);
-    }
+    const OpenInterface open(set.get(), controlPath);
+    auto device = firstDevice(set.get());
     callRemoval(set.get(), device);
     return restartNeeded(set.get(), device) ? S_FALSE : S_OK;
 }

@@ -30,7 +30,7 @@ Sid::Sid(SID_IDENTIFIER_AUTHORITY authority, std::initializer_list<DWORD> subAut
 void Dacl::addAllowed(const Sid& sid, ACCESS_MASK mask) {
     if (!sid.valid())
         throw HResultError(hresultFromWin32(ERROR_INVALID_SID));
-    entries_.push_back({sid, mask});
+    entries_.push_back(Entry{sid, mask});
 }
 
 std::vector<std::uint8_t> Dacl::build() const {

@@ -35,7 +35,7 @@ public:
 private:
     struct Entry {
         Sid sid;
-        ACCESS_MASK mask;
+        ACCESS_MASK mask = 0;
     };
     std::vector<Entry> entries_;
 };
