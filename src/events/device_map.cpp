@@ -12,36 +12,68 @@ void DeviceMap::refresh() {
     const std::unique_lock refreshing(refreshLock_);
     auto present = pnp::enumeratePresentDevices();
 
-    Entries removed; // destroyed after the map lock is released
-    const std::unique_lock writing(mapLock_);
-    removed = removeMissing(present);
-    addNew(present);
-}
-
-DeviceMap::Entries DeviceMap::removeMissing(const pnp::PresentDevices& present) {
-    Entries removed;
-    for (auto entry = entries_.begin(); entry != entries_.end();) {
-        const auto current = entry++;
-        if (present.contains(current->first))
-            continue;
-        current->second.get()->markDeleted();
-        removed.insert(entries_.extract(current));
+    DeviceReferences deleted;
+    DeviceReferences added;
+    {
+        const std::unique_lock writing(mapLock_);
+        deleted = removeMissing(present);
+        added = addNew(present);
     }
-    return removed;
+    if (!added.empty())
+        sink_.devicesAdded(added);
+    if (!deleted.empty())
+        sink_.devicesDeleted(deleted);
 }
 
-void DeviceMap::addNew(pnp::PresentDevices& present) {
+DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present) {
+    DeviceReferences deleted;
+    for (auto entry = entries_.begin(); entry != entries_.end();) {
+        if (present.contains(entry->first)) {
+            ++entry;
+            continue;
+        }
+        deleted.emplace_back(entry->second.get());
+        entry->second.get()->markDeleted();
+        entry = entries_.erase(entry);
+    }
+    return deleted;
+}
+
+DeviceReferences DeviceMap::addNew(pnp::PresentDevices& present) {
+    DeviceReferences added;
     for (auto& record : present.records) {
         if (entries_.contains(record.instanceId))
             continue;
         try {
-            auto identity = pnp::openDevice(present.set.get(), record.device, record.instanceId);
-            entries_.emplace(record.instanceId, CVirtualSerialDevice::create(library_, std::move(identity)));
+            added.push_back(add(present.set.get(), record));
         } catch (const HResultError&) {
             // The device is going away again or not ready yet.
             continue;
         }
     }
+    return added;
+}
+
+ComPointer<IVirtualSerialDevice> DeviceMap::add(HDEVINFO set, pnp::PresentDevice& record) {
+    auto device = CVirtualSerialDevice::create(library_, pnp::openDevice(set, record.device, record.instanceId));
+    const auto [entry, isNew] = entries_.emplace(record.instanceId, std::move(device));
+    return ComPointer<IVirtualSerialDevice>(entry->second.get());
+}
+
+std::vector<WaitedDevice> DeviceMap::duplicateEvents() const {
+    const std::shared_lock reading(mapLock_);
+    std::vector<WaitedDevice> waited;
+    waited.reserve(entries_.size());
+    for (const auto& [instanceId, device] : entries_) {
+        UniqueHandle duplicate;
+        const HANDLE event = device.get()->notificationEvent();
+        const HANDLE self = GetCurrentProcess();
+        // A device whose event cannot be duplicated is not waited for; its changes are then not reported.
+        if (event != nullptr &&
+            DuplicateHandle(self, event, self, duplicate.put(), 0, FALSE, DUPLICATE_SAME_ACCESS) != FALSE)
+            waited.push_back({std::move(duplicate), instanceId});
+    }
+    return waited;
 }
 
 DeviceReferences DeviceMap::snapshot() const {
