@@ -74,7 +74,7 @@ HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevi
 }
 
 ComPointer<IVirtualSerialDevice> CVirtualSerialLibrary::waitForDevice(const std::wstring& instanceId) {
-    auto device = devices_.find(instanceId);
+    ComPointer<IVirtualSerialDevice> device = devices_.find(instanceId);
     for (int failed = 1; !device && failed < kLookUps; ++failed) {
         Sleep(kPauseMs);
         devices_.refresh();
@@ -147,8 +147,13 @@ HRESULT CVirtualSerialLibrary::stopEventDispatching() noexcept {
 }
 
 void CVirtualSerialLibrary::deviceSignalled(const std::wstring& instanceId) {
-    if (const auto device = devices_.find(instanceId))
-        publisher_.deviceChanged(*device, Change_PortMode);
+    const auto device = devices_.find(instanceId);
+    if (!device)
+        return;
+    // The driver signals whatever changes. A rename that this library object made is known and reported already.
+    if (device->refreshPortName() != FALSE)
+        publisher_.deviceChanged(*device, Change_PortName);
+    publisher_.deviceChanged(*device, Change_PortMode);
 }
 
 HRESULT CVirtualSerialLibrary::portNameChanged(IVirtualSerialDevice* device) noexcept {

@@ -43,6 +43,18 @@ void CVirtualSerialDevice::rename(const std::wstring& newName) {
             controlPath(), protocol::Set::PortName, protocol::RecordWriter().appendString(newName).bytes());
 }
 
+BOOL CVirtualSerialDevice::refreshPortName() noexcept {
+    try {
+        const auto current = pnp::currentPortName(identity_.instanceId); // which never changes
+        if (current.empty() || current == cachedPortName())
+            return FALSE;
+        cachePortName(current);
+        return TRUE;
+    } catch (...) {
+        return FALSE; // the name that is known stays
+    }
+}
+
 std::wstring CVirtualSerialDevice::cachedPortName() const {
     const std::shared_lock lock(identityLock_);
     return identity_.portName;

@@ -94,6 +94,7 @@ public:
     DWORD STDMETHODCALLTYPE deviceNumber() noexcept override;
     HANDLE STDMETHODCALLTYPE notificationEvent() noexcept override;
     void STDMETHODCALLTYPE markDeleted() noexcept override;
+    BOOL STDMETHODCALLTYPE refreshPortName() noexcept override;
 
 private:
     friend struct DeviceHoldTraits;

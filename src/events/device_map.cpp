@@ -85,10 +85,10 @@ DeviceReferences DeviceMap::snapshot() const {
     return devices;
 }
 
-ComPointer<IVirtualSerialDevice> DeviceMap::find(const std::wstring& instanceId) const {
+ComPointer<CVirtualSerialDevice> DeviceMap::find(const std::wstring& instanceId) const {
     const std::shared_lock reading(mapLock_);
     const auto found = entries_.find(instanceId);
-    return ComPointer<IVirtualSerialDevice>(found != entries_.end() ? found->second.get() : nullptr);
+    return ComPointer<CVirtualSerialDevice>(found != entries_.end() ? found->second.get() : nullptr);
 }
 
 ComPointer<IVirtualSerialDevice> DeviceMap::findByNumber(DWORD number) const {

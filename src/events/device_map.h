@@ -38,7 +38,7 @@ public:
     DeviceReferences snapshot() const;
 
     // The device with this instance ID; null when it is not in the map.
-    ComPointer<IVirtualSerialDevice> find(const std::wstring& instanceId) const;
+    ComPointer<CVirtualSerialDevice> find(const std::wstring& instanceId) const;
 
     // The device with this number; null when it is not in the map.
     ComPointer<IVirtualSerialDevice> findByNumber(DWORD number) const;
