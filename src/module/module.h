@@ -21,7 +21,7 @@ public:
     void unlock() { LeaveCriticalSection(&section_); }
 
 private:
-    CRITICAL_SECTION section_;
+    CRITICAL_SECTION section_{};
     bool usable_;
 };
 

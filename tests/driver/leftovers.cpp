@@ -8,7 +8,12 @@ namespace {
 
 class NoLeftovers : public testing::Environment {
 public:
-    void SetUp() override { removeLeftovers(); }
+    // The class installer of ports lives in msports.dll, which setupapi would load and unload for each of its calls;
+    // a C++ DLL does not give back all thread-local slots that a loading takes, and they run out.
+    void SetUp() override {
+        LoadLibraryW(L"msports.dll"); // kept until the end; without it setupapi does without, too
+        removeLeftovers();
+    }
 };
 
 const auto* const environment = testing::AddGlobalTestEnvironment(new NoLeftovers); // GoogleTest's own

@@ -198,23 +198,22 @@ std::wstring damagedCopy(const TemporaryFolder& folder, const std::string& text,
 
 } // namespace
 
-// The machine may have the library registered. The tests start without, and leave what they found.
+// The machine may have the library registered. The tests start without, and leave what they found; what a
+// registration that broke off has left, they clear away.
 class Registration : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        machineFound_ = machineClasses();
         pathFound_ = registeredPath(HKEY_LOCAL_MACHINE);
-        if (pathFound_) {
-            EXPECT_EQ(S_OK, runRegistrar({*pathFound_, L"unregister"}));
-        }
+        machineFound_ = machineClasses();
+        deleteEverything();
         machineBefore_ = machineClasses();
         userBefore_ = userClasses();
     }
 
     static void TearDownTestSuite() {
-        if (pathFound_) {
-            EXPECT_EQ(S_OK, runRegistrar({*pathFound_, L"register"}));
-        }
+        if (!pathFound_)
+            return;
+        EXPECT_EQ(S_OK, runRegistrar({*pathFound_, L"register"}));
         const Snapshot now = machineClasses();
         EXPECT_EQ("", toText(machineFound_ - now)) << "these are lost";
         EXPECT_EQ("", toText(now - machineFound_ - sharedParents())) << "these are left";
@@ -236,8 +235,8 @@ private:
         EXPECT_EQ("", toText(before - now)) << "these are lost";
     }
 
-    static inline Snapshot machineFound_;
     static inline std::optional<std::wstring> pathFound_;
+    static inline Snapshot machineFound_;
     static inline Snapshot machineBefore_;
     static inline Snapshot userBefore_;
 };

@@ -29,12 +29,21 @@ void writeAddress(DWORD64 address) {
     writeError({line, static_cast<std::size_t>(length)});
 }
 
+// A function without unwind data, such as a system call, keeps nothing but its return address on the stack.
+bool unwindLeaf(CONTEXT& context) {
+    const auto* top = reinterpret_cast<const void*>(context.Rsp); // NOLINT(performance-no-int-to-ptr)
+    if (!ReadProcessMemory(GetCurrentProcess(), top, &context.Rip, sizeof context.Rip, nullptr))
+        return false;
+    context.Rsp += sizeof context.Rip;
+    return context.Rip != 0;
+}
+
 // One frame outward; false at the end.
 bool unwind(CONTEXT& context) {
     DWORD64 image = 0;
     auto* function = RtlLookupFunctionEntry(context.Rip, &image, nullptr);
     if (function == nullptr)
-        return false;
+        return unwindLeaf(context);
     void* data = nullptr;
     DWORD64 frame = 0;
     RtlVirtualUnwind(UNW_FLAG_NHANDLER, image, context.Rip, function, &context, &data, &frame, nullptr);

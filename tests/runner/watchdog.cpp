@@ -46,8 +46,9 @@ void Watchdog::watch() {
 
 void Watchdog::endProgram() {
     // Past the C library: the thread that hangs may hold its locks.
-    writeError("\nThis test hangs: " + test_ + "\nThe program ends with code " + std::to_string(kExitCode) +
-               ". Its threads stand here, innermost call first:\n");
+    writeError(
+        "\nThis test hangs: " + test_ + "\nThe program ends with code " + std::to_string(kExitCode) +
+        ". Its threads stand here, innermost call first:\n");
     writeThreadStacks();
     TerminateProcess(GetCurrentProcess(), kExitCode);
     ExitProcess(kExitCode);

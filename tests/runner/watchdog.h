@@ -31,7 +31,7 @@ private:
     void watch();
     [[noreturn]] void endProgram();
 
-    std::string test_;                      // written only while the deadline is off
+    std::string test_;                        // written only while the deadline is off
     std::atomic<ULONGLONG> deadline_ = ~0ULL; // in GetTickCount64's time
     HANDLE stop_;
     std::thread thread_;

@@ -4,6 +4,8 @@
 #include "simulation/simulated_function.h"
 #include "simulation/string_watch.h"
 
+#include <zorvanlib.h>
+
 #include <gtest/gtest.h>
 
 namespace zorvan::simulation {
@@ -11,6 +13,7 @@ namespace zorvan::simulation {
 namespace {
 
 constexpr int kTypeLibraryResource = 1;
+constexpr LCID kTypeLibraryLocale = 0x0409;
 
 std::wstring temporaryFile() {
     wchar_t folder[MAX_PATH + 1];
@@ -44,7 +47,8 @@ void Automation::serveTypeLibrary(const std::wstring& modulePath) {
     HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(kTypeLibraryResource), L"TYPELIB");
     ASSERT_NE(resource, nullptr) << "the DLL carries no type library";
     typeLibraryFile_ = temporaryFile();
-    EXPECT_TRUE(writeFile(typeLibraryFile_, LockResource(LoadResource(module, resource)), SizeofResource(module, resource)));
+    EXPECT_TRUE(
+        writeFile(typeLibraryFile_, LockResource(LoadResource(module, resource)), SizeofResource(module, resource)));
     FreeLibrary(module);
 }
 
@@ -73,10 +77,13 @@ std::vector<std::string> Automation::held() const {
 
 namespace {
 
-HRESULT WINAPI loadRegTypeLib(REFGUID, WORD major, WORD minor, LCID, ITypeLib** library) {
-    Call call("LoadRegTypeLib", static_cast<DWORD>(major), static_cast<DWORD>(minor));
-    if (call.failure())
-        return static_cast<HRESULT>(*call.failure());
+// Registered for its own locale alone, so that no other finds it.
+HRESULT WINAPI loadRegTypeLib(REFGUID id, WORD major, WORD minor, LCID locale, ITypeLib** library) {
+    Call call("LoadRegTypeLib", &id, static_cast<DWORD>(major), static_cast<DWORD>(minor), Hex{locale});
+    if (call.failedResult())
+        return *call.failedResult();
+    if (id != LIBID_zorvanlibLib || major != 3 || minor != 0 || locale != kTypeLibraryLocale)
+        return TYPE_E_LIBNOTREGISTERED;
     return LoadTypeLib(call->automation.typeLibraryFile().c_str(), library);
 }
 SIMULATE(LoadRegTypeLib, loadRegTypeLib);
@@ -112,9 +119,7 @@ void follow(const VARIANT& value) {
 }
 
 HRESULT WINAPI variantClear(VARIANTARG* value) {
-    {
-        Call call("VariantClear", static_cast<DWORD>(value->vt));
-    }
+    { Call call("VariantClear", static_cast<DWORD>(value->vt)); }
     return ::VariantClear(value);
 }
 SIMULATE(VariantClear, variantClear);
@@ -122,8 +127,8 @@ SIMULATE(VariantClear, variantClear);
 HRESULT WINAPI variantCopy(VARIANTARG* target, VARIANTARG* source) {
     {
         Call call("VariantCopy", static_cast<DWORD>(source->vt));
-        if (call.failure())
-            return static_cast<HRESULT>(*call.failure());
+        if (call.failedResult())
+            return *call.failedResult();
     }
     const HRESULT result = ::VariantCopy(target, source);
     follow(*target);
@@ -134,8 +139,8 @@ SIMULATE(VariantCopy, variantCopy);
 HRESULT WINAPI variantChangeType(VARIANTARG* target, VARIANTARG* source, USHORT flags, VARTYPE type) {
     {
         Call call("VariantChangeType", static_cast<DWORD>(source->vt), static_cast<DWORD>(type), Hex{flags});
-        if (call.failure())
-            return static_cast<HRESULT>(*call.failure());
+        if (call.failedResult())
+            return *call.failedResult();
     }
     const HRESULT result = ::VariantChangeType(target, source, flags, type);
     follow(*target);
@@ -145,7 +150,7 @@ SIMULATE(VariantChangeType, variantChangeType);
 
 HRESULT WINAPI varBstrCmp(BSTR left, BSTR right, LCID locale, ULONG flags) {
     Call call("VarBstrCmp", left, right, Hex{locale}, Hex{flags});
-    return call.failure() ? static_cast<HRESULT>(*call.failure()) : ::VarBstrCmp(left, right, locale, flags);
+    return call.failedResult() ? *call.failedResult() : ::VarBstrCmp(left, right, locale, flags);
 }
 SIMULATE(VarBstrCmp, varBstrCmp);
 
@@ -172,8 +177,8 @@ SIMULATE(SafeArrayCreateVector, safeArrayCreateVector);
 HRESULT WINAPI safeArrayPutElement(SAFEARRAY* array, LONG* indices, void* element) {
     {
         Call call("SafeArrayPutElement", static_cast<DWORD>(*indices));
-        if (call.failure())
-            return static_cast<HRESULT>(*call.failure());
+        if (call.failedResult())
+            return *call.failedResult();
     }
     return ::SafeArrayPutElement(array, indices, element);
 }
@@ -181,7 +186,7 @@ SIMULATE(SafeArrayPutElement, safeArrayPutElement);
 
 HRESULT WINAPI safeArrayAccessData(SAFEARRAY* array, void** data) {
     Call call("SafeArrayAccessData");
-    return call.failure() ? static_cast<HRESULT>(*call.failure()) : ::SafeArrayAccessData(array, data);
+    return call.failedResult() ? *call.failedResult() : ::SafeArrayAccessData(array, data);
 }
 SIMULATE(SafeArrayAccessData, safeArrayAccessData);
 

@@ -175,6 +175,12 @@ bool Call::fails() const {
     return failure_.has_value();
 }
 
+std::optional<HRESULT> Call::failedResult() const {
+    if (!failure_)
+        return std::nullopt;
+    return HRESULT_FROM_WIN32(static_cast<LONG>(*failure_));
+}
+
 BOOL Call::failed(DWORD error) {
     SetLastError(error);
     return FALSE;
@@ -200,8 +206,9 @@ void Call::reportMisuse(const std::string& what) const {
 void Call::reportBadHandle(HANDLE handle) const {
     const auto object = find(handle);
     const char* kind = HandleTable::isSimulated(handle) ? "a closed handle" : "a handle that it was not given";
-    reportMisuse("the library used " + (object ? "a handle of the wrong kind, " + object->description() : kind) +
-                 " (" + describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")");
+    reportMisuse(
+        "the library used " + (object ? "a handle of the wrong kind, " + object->description() : kind) + " (" +
+        describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")");
     SetLastError(ERROR_INVALID_HANDLE);
 }
 

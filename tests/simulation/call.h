@@ -104,8 +104,9 @@ public:
 
     // Whether a test wants this call to fail; its error is then the last error.
     bool fails() const;
-    // The same for a function that returns its error.
+    // The same for a function that returns its error, or an HRESULT.
     std::optional<DWORD> failure() const { return failure_; }
+    std::optional<HRESULT> failedResult() const;
 
     // Sets the last error, for a function's own failures: return call.failed(ERROR_NO_MORE_ITEMS).
     static BOOL failed(DWORD error);

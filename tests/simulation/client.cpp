@@ -15,8 +15,8 @@ HRESULT dispatchId(IDispatch& object, const wchar_t* name, DISPID& id) {
     return object.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id);
 }
 
-HRESULT dispatch(
-    IDispatch& object, const wchar_t* name, WORD flags, std::vector<Variant> arguments, VARIANT* result) {
+HRESULT
+dispatch(IDispatch& object, const wchar_t* name, WORD flags, std::vector<Variant> arguments, VARIANT* result) {
     DISPID id = DISPID_UNKNOWN;
     const HRESULT found = dispatchId(object, name, id);
     if (FAILED(found))

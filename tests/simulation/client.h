@@ -57,8 +57,7 @@ public:
 
 // Names and members as a script host uses them.
 HRESULT dispatchId(IDispatch& object, const wchar_t* name, DISPID& id);
-HRESULT dispatch(
-    IDispatch& object, const wchar_t* name, WORD flags, std::vector<Variant> arguments, VARIANT* result);
+HRESULT dispatch(IDispatch& object, const wchar_t* name, WORD flags, std::vector<Variant> arguments, VARIANT* result);
 HRESULT get(IDispatch& object, const wchar_t* name, VARIANT* result);
 HRESULT put(IDispatch& object, const wchar_t* name, Variant value);
 
@@ -73,9 +72,9 @@ inline std::ostream& operator<<(std::ostream& stream, Result result) {
 
 } // namespace zorvan::simulation
 
-#define EXPECT_RESULT(expected, call)                                                                                 \
+#define EXPECT_RESULT(expected, call)                                                                                \
     EXPECT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
-#define ASSERT_RESULT(expected, call)                                                                                 \
+#define ASSERT_RESULT(expected, call)                                                                                \
     ASSERT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
 
 namespace zorvan::simulation {

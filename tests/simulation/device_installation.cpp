@@ -85,8 +85,8 @@ BOOL WINAPI setupDiSetDeviceRegistryProperty(
 }
 SIMULATE(SetupDiSetDeviceRegistryPropertyW, setupDiSetDeviceRegistryProperty);
 
-BOOL WINAPI setupDiSetClassInstallParams(
-    HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_CLASSINSTALL_HEADER header, DWORD size) {
+BOOL WINAPI
+setupDiSetClassInstallParams(HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_CLASSINSTALL_HEADER header, DWORD size) {
     Call call("SetupDiSetClassInstallParamsW", header->cbSize, Hex{header->InstallFunction}, size);
     const auto set = call.object<DeviceInfoSet>(handle);
     if (set == nullptr || call.fails())
@@ -112,9 +112,13 @@ DWORD remove(DeviceInfoSet::Element& element) {
 
 DWORD callInstaller(DI_FUNCTION function, DeviceInfoSet::Element& element) {
     switch (function) {
-    case DIF_REGISTERDEVICE: element.node->registered = true; return ERROR_SUCCESS;
-    case DIF_REMOVE: return remove(element);
-    default: return ERROR_CALL_NOT_IMPLEMENTED;
+    case DIF_REGISTERDEVICE:
+        element.node->registered = true;
+        return ERROR_SUCCESS;
+    case DIF_REMOVE:
+        return remove(element);
+    default:
+        return ERROR_CALL_NOT_IMPLEMENTED;
     }
 }
 
@@ -131,8 +135,8 @@ BOOL WINAPI setupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO handle, PSP
 }
 SIMULATE(SetupDiCallClassInstaller, setupDiCallClassInstaller);
 
-BOOL WINAPI setupDiGetDeviceInstallParams(
-    HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_DEVINSTALL_PARAMS_W parameters) {
+BOOL WINAPI
+setupDiGetDeviceInstallParams(HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_DEVINSTALL_PARAMS_W parameters) {
     Call call("SetupDiGetDeviceInstallParamsW", parameters->cbSize);
     const auto set = call.object<DeviceInfoSet>(handle);
     if (set == nullptr || call.fails())

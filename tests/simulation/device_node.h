@@ -20,11 +20,11 @@ struct DeviceNode {
     RegistryKey key;                         // its hardware key, with PortName
     Driver driver;
 
-    bool present = true;               // its interfaces are there
-    int looksUntilPresent = 0;         // enumerations of control interfaces that do not show it yet
-    DWORD openError = ERROR_SUCCESS;   // opening the control path fails with this
-    DWORD installFlags = 0;            // SP_DEVINSTALL_PARAMS_W: DI_NEEDREBOOT, DI_NEEDRESTART
-    DWORD removalInstallFlags = 0;     // added to them by DIF_REMOVE
+    bool present = true;             // its interfaces are there
+    int looksUntilPresent = 0;       // enumerations of control interfaces that do not show it yet
+    DWORD openError = ERROR_SUCCESS; // opening the control path fails with this
+    DWORD installFlags = 0;          // SP_DEVINSTALL_PARAMS_W: DI_NEEDREBOOT, DI_NEEDRESTART
+    DWORD removalInstallFlags = 0;   // added to them by DIF_REMOVE
 
     // Of a node that was created: how far it came.
     bool registered = false;

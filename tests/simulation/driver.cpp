@@ -26,21 +26,44 @@ std::optional<Bytes> answerQuery(std::uint32_t code, const Driver& driver) {
     const PortState& state = driver.state;
     RecordWriter reply;
     switch (static_cast<Query>(code)) {
-    case Query::HostProcessId: reply.append(driver.hostProcessId); break;
-    case Query::Mode: reply.append(state.mode); break;
-    case Query::Pair: reply.append(state.pair); break;
-    case Query::PipeHandle: reply.append(state.pipe.pipe); break;
-    case Query::FileHandles: reply.append(state.files); break;
+    case Query::HostProcessId:
+        reply.append(driver.hostProcessId);
+        break;
+    case Query::Mode:
+        reply.append(state.mode);
+        break;
+    case Query::Pair:
+        reply.append(state.pair);
+        break;
+    case Query::PipeHandle:
+        reply.append(state.pipe.pipe);
+        break;
+    case Query::FileHandles:
+        reply.append(state.files);
+        break;
     case Query::RemoteEndpoint:
         reply.appendString(state.remoteServer).appendString(state.remotePort).append(std::uint32_t{0});
         break;
-    case Query::Traffic: reply.append(state.traffic); break;
-    case Query::SecurityDescriptor: reply.appendString(state.securityDescriptor); break;
-    case Query::Enabled: reply.append(static_cast<std::uint8_t>(state.enabled)); break;
-    case Query::PinConnections: reply.appendList(state.pins); break;
-    case Query::ErrorEmulation: reply.append(state.crossover); break;
-    case Query::ErrorEmulationLong: reply.append(state.transmitOverflow); break;
-    default: return std::nullopt;
+    case Query::Traffic:
+        reply.append(state.traffic);
+        break;
+    case Query::SecurityDescriptor:
+        reply.appendString(state.securityDescriptor);
+        break;
+    case Query::Enabled:
+        reply.append(static_cast<std::uint8_t>(state.enabled));
+        break;
+    case Query::PinConnections:
+        reply.appendList(state.pins);
+        break;
+    case Query::ErrorEmulation:
+        reply.append(state.crossover);
+        break;
+    case Query::ErrorEmulationLong:
+        reply.append(state.transmitOverflow);
+        break;
+    default:
+        return std::nullopt;
     }
     return reply.bytes();
 }
@@ -61,27 +84,42 @@ bool applySet(std::uint32_t code, PortState& state, RecordReader& record) {
         state.pipe = record.read<protocol::PipeConnection>();
         state.mode = kPipe;
         return true;
-    case Set::Disconnect: state.mode = kListening; return true;
+    case Set::Disconnect:
+        state.mode = kListening;
+        return true;
     case Set::ConnectFiles:
         state.files = record.read<protocol::HostHandlePair>();
         state.mode = kFiles;
         return true;
-    case Set::CreateBridge: connectBridge(state, record); return true;
-    case Set::PortName: state.portName = record.readString(); return true;
-    case Set::HostEvent: state.hostEvent = record.read<std::uint64_t>(); return true;
+    case Set::CreateBridge:
+        connectBridge(state, record);
+        return true;
+    case Set::PortName:
+        state.portName = record.readString();
+        return true;
+    case Set::HostEvent:
+        state.hostEvent = record.read<std::uint64_t>();
+        return true;
     case Set::StartListening:
         state.securityDescriptor = record.readString();
         state.mode = kListening;
         return true;
-    case Set::Enabled: state.enabled = record.read<std::uint8_t>() != 0; return true;
-    case Set::PinConnections: state.pins = record.readList(); return true;
+    case Set::Enabled:
+        state.enabled = record.read<std::uint8_t>() != 0;
+        return true;
+    case Set::PinConnections:
+        state.pins = record.readList();
+        return true;
     case Set::ErrorEmulation: {
         const auto emulation = record.read<protocol::ErrorEmulationShort>();
         state.crossover = {emulation.enabled, emulation.value};
         return true;
     }
-    case Set::ErrorEmulationLong: state.transmitOverflow = record.read<protocol::ErrorEmulationLong>(); return true;
-    default: return false;
+    case Set::ErrorEmulationLong:
+        state.transmitOverflow = record.read<protocol::ErrorEmulationLong>();
+        return true;
+    default:
+        return false;
     }
 }
 

@@ -21,9 +21,9 @@ using protocol::Bytes;
 struct Request {
     std::uint32_t code = 0;
     Bytes record;
-    bool nullInput = false;  // a null pointer, not just no bytes
-    std::size_t room = 0;    // for the reply
-    DWORD access = 0;        // of the handle
+    bool nullInput = false; // a null pointer, not just no bytes
+    std::size_t room = 0;   // for the reply
+    DWORD access = 0;       // of the handle
 };
 
 // What the driver knows of a port.

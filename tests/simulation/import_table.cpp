@@ -13,8 +13,8 @@ namespace zorvan::simulation {
 
 namespace {
 
-constexpr std::array<const char*, 5> kNeverReal{"setupapi.dll", "cfgmgr32.dll", "newdev.dll", "msports.dll",
-                                                "difxapi.dll"};
+constexpr std::array<const char*, 5> kNeverReal{
+    "setupapi.dll", "cfgmgr32.dll", "newdev.dll", "msports.dll", "difxapi.dll"};
 
 // An address inside a loaded module.
 template <class Type>
@@ -38,7 +38,8 @@ ULONG_PTR WINAPI reportUnknown(const char* function) {
 // Code that calls reportUnknown(function). It stays for the life of the process.
 void* makeReporter(const char* function) {
     // mov rcx, function; mov rax, reportUnknown; jmp rax
-    std::array<std::uint8_t, 22> code{0x48, 0xB9, 0, 0, 0, 0, 0, 0, 0, 0, 0x48, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xE0};
+    std::array<std::uint8_t, 22> code{0x48, 0xB9, 0, 0, 0, 0, 0, 0, 0, 0,    0x48,
+                                      0xB8, 0,    0, 0, 0, 0, 0, 0, 0, 0xFF, 0xE0};
     auto* report = &reportUnknown;
     std::memcpy(&code[2], &function, sizeof function);
     std::memcpy(&code[12], &report, sizeof report);
@@ -78,8 +79,8 @@ void replaceImports(HMODULE module) {
     const auto* dosHeader = at<const IMAGE_DOS_HEADER>(module, 0);
     const auto* headers = at<const IMAGE_NT_HEADERS>(module, static_cast<DWORD>(dosHeader->e_lfanew));
     const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto* descriptor = at<const IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress); descriptor->Name != 0;
-         ++descriptor)
+    for (auto* descriptor = at<const IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress);
+         descriptor->Name != 0; ++descriptor)
         replaceImportsFrom(module, *descriptor);
 }
 

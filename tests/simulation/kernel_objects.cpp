@@ -67,7 +67,8 @@ SIMULATE(CreateMutexW, createMutex);
 
 // The C++ runtime inside the library closes handles of Windows itself, for instance of threads.
 BOOL closeReal(const Call& call, HANDLE handle) {
-    if (::CloseHandle(handle))
+    // Windows takes INVALID_HANDLE_VALUE for the process itself and closes nothing.
+    if (handle != INVALID_HANDLE_VALUE && ::CloseHandle(handle))
         return TRUE;
     call.reportMisuse("the library closed " + describe(handle) + ", which is not open");
     return Call::failed(ERROR_INVALID_HANDLE);

@@ -97,8 +97,9 @@ const std::optional<std::wstring>& interfacePath(const DeviceNode& node, const G
 DeviceInfoSet::Element* DeviceInfoSet::find(const SP_DEVINFO_DATA* data) {
     if (data == nullptr || data->cbSize != sizeof *data)
         return nullptr;
-    const auto found = std::find_if(
-        elements.begin(), elements.end(), [&](const Element& element) { return element.node->instance == data->DevInst; });
+    const auto found = std::find_if(elements.begin(), elements.end(), [&](const Element& element) {
+        return element.node->instance == data->DevInst;
+    });
     return found == elements.end() ? nullptr : &*found;
 }
 
@@ -127,8 +128,8 @@ bool shows(DeviceNode& node, const GUID& interfaceClass) {
     return false;
 }
 
-HDEVINFO getClassDevs(
-    const Call& call, const GUID* interfaceClass, PCWSTR enumerator, DWORD flags, HDEVINFO existing) {
+HDEVINFO
+getClassDevs(const Call& call, const GUID* interfaceClass, PCWSTR enumerator, DWORD flags, HDEVINFO existing) {
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     if (interfaceClass == nullptr || enumerator != nullptr || flags != (DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {
@@ -256,8 +257,8 @@ HKEY openKey(const Call& call, HDEVINFO handle, PSP_DEVINFO_DATA device, REGSAM 
         call.open(std::make_shared<OpenedKey>(key, access, describe(element->node->instanceId))));
 }
 
-HKEY WINAPI setupDiOpenDevRegKey(
-    HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile, DWORD type, REGSAM access) {
+HKEY WINAPI
+setupDiOpenDevRegKey(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile, DWORD type, REGSAM access) {
     Call call("SetupDiOpenDevRegKey", scope, profile, type, Hex{access});
     return openKey(call, set, device, access, false);
 }

@@ -28,7 +28,7 @@ public:
     Process& add(DWORD id);
     Process* find(DWORD id);
 
-    bool holdsDebugPrivilege = true;     // in the library's token, enabled or not
+    bool holdsDebugPrivilege = true; // in the library's token, enabled or not
     bool debugPrivilegeEnabled = false;
 
 private:

@@ -32,10 +32,10 @@ private:
 } // namespace zorvan::simulation
 
 // The system's own declaration checks the signature.
-#define SIMULATE(function, implementation)                                                                            \
-    static const ::zorvan::simulation::SimulatedFunction simulated##function(                                         \
+#define SIMULATE(function, implementation)                                                                           \
+    static const ::zorvan::simulation::SimulatedFunction simulated##function(                                        \
         #function, static_cast<decltype(&::function)>(&(implementation)))
 
 // For a function that no header of mingw-w64 declares.
-#define SIMULATE_UNDECLARED(function, implementation)                                                                 \
+#define SIMULATE_UNDECLARED(function, implementation)                                                                \
     static const ::zorvan::simulation::SimulatedFunction simulated##function(#function, &(implementation))

@@ -45,7 +45,8 @@ std::set<std::wstring> SimulationTest::portNames(IVirtualSerialLibrary& library)
     return names;
 }
 
-ComPointer<IVirtualSerialDevice> SimulationTest::createDevice(IVirtualSerialLibrary& library, const wchar_t* portName) {
+ComPointer<IVirtualSerialDevice>
+SimulationTest::createDevice(IVirtualSerialLibrary& library, const wchar_t* portName) {
     ComPointer<IVirtualSerialDevice> device;
     EXPECT_RESULT(S_OK, library.createDevice(Variant(portName), device.put()));
     return device;

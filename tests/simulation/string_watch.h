@@ -1,5 +1,5 @@
-// Follows strings until they are freed, by whoever: the library, its client, or OLE Automation itself (which frees the
-// strings that pass through a late-bound call).
+// Follows strings until they are freed, by whoever: the library, its client, or OLE Automation itself (which frees
+// the strings that pass through a late-bound call).
 #pragma once
 
 #include <windows.h>

@@ -16,14 +16,17 @@ TEST_P(ScriptsSystemTest, SaysThatAllIsAsExpected) {
     EXPECT_EQ("All as expected.\n", result.output);
 }
 
+// "errors.vbs" becomes "errors_vbs": a test's name is a word.
+std::string testName(const testing::TestParamInfo<const wchar_t*>& script) {
+    std::string name;
+    for (const wchar_t* character = script.param; *character != L'\0'; ++character)
+        name += *character == L'.' ? '_' : static_cast<char>(*character);
+    return name;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Languages, ScriptsSystemTest, testing::Values(L"collection.vbs", L"collection.js", L"errors.vbs", L"errors.js"),
-    [](const auto& info) {
-        std::string name;
-        for (const wchar_t* c = info.param; *c != L'\0'; ++c)
-            name += *c == L'.' ? '_' : static_cast<char>(*c);
-        return name;
-    });
+    testName);
 
 } // namespace
 

@@ -62,24 +62,23 @@ TEST_F(DeviceCreation, TakesTheStepsInTheirOrder) {
     machine.calls.clear();
     ASSERT_RESULT(S_OK, create(L"COM7"));
     EXPECT_EQ(
-        installationSteps(),
-        (std::vector<std::string>{
-            "ComDBOpen()",
-            "SetupDiCreateDeviceInfoList(Ports, no window)",
-            "SetupDiClassNameFromGuidW(Ports, 32)",
-            "SetupDiCreateDeviceInfoW(Ports, Ports, null, 0x1)",
-            "SetupDiSetDeviceRegistryPropertyW(1, 52)",
-            "SetupDiCallClassInstaller(0x19)",
-            "ComDBClaimPort(7, force)",
-            "SetupDiCreateDevRegKeyW(1, 0, 1, no INF, no section)",
-            "RegSetValueExW(key of ROOT\\PORTS\\0000, PortName, 1, COM7, 10)",
-            "RegCloseKey(key of ROOT\\PORTS\\0000)",
-            "DiInstallDevice(best driver, 0x1)",
-            "SetupDiGetDeviceInstallParamsW(584)",
-            "CM_Get_Device_IDW(1, 200, 0)",
-            "SetupDiDestroyDeviceInfoList()",
-            "ComDBClose()",
-        }));
+        installationSteps(), (std::vector<std::string>{
+                                 "ComDBOpen()",
+                                 "SetupDiCreateDeviceInfoList(Ports, no window)",
+                                 "SetupDiClassNameFromGuidW(Ports, 32)",
+                                 "SetupDiCreateDeviceInfoW(Ports, Ports, null, 0x1)",
+                                 "SetupDiSetDeviceRegistryPropertyW(1, 52)",
+                                 "SetupDiCallClassInstaller(0x19)",
+                                 "ComDBClaimPort(7, force)",
+                                 "SetupDiCreateDevRegKeyW(1, 0, 1, no INF, no section)",
+                                 "RegSetValueExW(key of ROOT\\PORTS\\0000, PortName, 1, COM7, 10)",
+                                 "RegCloseKey(key of ROOT\\PORTS\\0000)",
+                                 "DiInstallDevice(best driver, 0x1)",
+                                 "SetupDiGetDeviceInstallParamsW(584)",
+                                 "CM_Get_Device_IDW(1, 200, 0)",
+                                 "SetupDiDestroyDeviceInfoList()",
+                                 "ComDBClose()",
+                             }));
 }
 
 TEST_F(DeviceCreation, LeavesTheNumberToTheSystemWhenNoneIsAskedFor) {
@@ -98,9 +97,9 @@ TEST_F(DeviceCreation, ReadsTheNumberFromTheFourthCharacter) {
         const wchar_t* portName;
         const wchar_t* expected;
     } rows[] = {
-        {L"COM7", L"COM7"},     {L"ABC8", L"COM8"},   {L"COM09", L"COM9"},  {L"COM21x5", L"COM21"},
-        {L"   22", L"COM22"},   {L"COM256", L"COM256"}, {L"COM0", L"COM1"}, {L"COMX", L"COM2"},
-        {L"CO", L"COM3"},       {L"COM", L"COM4"},    {L"", L"COM5"},       {L"COM-7", L"COM6"},
+        {L"COM7", L"COM7"},   {L"ABC8", L"COM8"},     {L"COM09", L"COM9"}, {L"COM21x5", L"COM21"},
+        {L"   22", L"COM22"}, {L"COM256", L"COM256"}, {L"COM0", L"COM1"},  {L"COMX", L"COM2"},
+        {L"CO", L"COM3"},     {L"COM", L"COM4"},      {L"", L"COM5"},      {L"COM-7", L"COM6"},
         {L"C", L"COM10"},
     };
     for (const auto& row : rows) {
@@ -129,8 +128,7 @@ TEST_F(DeviceCreation, RefusesWhatIsNoString) {
     Variant null;
     null.vt = VT_NULL;
     machine.calls.clear();
-    for (const VARIANT* argument :
-         std::initializer_list<const VARIANT*>{&reference, &otherError, &null})
+    for (const VARIANT* argument : std::initializer_list<const VARIANT*>{&reference, &otherError, &null})
         EXPECT_RESULT(E_INVALIDARG, create(*argument));
     EXPECT_RESULT(E_INVALIDARG, create(Variant(3L)));
     EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
@@ -162,7 +160,8 @@ TEST_F(DeviceCreation, UsedNumbersAreReadWithTheRightsOfChangingThem) {
     machine.addSerialPort(L"COM1");
     machine.calls.clear();
     ASSERT_RESULT(S_OK, create(L"COM7"));
-    EXPECT_EQ(machine.calls.texts("SetupDiGetClassDevsExW").front(), "SetupDiGetClassDevsExW(serial, 0x12, new, null)");
+    EXPECT_EQ(
+        machine.calls.texts("SetupDiGetClassDevsExW").front(), "SetupDiGetClassDevsExW(serial, 0x12, new, null)");
     EXPECT_EQ(machine.calls.texts("SetupDiOpenDevRegKey").front(), "SetupDiOpenDevRegKey(1, 0, 1, 0x2001f)");
 }
 
@@ -173,11 +172,16 @@ TEST_F(DeviceCreation, OneMalformedPortNameFailsEveryNamedCreation) {
     auto unterminated = textValue(L"COM4");
     unterminated.bytes.resize(unterminated.bytes.size() - 2);
     const RegistryValue rows[] = {
-        textValue(L"COM0"), textValue(L"COMX"),
-        textValue(L"LPT"),  textValue(L""),
-        textValue(L"COM-1"), textValue(L"COM4", REG_MULTI_SZ),
-        {REG_SZ, {}},       {REG_DWORD, {4, 0, 0, 0}},
-        odd,                unterminated,
+        textValue(L"COM0"),
+        textValue(L"COMX"),
+        textValue(L"LPT"),
+        textValue(L""),
+        textValue(L"COM-1"),
+        textValue(L"COM4", REG_MULTI_SZ),
+        {REG_SZ, {}},
+        {REG_DWORD, {4, 0, 0, 0}},
+        odd,
+        unterminated,
         textValue(std::wstring(300, L'1')), // more than is read
     };
     for (const auto& value : rows) {
@@ -213,8 +217,10 @@ TEST_F(DeviceCreation, EachFailingStepEndsItWithItsError) {
         const char* function;
         bool leavesNode; // registered, but not installed
     } rows[] = {
-        {"SetupDiCreateDeviceInfoList", false},       {"SetupDiCreateDeviceInfoW", false},
-        {"SetupDiSetDeviceRegistryPropertyW", false}, {"SetupDiCallClassInstaller", false},
+        {"SetupDiCreateDeviceInfoList", false},
+        {"SetupDiCreateDeviceInfoW", false},
+        {"SetupDiSetDeviceRegistryPropertyW", false},
+        {"SetupDiCallClassInstaller", false},
         {"DiInstallDevice", true},
     };
     for (const auto& row : rows) {

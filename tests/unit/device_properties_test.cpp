@@ -77,15 +77,50 @@ TEST_F(DeviceProperties, QueriesReadAndSetsMayWrite) {
         std::uint32_t code;
         DWORD access;
     } rows[] = {
-        {"mode", [](auto& d) { VirtualSerialDeviceMode v; return d.get_mode(&v); }, 0x81F16008, kRead},
-        {"enabled", [](auto& d) { VARIANT_BOOL v; return d.get_enabled(&v); }, 0x81F16044, kRead},
+        {"mode",
+         [](auto& d) {
+             VirtualSerialDeviceMode v;
+             return d.get_mode(&v);
+         },
+         0x81F16008, kRead},
+        {"enabled",
+         [](auto& d) {
+             VARIANT_BOOL v;
+             return d.get_enabled(&v);
+         },
+         0x81F16044, kRead},
         {"put enabled", [](auto& d) { return d.put_enabled(VARIANT_TRUE); }, 0x81F1A048, kReadWrite},
-        {"connections", [](auto& d) { MIDL_uhyper v; return d.get_connections(&v); }, 0x81F16038, kRead},
-        {"bytesSent", [](auto& d) { MIDL_uhyper v; return d.get_bytesSent(&v); }, 0x81F16038, kRead},
-        {"bytesReceived", [](auto& d) { MIDL_uhyper v; return d.get_bytesReceived(&v); }, 0x81F16038, kRead},
-        {"emulateTxOverflow", [](auto& d) { VARIANT_BOOL v; return d.get_emulateTxOverflow(&v); }, 0x81F16080, kRead},
+        {"connections",
+         [](auto& d) {
+             MIDL_uhyper v;
+             return d.get_connections(&v);
+         },
+         0x81F16038, kRead},
+        {"bytesSent",
+         [](auto& d) {
+             MIDL_uhyper v;
+             return d.get_bytesSent(&v);
+         },
+         0x81F16038, kRead},
+        {"bytesReceived",
+         [](auto& d) {
+             MIDL_uhyper v;
+             return d.get_bytesReceived(&v);
+         },
+         0x81F16038, kRead},
+        {"emulateTxOverflow",
+         [](auto& d) {
+             VARIANT_BOOL v;
+             return d.get_emulateTxOverflow(&v);
+         },
+         0x81F16080, kRead},
         {"put emulateTxOverflow", [](auto& d) { return d.put_emulateTxOverflow(0); }, 0x81F1A064, kReadWrite},
-        {"crossoverProbability", [](auto& d) { double v; return d.get_crossoverProbability(&v); }, 0x81F16060, kRead},
+        {"crossoverProbability",
+         [](auto& d) {
+             double v;
+             return d.get_crossoverProbability(&v);
+         },
+         0x81F16060, kRead},
         {"put crossoverProbability", [](auto& d) { return d.put_crossoverProbability(0); }, 0x81F1A05C, kReadWrite},
         {"disconnectDevice", [](auto& d) { return d.disconnectDevice(); }, 0x81F1A014, kReadWrite},
     };

@@ -30,17 +30,16 @@ private:
 TEST_F(DeviceRemoval, TakesTheStepsInTheirOrder) {
     EXPECT_RESULT(S_OK, device5().deleteDevice());
     EXPECT_EQ(
-        machine.calls.texts(),
-        (std::vector<std::string>{
-            "SetupDiCreateDeviceInfoList(null, no window)",
-            "SetupDiOpenDeviceInterfaceW(" + describe(*port().controlPath) + ", 0)",
-            "SetupDiEnumDeviceInfo(0)",
-            "SetupDiSetClassInstallParamsW(8, 0x5, 16)",
-            "SetupDiCallClassInstaller(0x5)",
-            "SetupDiGetDeviceInstallParamsW(584)",
-            "SetupDiDeleteDeviceInterfaceData(control)",
-            "SetupDiDestroyDeviceInfoList()",
-        }));
+        machine.calls.texts(), (std::vector<std::string>{
+                                   "SetupDiCreateDeviceInfoList(null, no window)",
+                                   "SetupDiOpenDeviceInterfaceW(" + describe(*port().controlPath) + ", 0)",
+                                   "SetupDiEnumDeviceInfo(0)",
+                                   "SetupDiSetClassInstallParamsW(8, 0x5, 16)",
+                                   "SetupDiCallClassInstaller(0x5)",
+                                   "SetupDiGetDeviceInstallParamsW(584)",
+                                   "SetupDiDeleteDeviceInterfaceData(control)",
+                                   "SetupDiDestroyDeviceInfoList()",
+                               }));
     EXPECT_FALSE(port().present);
     EXPECT_TRUE(port().driver.requests.empty());
 }
@@ -65,8 +64,8 @@ TEST_F(DeviceRemoval, EachFailingStepEndsItWithItsError) {
         int deletedInterfaces;
         int destroyedSets;
     } rows[] = {
-        {"SetupDiCreateDeviceInfoList", 0, 0},  {"SetupDiOpenDeviceInterfaceW", 0, 1},
-        {"SetupDiEnumDeviceInfo", 1, 1},        {"SetupDiSetClassInstallParamsW", 1, 1},
+        {"SetupDiCreateDeviceInfoList", 0, 0}, {"SetupDiOpenDeviceInterfaceW", 0, 1},
+        {"SetupDiEnumDeviceInfo", 1, 1},       {"SetupDiSetClassInstallParamsW", 1, 1},
         {"SetupDiCallClassInstaller", 1, 1},
     };
     for (const auto& row : rows) {

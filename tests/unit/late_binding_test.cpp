@@ -10,16 +10,11 @@ namespace {
 using Names = std::vector<std::pair<const wchar_t*, DISPID>>;
 
 const Names kLibraryNames{
-    {L"createDevice", 1000},
-    {L"devicesCollection", 2000},
-    {L"devicesArray", 2100},
-    {L"addListener", 3000},
-    {L"removeListener", 4000},
-    {L"added", 10000},
-    {L"deleted", 10100},
-    {L"changed", 10200},
-    {L"dispatchEvents", 20000},
-    {L"stopEventDispatching", 30000},
+    {L"createDevice", 1000},    {L"devicesCollection", 2000},
+    {L"devicesArray", 2100},    {L"addListener", 3000},
+    {L"removeListener", 4000},  {L"added", 10000},
+    {L"deleted", 10100},        {L"changed", 10200},
+    {L"dispatchEvents", 20000}, {L"stopEventDispatching", 30000},
 };
 
 const Names kDeviceNames{

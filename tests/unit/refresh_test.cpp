@@ -34,11 +34,10 @@ TEST_F(Refresh, AsksForBothInterfaceClassesIntoOneSet) {
     machine.addPort(L"COM5");
     createLibrary();
     EXPECT_EQ(
-        machine.calls.texts("SetupDiGetClassDevsExW"),
-        (std::vector<std::string>{
-            "SetupDiGetClassDevsExW(control, 0x12, new, null)", "SetupDiGetClassDevsExW(serial, 0x12, extend, null)"}));
-    EXPECT_EQ(
-        machine.calls.texts("CM_Get_Device_IDW"), std::vector<std::string>{"CM_Get_Device_IDW(1, 200, 0)"});
+        machine.calls.texts("SetupDiGetClassDevsExW"), (std::vector<std::string>{
+                                                           "SetupDiGetClassDevsExW(control, 0x12, new, null)",
+                                                           "SetupDiGetClassDevsExW(serial, 0x12, extend, null)"}));
+    EXPECT_EQ(machine.calls.texts("CM_Get_Device_IDW"), std::vector<std::string>{"CM_Get_Device_IDW(1, 200, 0)"});
     EXPECT_EQ(machine.calls.count("SetupDiDestroyDeviceInfoList"), 1);
 }
 

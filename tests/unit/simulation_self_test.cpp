@@ -60,7 +60,7 @@ TEST_F(Simulation, FollowsStringsUntilAnyoneFreesThem) {
 TEST_F(Simulation, NoticesReferencesToTheTypeLibrary) {
     machine.automation.serveTypeLibrary(shippedLibraryPath());
     ComPointer<ITypeLib> library;
-    EXPECT_RESULT(S_OK, SIMULATED(LoadRegTypeLib)(GUID{}, 3, 0, 0, library.put()));
+    EXPECT_RESULT(S_OK, SIMULATED(LoadRegTypeLib)(LIBID_zorvanlibLib, 3, 0, 0x0409, library.put()));
     ComPointer<ITypeInfo> information;
     EXPECT_RESULT(S_OK, library->GetTypeInfoOfGuid(__uuidof(IVirtualSerialDevice), information.put()));
     library = {};

@@ -149,7 +149,7 @@ Status disconnect(Request& request) {
 
 std::wstring computerName(COMPUTER_NAME_FORMAT format) {
     wchar_t name[256];
-    DWORD size = static_cast<DWORD>(std::size(name));
+    auto size = static_cast<DWORD>(std::size(name));
     return GetComputerNameExW(format, name, &size) ? std::wstring(name, size) : std::wstring();
 }
 
@@ -299,7 +299,7 @@ constexpr SetEntry kSets[] = {
 
 template <class Entry, std::size_t kCount>
 Handler handlerFor(const Entry (&entries)[kCount], std::uint32_t code) {
-    const auto found = std::find_if(std::begin(entries), std::end(entries), [&](const Entry& entry) {
+    const auto* const found = std::find_if(std::begin(entries), std::end(entries), [&](const Entry& entry) {
         return static_cast<std::uint32_t>(entry.code) == code;
     });
     return found != std::end(entries) ? found->handler : nullptr;

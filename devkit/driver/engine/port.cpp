@@ -20,7 +20,7 @@ void Port::start() {
 
 void Port::stop() {
     releasePartner();
-    connection_ = Listening{};
+    connection_.emplace<Listening>();
     events_.clear();
     publishedName_.reset();
     host_.reset();
@@ -51,7 +51,8 @@ std::uint32_t Port::mode() const {
 
 void Port::connect(Connection next) {
     releasePartner();
-    become(std::move(next));
+    connection_ = std::move(next);
+    events_.signal();
 }
 
 void Port::bridgeTo(Port& partner, std::wstring server, bool permanent) {
@@ -60,8 +61,10 @@ void Port::bridgeTo(Port& partner, std::wstring server, bool permanent) {
 }
 
 void Port::listen() {
-    if (!connectionAs<Listening>())
-        connect(Listening{});
+    if (connectionAs<Listening>())
+        return;
+    releasePartner();
+    beListening();
 }
 
 Status Port::openSerial() {
@@ -77,14 +80,14 @@ void Port::publish() {
         publishedName_.emplace(name_, deviceName_);
 }
 
-void Port::become(Connection next) {
-    connection_ = std::move(next);
+void Port::beListening() noexcept {
+    connection_.emplace<Listening>();
     events_.signal();
 }
 
 void Port::releasePartner() const {
     if (const auto* bridge = connectionAs<Bridge>())
-        bridge->partner->become(Listening{});
+        bridge->partner->beListening();
 }
 
 } // namespace zorvan::driver

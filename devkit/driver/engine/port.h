@@ -103,7 +103,7 @@ public:
     SerialSettings* serial() { return serial_ ? &*serial_ : nullptr; }
 
 private:
-    void become(Connection next);
+    void beListening() noexcept;
     void releasePartner() const;
     void publish();
 

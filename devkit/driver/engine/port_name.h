@@ -16,6 +16,7 @@ public:
     explicit DosName(const std::wstring& name);
     DosName(const DosName&) = delete;
     DosName& operator=(const DosName&) = delete;
+    ~DosName() = default;
 
     // Throws std::system_error when that fails.
     void leadTo(const std::wstring& device);

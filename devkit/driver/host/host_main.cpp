@@ -23,10 +23,10 @@ void becomeSystemProcess() {
 
 } // namespace
 
-int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t* arguments, int) {
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t* lpCmdLine, int) {
     becomeSystemProcess();
     // Handle values have 32 significant bits.
-    const std::uintptr_t handle = std::wcstoul(arguments, nullptr, 10);
-    const auto driverProcess = reinterpret_cast<HANDLE>(handle);
+    const std::uintptr_t handle = std::wcstoul(lpCmdLine, nullptr, 10);
+    auto* const driverProcess = reinterpret_cast<HANDLE>(handle);
     return WaitForSingleObject(driverProcess, INFINITE) == WAIT_OBJECT_0 ? 0 : 1;
 }

@@ -40,7 +40,7 @@ public:
     const wchar_t* text() const { return text_; }
 
 private:
-    wchar_t text_[40];
+    wchar_t text_[40]{};
     UNICODE_STRING name_{};
 };
 

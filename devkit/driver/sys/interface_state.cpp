@@ -68,7 +68,7 @@ public:
     void append(const wchar_t* text) { RtlAppendUnicodeToString(&path_, const_cast<wchar_t*>(text)); }
 
 private:
-    wchar_t text_[512];
+    wchar_t text_[512]{};
     UNICODE_STRING path_{};
 };
 
