@@ -34,8 +34,19 @@ std::array<ExportRedirect, 3>& redirects() {
     return all;
 }
 
+// setupapi loads and unloads the class installer for each of its calls, also in the driver process. A C++ DLL does
+// not give back all thread-local slots that a loading takes, and when they have run out it ends the process.
+bool stayLoaded() {
+    HMODULE self = nullptr;
+    return GetModuleHandleExW(
+        GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+        reinterpret_cast<const wchar_t*>(&stayLoaded), &self);
+}
+
 // A redirect that is in place already is taken back by its destructor when the DLL fails to load.
 BOOL attach() {
+    if (!stayLoaded())
+        return FALSE;
     for (ExportRedirect& redirect : redirects())
         if (!redirect.install())
             return FALSE;

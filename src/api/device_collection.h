@@ -10,7 +10,9 @@ namespace zorvan {
 
 class CDeviceCollection final : public ComObject<DualInterface<IDeviceCollection>> {
 public:
-    explicit CDeviceCollection(DeviceReferences devices) : devices_(std::move(devices)) {}
+    // The library is kept alive, and the module loaded with it, even by a collection without devices.
+    CDeviceCollection(DeviceReferences devices, ComPointer<IUnknown> library)
+        : devices_(std::move(devices)), library_(std::move(library)) {}
 
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** enumerator) noexcept override;
     HRESULT STDMETHODCALLTYPE get_Item(VARIANT index, IVirtualSerialDevice** device) noexcept override;
@@ -25,6 +27,7 @@ private:
     const ComPointer<IVirtualSerialDevice>& deviceAt(const VARIANT& index) const;
 
     const DeviceReferences devices_;
+    const ComPointer<IUnknown> library_;
 };
 
 } // namespace zorvan

@@ -86,14 +86,14 @@ ComPointer<IVirtualSerialDevice> CVirtualSerialLibrary::waitForDevice(const std:
 HRESULT CVirtualSerialLibrary::get_devicesCollection(IDeviceCollection** collection) noexcept {
     return comBoundary([&] {
         requirePointer(collection);
-        *collection = makeComObject<CDeviceCollection>(devices_.snapshot()).detach();
+        *collection = makeComObject<CDeviceCollection>(devices_.snapshot(), reference()).detach();
     });
 }
 
 HRESULT CVirtualSerialLibrary::get_devicesArray(IDispatch** array) noexcept {
     return comBoundary([&] {
         requirePointer(array);
-        *array = makeComObject<CDeviceArray>(devices_.snapshot()).detach();
+        *array = makeComObject<CDeviceArray>(devices_.snapshot(), reference()).detach();
     });
 }
 

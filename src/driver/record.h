@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,7 +23,29 @@ using WideString = std::u16string;
 using WideStringView = std::basic_string_view<WideString::value_type>;
 static_assert(sizeof(WideString::value_type) == 2);
 
-using Bytes = std::vector<std::uint8_t>;
+// Memory that is wiped before it is freed.
+template <class Item>
+class WipingAllocator {
+public:
+    using value_type = Item;
+
+    WipingAllocator() = default;
+    template <class Other>
+    WipingAllocator(const WipingAllocator<Other>&) {}
+
+    Item* allocate(std::size_t count) { return std::allocator<Item>().allocate(count); }
+    void deallocate(Item* items, std::size_t count) noexcept {
+        // Through a volatile pointer, so that no compiler takes writing to memory that is freed for useless.
+        static void* (*const volatile fill)(void*, int, std::size_t) = std::memset;
+        fill(items, 0, count * sizeof(Item));
+        std::allocator<Item>().deallocate(items, count);
+    }
+
+    friend bool operator==(const WipingAllocator&, const WipingAllocator&) { return true; }
+};
+
+// The bytes of a record. A request may carry a password, so none leaves a copy behind, whichever way its buffer grew.
+using Bytes = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 
 // Appends items one after another, with nothing between them.
 class RecordWriter {
@@ -41,9 +64,6 @@ public:
         append(static_cast<std::uint32_t>(entries.size()));
         return appendRaw(entries.data(), entries.size_bytes());
     }
-
-    // Makes room, so that appending that much moves nothing: a secret then leaves no copy behind.
-    void reserve(std::size_t size) { bytes_.reserve(size); }
 
     const Bytes& bytes() const { return bytes_; }
     Bytes& bytes() { return bytes_; }

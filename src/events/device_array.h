@@ -10,7 +10,9 @@ namespace zorvan {
 // ask only for names, and both answers are kept as they are.
 class CDeviceArray final : public ComObject<IDispatch> {
 public:
-    explicit CDeviceArray(DeviceReferences devices) : devices_(std::move(devices)) {}
+    // The library is kept alive, and the module loaded with it, even by an array without devices.
+    CDeviceArray(DeviceReferences devices, ComPointer<IUnknown> library)
+        : devices_(std::move(devices)), library_(std::move(library)) {}
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
@@ -24,6 +26,7 @@ private:
     ~CDeviceArray() override = default;
 
     const DeviceReferences devices_;
+    const ComPointer<IUnknown> library_;
 };
 
 } // namespace zorvan

@@ -30,7 +30,7 @@ public:
     void registerNode() {
         if (!createElement() || !setHardwareId() ||
             SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set_.get(), &device_) == FALSE)
-            throwLastError();
+            throwErrorAfterDestroying(set_);
     }
 
     // Without a `PortName` the class installer chooses one: that is no reason to give up.

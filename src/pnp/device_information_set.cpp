@@ -1,5 +1,7 @@
 #include "pnp/device_information_set.h"
 
+#include "base/hresult_error.h"
+
 #include <cfgmgr32.h>
 
 namespace zorvan::pnp {
@@ -12,6 +14,11 @@ HDEVINFO getPresentDevices(const GUID& interfaceClass, HDEVINFO existing) {
 }
 
 } // namespace
+
+void throwErrorAfterDestroying(DeviceInformationSet& set) {
+    SetupDiDestroyDeviceInfoList(set.release());
+    throwLastError();
+}
 
 DeviceInformationSet presentDevices(const GUID& interfaceClass) {
     return DeviceInformationSet(getPresentDevices(interfaceClass, nullptr));

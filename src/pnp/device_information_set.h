@@ -18,6 +18,10 @@ struct DeviceInformationSetTraits {
 };
 using DeviceInformationSet = Unique<DeviceInformationSetTraits>;
 
+// For a step that has failed: destroys the set and throws the error that stands after that, which may be one of the
+// destruction. Intended, although every guard keeps the error of the step itself.
+[[noreturn]] void throwErrorAfterDestroying(DeviceInformationSet& set);
+
 // The present devices with an interface of this class; no set when the system refuses.
 DeviceInformationSet presentDevices(const GUID& interfaceClass);
 

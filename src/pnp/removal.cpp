@@ -7,33 +7,39 @@ namespace zorvan::pnp {
 
 namespace {
 
-// A device interface that is open in a set.
-class OpenInterface {
+// A device interface in a set, once it has been opened there.
+class InterfaceElement {
 public:
-    OpenInterface(HDEVINFO set, const std::wstring& path) : set_(set) {
-        data_.cbSize = sizeof data_;
-        if (SetupDiOpenDeviceInterfaceW(set_, path.c_str(), 0, &data_) == FALSE)
-            throwLastError();
-    }
-    OpenInterface(const OpenInterface&) = delete;
-    OpenInterface& operator=(const OpenInterface&) = delete;
-    ~OpenInterface() {
+    explicit InterfaceElement(HDEVINFO set) : set_(set) { data_.cbSize = sizeof data_; }
+    InterfaceElement(const InterfaceElement&) = delete;
+    InterfaceElement& operator=(const InterfaceElement&) = delete;
+    ~InterfaceElement() {
         const DWORD lastError = GetLastError();
-        SetupDiDeleteDeviceInterfaceData(set_, &data_);
+        remove();
         SetLastError(lastError);
+    }
+
+    bool open(const std::wstring& path) {
+        isOpen_ = SetupDiOpenDeviceInterfaceW(set_, path.c_str(), 0, &data_) != FALSE;
+        return isOpen_;
+    }
+
+    // The set is destroyed next, so an element that cannot be removed goes with it.
+    void remove() {
+        if (isOpen_)
+            SetupDiDeleteDeviceInterfaceData(set_, &data_);
+        isOpen_ = false;
     }
 
 private:
     HDEVINFO set_;
     SP_DEVICE_INTERFACE_DATA data_{};
+    bool isOpen_ = false;
 };
 
-SP_DEVINFO_DATA firstDevice(HDEVINFO set) {
-    SP_DEVINFO_DATA device{};
+bool firstDevice(HDEVINFO set, SP_DEVINFO_DATA& device) {
     device.cbSize = sizeof device;
-    if (SetupDiEnumDeviceInfo(set, 0, &device) == FALSE)
-        throwLastError();
-    return device;
+    return SetupDiEnumDeviceInfo(set, 0, &device) != FALSE;
 }
 
 void callRemoval(HDEVINFO set, SP_DEVINFO_DATA& device) {
@@ -51,11 +57,15 @@ void callRemoval(HDEVINFO set, SP_DEVINFO_DATA& device) {
 } // namespace
 
 HRESULT removeDeviceNode(const std::wstring& controlPath) {
-    const DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
+    DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
     if (!set)
         throwLastError();
-    const OpenInterface open(set.get(), controlPath);
-    auto device = firstDevice(set.get());
+    InterfaceElement element(set.get());
+    SP_DEVINFO_DATA device{};
+    if (!element.open(controlPath) || !firstDevice(set.get(), device)) {
+        element.remove();
+        throwErrorAfterDestroying(set);
+    }
     callRemoval(set.get(), device);
     return restartNeeded(set.get(), device) ? S_FALSE : S_OK;
 }

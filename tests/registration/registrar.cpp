@@ -1,12 +1,11 @@
 // Calls the registration entry points of a DLL in a process of its own: per-user mode lasts as long as the process.
 //
 //   registrar DLL CALL...      CALL: register, unregister, install[=COMMANDLINE], uninstall[=COMMANDLINE]
-//   registrar PROGID           creates objects of the class and looks a member up, in several locales
 //
 // The exit code is the HRESULT of the first call that fails, or of the last one.
 #include <windows.h>
 
-#include <oaidl.h>
+#include <objbase.h>
 
 #include <bit>
 #include <cstdio>
@@ -60,39 +59,15 @@ HRESULT runCalls(const wchar_t* path, wchar_t** first, wchar_t** last) {
     return result;
 }
 
-// The type library that answers is registered for one locale; a client may come with any.
-HRESULT findMember(const CLSID& clsid, LCID locale) {
-    IDispatch* object = nullptr;
-    HRESULT result =
-        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
-    if (FAILED(result))
-        return result;
-    wchar_t name[] = L"CreateDevice"; // the case is not the declared one
-    wchar_t* names[] = {name};
-    DISPID id = 0;
-    result = object->GetIDsOfNames(IID_NULL, names, 1, locale, &id);
-    object->Release();
-    return SUCCEEDED(result) && id != 1000 ? E_UNEXPECTED : result;
-}
-
-HRESULT activate(const wchar_t* programId) {
-    CLSID clsid{};
-    HRESULT result = CLSIDFromProgID(programId, &clsid);
-    for (const LCID locale : {LOCALE_USER_DEFAULT, LOCALE_NEUTRAL, LOCALE_SYSTEM_DEFAULT, 0x0409ul, 0x0407ul})
-        if (SUCCEEDED(result))
-            result = findMember(clsid, locale);
-    return result;
-}
-
 } // namespace
 
 int wmain(int count, wchar_t** values) {
-    if (count < 2)
+    if (count < 3)
         return E_INVALIDARG;
     const HRESULT initialised = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     if (FAILED(initialised))
         return initialised;
-    const HRESULT result = count == 2 ? activate(values[1]) : runCalls(values[1], values + 2, values + count);
+    const HRESULT result = runCalls(values[1], values + 2, values + count);
     CoUninitialize();
     return result;
 }

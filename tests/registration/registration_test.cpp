@@ -1,16 +1,17 @@
 // Registration for real: what the entry points write to the registry, key by key, and what their removal leaves.
-#include "registration/registrar_process.h"
 #include "registration/registry_snapshot.h"
 
-#include "base/unique.h"
+#include "base/com_pointer.h"
 #include "runner/runner.h"
+#include "support/child_process.h"
 
 #include <gtest/gtest.h>
+
+#include <oleauto.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <utility>
 
 namespace zorvan::test {
@@ -37,12 +38,20 @@ std::wstring libraryPath() {
     return siblingPath(L"..\\zorvanlib.dll");
 }
 
-Snapshot machineClasses() {
-    return takeSnapshot(HKEY_LOCAL_MACHINE, kClasses);
+std::vector<std::wstring> ourKeys() {
+    std::vector<std::wstring> keys = {kProgramId,  kProgramId + L".3",          kClassKey,
+                                      kLibraryKey, L"AppID\\" + kApplicationId, L"AppID\\zorvanlib.dll"};
+    for (const auto& [identifier, name] : kInterfaces)
+        keys.push_back(std::wstring(L"Interface\\") + identifier);
+    return keys;
 }
 
-Snapshot userClasses() {
-    return takeSnapshot(HKEY_CURRENT_USER, kClasses);
+// Nothing but what is under our keys: the whole takes seconds.
+Snapshot ourClasses(HKEY root) {
+    Snapshot lines;
+    for (const std::wstring& key : ourKeys())
+        lines.merge(takeSnapshot(root, kClasses, key));
+    return lines;
 }
 
 // The lines that are expected, written down in the order of the scripts.
@@ -119,17 +128,14 @@ Snapshot operator+(Snapshot first, Snapshot second) {
 }
 
 // The parents of ours, which a first registration creates and no removal deletes.
-Snapshot sharedParents() {
-    return Lines().key(L"CLSID").key(L"AppID").get();
-}
+const Snapshot kSharedParents = {L"appid", L"clsid"};
 
-// The path that the class is registered with.
-std::optional<std::wstring> registeredPath(HKEY root) {
-    wchar_t path[1024];
+// The path that the class is registered with; empty when it is not.
+std::wstring registeredPath(HKEY root) {
+    wchar_t path[1024] = {};
     DWORD size = sizeof path;
     const std::wstring key = kClasses + L"\\" + kClassKey + L"\\InprocServer32";
-    if (RegGetValueW(root, key.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, path, &size) != ERROR_SUCCESS)
-        return std::nullopt;
+    RegGetValueW(root, key.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, path, &size);
     return path;
 }
 
@@ -149,190 +155,184 @@ void setText(const std::wstring& path, const wchar_t* name) {
 
 // Whatever became of a registration, this is the end of it.
 void deleteEverything() {
-    std::vector<std::wstring> keys = {kProgramId,  kProgramId + L".3",          kClassKey,
-                                      kLibraryKey, L"AppID\\" + kApplicationId, L"AppID\\zorvanlib.dll"};
-    for (const auto& interface : kInterfaces)
-        keys.push_back(std::wstring(L"Interface\\") + interface.first);
     for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
-        for (const std::wstring& key : keys)
+        for (const std::wstring& key : ourKeys())
             RegDeleteTreeW(root, (kClasses + L"\\" + key).c_str());
 }
 
+// Registers and removes in a process of its own: per-user mode lasts as long as the process.
 HRESULT call(const std::vector<std::wstring>& calls, const std::wstring& path = libraryPath()) {
-    std::vector<std::wstring> arguments{path};
-    arguments.insert(arguments.end(), calls.begin(), calls.end());
-    return runRegistrar(arguments);
+    // No argument of a test ends with a backslash or holds a double quote.
+    std::wstring commandLine = L'"' + siblingPath(L"..\\test_tools\\registrar.exe") + L"\" \"" + path + L'"';
+    for (const std::wstring& text : calls)
+        commandLine += L" \"" + text + L'"';
+    return static_cast<HRESULT>(ChildProcess(commandLine).exitCode());
 }
 
-// A folder beside this program that is gone with its contents when a test ends.
-class TemporaryFolder {
-public:
-    explicit TemporaryFolder(const std::wstring& name) : path_(siblingPath(name)) {
-        std::filesystem::create_directories(path_);
+// The type library that answers is registered for one locale; a client may come with any.
+HRESULT findMember(const std::wstring& programId) {
+    CLSID clsid{};
+    if (const HRESULT result = CLSIDFromProgID(programId.c_str(), &clsid); FAILED(result))
+        return result;
+    for (const LCID locale : {0x0407ul, 0x0409ul, LOCALE_NEUTRAL, LOCALE_USER_DEFAULT, LOCALE_SYSTEM_DEFAULT}) {
+        ComPointer<IDispatch> object;
+        EXPECT_EQ(
+            S_OK, CoCreateInstance(
+                      clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(object.put())));
+        wchar_t name[] = L"CreateDevice"; // the case is not the declared one
+        wchar_t* names[] = {name};
+        DISPID id = 0;
+        EXPECT_EQ(S_OK, object ? object->GetIDsOfNames(IID_NULL, names, 1, locale, &id) : E_POINTER) << locale;
+        EXPECT_EQ(1000, id) << locale;
     }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() {
+    return S_OK;
+}
+
+// A copy of the DLL whose path has what is special in scripts: quotes, percent signs, a variable.
+class LibraryCopy {
+public:
+    LibraryCopy() : folder_(siblingPath(L"it's 100% 'quoted' %MODULE%")) {
+        std::filesystem::create_directories(folder_);
+        std::filesystem::copy_file(libraryPath(), path(), std::filesystem::copy_options::overwrite_existing);
+    }
+    LibraryCopy(const LibraryCopy&) = delete;
+    LibraryCopy& operator=(const LibraryCopy&) = delete;
+    ~LibraryCopy() {
         std::error_code ignored; // a copy that is still open is no reason to end the program
-        std::filesystem::remove_all(path_, ignored);
+        std::filesystem::remove_all(folder_, ignored);
     }
 
-    const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path path() const { return folder_ / L"zorvanlib.dll"; }
+
+    // There is one such text.
+    void damage(const std::string& text, const std::string& damage) const {
+        std::ifstream original(path(), std::ios::binary);
+        std::string content(std::istreambuf_iterator<char>(original), {});
+        original.close();
+        const std::size_t position = content.find(text);
+        ASSERT_NE(std::string::npos, position) << text;
+        EXPECT_EQ(std::string::npos, content.find(text, position + 1)) << text;
+        content.replace(position, damage.size(), damage);
+        std::ofstream(path(), std::ios::binary) << content;
+    }
 
 private:
-    std::filesystem::path path_;
+    std::filesystem::path folder_;
 };
-
-// A copy of the DLL in which one text, of which there is one, is overwritten with another.
-std::wstring damagedCopy(const TemporaryFolder& folder, const std::string& text, const std::string& damage) {
-    std::ifstream original(std::filesystem::path(libraryPath()), std::ios::binary);
-    std::string content(std::istreambuf_iterator<char>(original), {});
-    const std::size_t position = content.find(text);
-    EXPECT_NE(std::string::npos, position) << text;
-    EXPECT_EQ(std::string::npos, content.find(text, position + 1)) << text;
-    content.replace(position, damage.size(), damage);
-    const std::filesystem::path copy = folder.path() / L"zorvanlib.dll";
-    std::ofstream(copy, std::ios::binary) << content;
-    return copy.wstring();
-}
 
 } // namespace
 
-// The machine may have the library registered. The tests start without, and leave what they found; what a
+// The machine may have the library registered. The tests start without, and register it again at the end; what a
 // registration that broke off has left, they clear away.
 class Registration : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         pathFound_ = registeredPath(HKEY_LOCAL_MACHINE);
-        machineFound_ = machineClasses();
         deleteEverything();
-        machineBefore_ = machineClasses();
-        userBefore_ = userClasses();
+        machineBefore_ = takeSnapshot(HKEY_LOCAL_MACHINE, kClasses);
+        userBefore_ = takeSnapshot(HKEY_CURRENT_USER, kClasses);
     }
 
     static void TearDownTestSuite() {
-        if (!pathFound_)
-            return;
-        EXPECT_EQ(S_OK, runRegistrar({*pathFound_, L"register"}));
-        const Snapshot now = machineClasses();
-        EXPECT_EQ("", toText(machineFound_ - now)) << "these are lost";
-        EXPECT_EQ("", toText(now - machineFound_ - sharedParents())) << "these are left";
+        expectGained(HKEY_LOCAL_MACHINE, {});
+        expectGained(HKEY_CURRENT_USER, {});
+        EXPECT_EQ(S_OK, pathFound_.empty() ? S_OK : call({L"register"}, pathFound_));
     }
 
     void TearDown() override { deleteEverything(); }
 
-    static void expectMachineGained(const Snapshot& expected) {
-        expectGained(machineBefore_, machineClasses(), expected);
+    // The whole of the classes, so that nothing has been written elsewhere.
+    static void expectGained(HKEY root, const Snapshot& expected) {
+        const Snapshot& before = root == HKEY_LOCAL_MACHINE ? machineBefore_ : userBefore_;
+        const Snapshot now = takeSnapshot(root, kClasses);
+        EXPECT_EQ(Snapshot{}, before - now) << "these are lost";
+        EXPECT_EQ(Snapshot{}, kSharedParents - now) << "these belong to others too";
+        expectEqual(expected, now - before - kSharedParents);
     }
 
-    static void expectUserGained(const Snapshot& expected) { expectGained(userBefore_, userClasses(), expected); }
+    static void expectMachineHas(const Snapshot& expected) { expectEqual(expected, ourClasses(HKEY_LOCAL_MACHINE)); }
 
 private:
-    static void expectGained(const Snapshot& before, const Snapshot& now, const Snapshot& expected) {
-        const Snapshot gained = now - before - sharedParents();
-        EXPECT_EQ("", toText(expected - gained)) << "these are missing";
-        EXPECT_EQ("", toText(gained - expected)) << "these are too many";
-        EXPECT_EQ("", toText(before - now)) << "these are lost";
+    static void expectEqual(const Snapshot& expected, const Snapshot& actual) {
+        EXPECT_EQ(Snapshot{}, expected - actual) << "these are missing";
+        EXPECT_EQ(Snapshot{}, actual - expected) << "these are too many";
     }
 
-    static inline std::optional<std::wstring> pathFound_;
-    static inline Snapshot machineFound_;
+    static inline std::wstring pathFound_;
     static inline Snapshot machineBefore_;
     static inline Snapshot userBefore_;
 };
 
 TEST_F(Registration, WritesAndRemovesExactlyItsEntries) {
     ASSERT_EQ(S_OK, call({L"register"}));
-    expectMachineGained(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()));
-    expectUserGained({});
+    expectGained(HKEY_LOCAL_MACHINE, scriptLines(libraryPath()) + typeLibraryLines(libraryPath()));
+    EXPECT_EQ(S_OK, findMember(kProgramId));
+    EXPECT_EQ(S_OK, findMember(kProgramId + L".3"));
     ASSERT_EQ(S_OK, call({L"unregister"}));
-    expectMachineGained({});
-    EXPECT_EQ("", toText(sharedParents() - machineClasses())) << "these belong to others too";
+    expectMachineHas({});
+    EXPECT_EQ(CO_E_CLASSSTRING, findMember(kProgramId));
+    EXPECT_TRUE(FAILED(call({L"unregister"})));
+    EXPECT_TRUE(FAILED(call({L"uninstall"})));
 }
 
-TEST_F(Registration, WritesTheClassFromScratch) {
+TEST_F(Registration, WritesTheClassFromScratchAndLeavesKeysOfOthers) {
     ASSERT_EQ(S_OK, call({L"register"}));
     setText(kClassKey, L"Stray");
     setText(kClassKey + L"\\Stray\\Deep", L"Stray");
     setText(kClassKey + L"\\InprocServer32", L"Stray");
     setText(kProgramId, L"Kept");
-    ASSERT_EQ(S_OK, call({L"register"}));
-    const Snapshot kept = Lines().value(kProgramId, L"Kept", L"s x|").get();
-    expectMachineGained(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()) + kept);
-    ASSERT_EQ(S_OK, call({L"unregister"}));
-    expectMachineGained({});
-}
-
-TEST_F(Registration, LeavesKeysOfOthers) {
-    ASSERT_EQ(S_OK, call({L"register"}));
     createKey(kProgramId + L"\\Theirs");
-    ASSERT_EQ(S_OK, call({L"unregister"}));
-    expectMachineGained(Lines().text(kProgramId, L"VirtualSerialLibrary Class").key(kProgramId + L"\\Theirs").get());
-}
-
-TEST_F(Registration, CannotBeRemovedTwice) {
     ASSERT_EQ(S_OK, call({L"register"}));
-    EXPECT_EQ(S_OK, call({L"unregister"}));
-    EXPECT_TRUE(FAILED(call({L"unregister"})));
-    EXPECT_TRUE(FAILED(call({L"uninstall"})));
+    const Snapshot kept = Lines().value(kProgramId, L"Kept", L"s x|").key(kProgramId + L"\\Theirs").get();
+    expectMachineHas(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()) + kept);
+    ASSERT_EQ(S_OK, call({L"unregister"}));
+    expectMachineHas(kept + Lines().text(kProgramId, L"VirtualSerialLibrary Class").get());
 }
 
 // Wine registers a type library for the whole machine even when asked for the user, and its COM does not look for
 // classes under the user's key, so neither is tried here.
 TEST_F(Registration, ForTheUserLeavesTheMachineAlone) {
     ASSERT_EQ(S_OK, call({L"install=user"}));
-    expectUserGained(scriptLines(libraryPath()));
-    expectMachineGained(typeLibraryLines(libraryPath()));
+    expectGained(HKEY_CURRENT_USER, scriptLines(libraryPath()));
+    expectMachineHas(typeLibraryLines(libraryPath()));
     ASSERT_EQ(S_OK, call({L"uninstall=user"}));
-    expectUserGained({});
-    expectMachineGained({});
-    EXPECT_EQ("", toText(sharedParents() - userClasses())) << "these belong to others too";
+    expectGained(HKEY_CURRENT_USER, {});
+    expectMachineHas({});
 }
 
-TEST_F(Registration, IsForTheUserOnlyWhenTheCommandLineIsUser) {
+TEST_F(Registration, IsForTheUserOnceTheCommandLineIsUser) {
     const struct {
-        const wchar_t* suffix;
+        std::vector<std::wstring> calls;
         bool forUser;
     } rows[] = {
-        {L"=user", true},   {L"=USER", true}, {L"=uSeR", true},   {L"", false},       {L"=", false},
-        {L"=users", false}, {L"=use", false}, {L"=user ", false}, {L"=/user", false}, {L"=machine", false},
+        {{L"install"}, false},
+        {{L"install=uSeR"}, true},
+        {{L"install=users"}, false},
+        {{L"install=use"}, false},
+        {{L"install=/user"}, false},
+        {{L"install=user", L"unregister", L"install=users"}, true}, // as long as the process lasts
+        {{L"install=user", L"unregister", L"register"}, true},
     };
     for (const auto& row : rows) {
-        const std::wstring suffix = row.suffix;
-        ASSERT_EQ(S_OK, call({L"install" + suffix}));
-        EXPECT_EQ(row.forUser, registeredPath(HKEY_CURRENT_USER).has_value()) << testing::PrintToString(suffix);
-        EXPECT_EQ(row.forUser, !registeredPath(HKEY_LOCAL_MACHINE).has_value()) << testing::PrintToString(suffix);
-        ASSERT_EQ(S_OK, call({L"uninstall" + suffix}));
-        EXPECT_FALSE(registeredPath(HKEY_CURRENT_USER).has_value()) << testing::PrintToString(suffix);
-        EXPECT_FALSE(registeredPath(HKEY_LOCAL_MACHINE).has_value()) << testing::PrintToString(suffix);
+        ASSERT_EQ(S_OK, call(row.calls));
+        const std::wstring path = libraryPath();
+        EXPECT_EQ(row.forUser ? path : L"", registeredPath(HKEY_CURRENT_USER)) << testing::PrintToString(row.calls);
+        EXPECT_EQ(row.forUser ? L"" : path, registeredPath(HKEY_LOCAL_MACHINE)) << testing::PrintToString(row.calls);
+        deleteEverything();
     }
 }
 
-TEST_F(Registration, StaysForTheUserWithinTheProcess) {
-    for (const wchar_t* next : {L"install", L"install=users", L"register"}) {
-        ASSERT_EQ(S_OK, call({L"install=user", L"unregister", next}));
-        EXPECT_EQ(libraryPath(), registeredPath(HKEY_CURRENT_USER));
-        EXPECT_EQ(std::nullopt, registeredPath(HKEY_LOCAL_MACHINE));
-        ASSERT_EQ(S_OK, call({L"uninstall=user"}));
-        EXPECT_EQ(std::nullopt, registeredPath(HKEY_CURRENT_USER));
-    }
-}
-
-// A key that vanishes with the session takes no lasting subkeys: an honest way to make one write fail.
+// A key that vanishes with the session takes no lasting subkeys: an honest way to make one write fail. The type
+// library would come after it.
 TEST_F(Registration, StopsAtTheFirstFailureOfTheRegistry) {
     createKey(kProgramId, REG_OPTION_VOLATILE);
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), call({L"register"}));
-    expectMachineGained(Lines()
-                            .text(L"AppID\\" + kApplicationId, L"Portwright")
-                            .value(L"AppID\\" + kApplicationId, L"DllSurrogate", L"s |")
-                            .key(L"AppID\\zorvanlib.dll")
-                            .value(L"AppID\\zorvanlib.dll", L"AppID", L"s " + kApplicationId + L"|")
-                            .text(kProgramId + L".3", L"VirtualSerialLibrary Class")
-                            .text(kProgramId + L".3\\CLSID", kClassId)
-                            .text(kProgramId, L"VirtualSerialLibrary Class")
-                            .get());
+    const Snapshot written = ourClasses(HKEY_LOCAL_MACHINE);
+    EXPECT_TRUE(written.contains(keyLine(L"AppID\\" + kApplicationId)));
+    EXPECT_FALSE(written.contains(keyLine(kClassKey)));
+    EXPECT_FALSE(written.contains(keyLine(kLibraryKey)));
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), call({L"install"}));
-    expectMachineGained({});
+    expectMachineHas({});
 }
 
 TEST_F(Registration, IsUndoneWhenItFails) {
@@ -343,34 +343,24 @@ TEST_F(Registration, IsUndoneWhenItFails) {
     } rows[] = {
         {"s 'Portwright'", "x", E_FAIL},         // the first script
         {"NoRemove CLSID", "'", E_FAIL},         // the second script
-        {"%MODULE%,-1000", "%Q", E_FAIL},        // a variable that it does not have
         {"MSFT\2", "?", TYPE_E_CANTLOADLIBRARY}, // the type library
     };
     for (const auto& row : rows) {
-        const TemporaryFolder folder(L"damaged");
-        EXPECT_EQ(row.result, call({L"install"}, damagedCopy(folder, row.text, row.damage))) << row.text;
-        expectMachineGained({});
+        const LibraryCopy copy;
+        copy.damage(row.text, row.damage);
+        EXPECT_EQ(row.result, call({L"install"}, copy.path().wstring())) << row.text;
+        expectMachineHas({});
     }
 }
 
 // A quote in a path must not end the quoted text of a script, nor a percent sign start a variable.
 TEST_F(Registration, TakesAnyPath) {
-    const TemporaryFolder folder(L"it's 100% 'quoted' %MODULE%");
-    const std::filesystem::path copy = folder.path() / L"zorvanlib.dll";
-    std::filesystem::copy_file(libraryPath(), copy, std::filesystem::copy_options::overwrite_existing);
-    EXPECT_EQ(S_OK, call({L"register"}, copy.wstring()));
-    expectMachineGained(scriptLines(copy.wstring()) + typeLibraryLines(copy.wstring()));
-    EXPECT_EQ(S_OK, call({L"unregister"}, copy.wstring()));
-    expectMachineGained({});
-}
-
-TEST_F(Registration, MakesTheClassAvailable) {
-    EXPECT_EQ(CO_E_CLASSSTRING, runRegistrar({kProgramId}));
-    ASSERT_EQ(S_OK, call({L"register"}));
-    EXPECT_EQ(S_OK, runRegistrar({kProgramId}));
-    EXPECT_EQ(S_OK, runRegistrar({kProgramId + L".3"}));
-    ASSERT_EQ(S_OK, call({L"unregister"}));
-    EXPECT_EQ(CO_E_CLASSSTRING, runRegistrar({kProgramId}));
+    const LibraryCopy copy;
+    const std::wstring path = copy.path().wstring();
+    EXPECT_EQ(S_OK, call({L"register"}, path));
+    expectMachineHas(scriptLines(path) + typeLibraryLines(path));
+    EXPECT_EQ(S_OK, call({L"unregister"}, path));
+    expectMachineHas({});
 }
 
 } // namespace zorvan::test

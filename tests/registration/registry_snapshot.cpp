@@ -12,12 +12,6 @@ namespace zorvan::test {
 
 namespace {
 
-struct Value {
-    std::wstring name;
-    DWORD type;
-    std::vector<BYTE> data;
-};
-
 void throwIfError(LSTATUS status) {
     if (status != ERROR_SUCCESS)
         throw HResultError(hresultFromWin32(static_cast<DWORD>(status)));
@@ -34,86 +28,65 @@ void forEachItem(Next&& next) {
     }
 }
 
-std::vector<std::wstring> subkeys(HKEY key) {
-    std::vector<std::wstring> names;
-    forEachItem([&](DWORD index) {
-        wchar_t name[256];
-        DWORD length = 256;
-        const LSTATUS status = RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_SUCCESS)
-            names.emplace_back(name, length);
-        return status;
-    });
-    return names;
+std::wstring dataText(DWORD type, const std::vector<BYTE>& data) {
+    std::wstring text;
+    if (type == REG_SZ || type == REG_MULTI_SZ)
+        for (std::size_t i = 0; i + 1 < data.size(); i += 2)
+            text += data[i] == 0 && data[i + 1] == 0 ? L'|' : static_cast<wchar_t>(data[i] | data[i + 1] << 8);
+    else
+        for (const BYTE byte : data)
+            text.append({L"0123456789abcdef"[byte >> 4], L"0123456789abcdef"[byte & 0xF]});
+    switch (type) {
+    case REG_SZ:
+        return L"s " + text;
+    case REG_MULTI_SZ:
+        return L"m " + text;
+    case REG_DWORD:
+        return L"d " + text;
+    case REG_BINARY:
+        return L"b " + text;
+    default:
+        return std::to_wstring(type) + L" " + text;
+    }
 }
 
-std::vector<Value> values(HKEY key) {
+void collectValues(HKEY key, const std::wstring& path, Snapshot& lines) {
     DWORD longestName = 0;
     DWORD longestData = 0;
     throwIfError(RegQueryInfoKeyW(
         key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName, &longestData, nullptr,
         nullptr));
-    std::vector<Value> result;
+    std::wstring name(longestName + 1, L'\0');
+    std::vector<BYTE> data(longestData + 1);
     forEachItem([&](DWORD index) {
-        Value value{std::wstring(longestName + 1, L'\0'), 0, std::vector<BYTE>(longestData + 1)};
-        DWORD nameLength = longestName + 1;
-        DWORD dataLength = longestData;
-        const LSTATUS status = RegEnumValueW(
-            key, index, value.name.data(), &nameLength, nullptr, &value.type, value.data.data(), &dataLength);
-        value.name.resize(nameLength);
-        value.data.resize(dataLength);
+        auto nameLength = static_cast<DWORD>(name.size());
+        auto size = static_cast<DWORD>(data.size());
+        DWORD type = 0;
+        const LSTATUS status =
+            RegEnumValueW(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size);
         if (status == ERROR_SUCCESS)
-            result.push_back(std::move(value));
+            lines.insert(valueLine(
+                path, nameLength == 0 ? L"@" : name.substr(0, nameLength),
+                dataText(type, {data.begin(), data.begin() + size})));
         return status;
     });
-    return result;
-}
-
-std::wstring stringText(const std::vector<BYTE>& data) {
-    std::wstring text;
-    for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
-        const auto unit = static_cast<wchar_t>(data[i] | data[i + 1] << 8);
-        text += unit == 0 ? L'|' : unit;
-    }
-    return text;
-}
-
-std::wstring hexadecimalText(const std::vector<BYTE>& data) {
-    constexpr const wchar_t* kDigits = L"0123456789abcdef";
-    std::wstring text;
-    for (const BYTE byte : data) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0xF];
-    }
-    return text;
-}
-
-std::wstring dataText(const Value& value) {
-    switch (value.type) {
-    case REG_SZ:
-        return L"s " + stringText(value.data);
-    case REG_MULTI_SZ:
-        return L"m " + stringText(value.data);
-    case REG_DWORD:
-        return L"d " + hexadecimalText(value.data);
-    case REG_BINARY:
-        return L"b " + hexadecimalText(value.data);
-    default:
-        return std::to_wstring(value.type) + L" " + hexadecimalText(value.data);
-    }
 }
 
 void collect(HKEY key, const std::wstring& path, Snapshot& lines) {
-    for (const Value& value : values(key))
-        lines.insert(valueLine(path, value.name.empty() ? L"@" : value.name, dataText(value)));
-    for (const std::wstring& name : subkeys(key)) {
+    collectValues(key, path, lines);
+    forEachItem([&](DWORD index) {
+        wchar_t name[256] = {};
+        DWORD length = 256;
+        const LSTATUS status = RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
         const std::wstring subpath = path.empty() ? name : path + L"\\" + name;
         UniqueRegistryKey subkey;
-        if (subpath == L"Wow6432Node" || RegOpenKeyExW(key, name.c_str(), 0, KEY_READ, subkey.put()) != ERROR_SUCCESS)
-            continue;
-        lines.insert(keyLine(subpath));
-        collect(subkey.get(), subpath, lines);
-    }
+        if (status == ERROR_SUCCESS && subpath != L"Wow6432Node" &&
+            RegOpenKeyExW(key, name, 0, KEY_READ, subkey.put()) == ERROR_SUCCESS) {
+            lines.insert(keyLine(subpath));
+            collect(subkey.get(), subpath, lines);
+        }
+        return status;
+    });
 }
 
 } // namespace
@@ -127,11 +100,14 @@ std::wstring valueLine(const std::wstring& path, const std::wstring& name, const
     return keyLine(path) + L" : " + name + L" = " + data;
 }
 
-Snapshot takeSnapshot(HKEY root, const std::wstring& path) {
+Snapshot takeSnapshot(HKEY root, const std::wstring& path, const std::wstring& subkey) {
     Snapshot lines;
     UniqueRegistryKey key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS)
-        collect(key.get(), {}, lines);
+    if (RegOpenKeyExW(root, (path + L"\\" + subkey).c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS)
+        return lines;
+    if (!subkey.empty())
+        lines.insert(keyLine(subkey));
+    collect(key.get(), subkey, lines);
     return lines;
 }
 
@@ -140,16 +116,6 @@ Snapshot operator-(const Snapshot& first, const Snapshot& second) {
     std::set_difference(
         first.begin(), first.end(), second.begin(), second.end(), std::inserter(result, result.end()));
     return result;
-}
-
-std::string toText(const Snapshot& snapshot) {
-    std::string text;
-    for (const std::wstring& line : snapshot) {
-        for (const wchar_t character : line)
-            text += character < 0x80 ? static_cast<char>(character) : '?';
-        text += '\n';
-    }
-    return text;
 }
 
 } // namespace zorvan::test

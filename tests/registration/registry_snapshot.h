@@ -16,14 +16,11 @@ using Snapshot = std::set<std::wstring>;
 std::wstring keyLine(std::wstring path);
 std::wstring valueLine(const std::wstring& path, const std::wstring& name, const std::wstring& data);
 
-// Every key and value under a key, with paths relative to it. Empty when there is no such key. Leaves out
-// Wow6432Node: the system keeps it a mirror of what is beside it.
-Snapshot takeSnapshot(HKEY root, const std::wstring& path);
+// Every key and value under a key, or under one subkey of it and with that itself; paths are relative to the key.
+// Empty when there is no such key. Leaves out Wow6432Node: the system keeps it a mirror of what is beside it.
+Snapshot takeSnapshot(HKEY root, const std::wstring& path, const std::wstring& subkey = {});
 
 // The lines of the first that the second lacks.
 Snapshot operator-(const Snapshot& first, const Snapshot& second);
-
-// For a failure's message.
-std::string toText(const Snapshot& snapshot);
 
 } // namespace zorvan::test

@@ -1,4 +1,5 @@
 // The main function of every test program: GoogleTest, a watchdog, and an apartment for the tests' thread.
+#include "runner/crash.h"
 #include "runner/runner.h"
 #include "runner/watchdog.h"
 
@@ -44,6 +45,7 @@ void allowTime(std::chrono::seconds limit) {
 }
 
 static int run(int count, wchar_t** values) {
+    reportCrashes();
     testing::InitGoogleTest(&count, values);
     programArguments.assign(values + 1, values + count);
     watchdog = new Watchdog;

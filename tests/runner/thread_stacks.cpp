@@ -1,7 +1,5 @@
 #include "runner/thread_stacks.h"
 
-#include <windows.h>
-
 #include <tlhelp32.h>
 
 #include <cstdio>
@@ -16,7 +14,7 @@ void writeAddress(DWORD64 address) {
     HMODULE module = nullptr;
     constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     // The address is one to look up, not one to use.
-    const auto* place = reinterpret_cast<LPCWSTR>(address); // NOLINT(performance-no-int-to-ptr)
+    const auto* place = reinterpret_cast<LPCWSTR>(address);
     char path[MAX_PATH] = "?";
     if (GetModuleHandleExW(kFlags, place, &module))
         GetModuleFileNameA(module, path, MAX_PATH);
@@ -31,7 +29,7 @@ void writeAddress(DWORD64 address) {
 
 // A function without unwind data, such as a system call, keeps nothing but its return address on the stack.
 bool unwindLeaf(CONTEXT& context) {
-    const auto* top = reinterpret_cast<const void*>(context.Rsp); // NOLINT(performance-no-int-to-ptr)
+    const auto* top = reinterpret_cast<const void*>(context.Rsp);
     if (!ReadProcessMemory(GetCurrentProcess(), top, &context.Rip, sizeof context.Rip, nullptr))
         return false;
     context.Rsp += sizeof context.Rip;
@@ -59,12 +57,8 @@ void writeStack(DWORD threadId) {
     writeError({title, static_cast<std::size_t>(length)});
     alignas(16) CONTEXT context{};
     context.ContextFlags = CONTEXT_FULL;
-    if (SuspendThread(thread) != static_cast<DWORD>(-1) && GetThreadContext(thread, &context)) {
-        int frames = 0;
-        do
-            writeAddress(context.Rip);
-        while (++frames < kDeepestFrame && unwind(context));
-    }
+    if (SuspendThread(thread) != static_cast<DWORD>(-1) && GetThreadContext(thread, &context))
+        writeCalls(context);
     CloseHandle(thread);
 }
 
@@ -73,6 +67,13 @@ void writeStack(DWORD threadId) {
 void writeError(std::string_view text) {
     DWORD written = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
+void writeCalls(CONTEXT context) {
+    int frames = 0;
+    do
+        writeAddress(context.Rip);
+    while (++frames < kDeepestFrame && unwind(context));
 }
 
 void writeThreadStacks() {

@@ -1,5 +1,9 @@
 #include "simulation/client.h"
 
+#include "simulation/call.h"
+
+#include <stdexcept>
+
 namespace zorvan::simulation {
 
 Variant Variant::omitted() {
@@ -40,6 +44,11 @@ HRESULT put(IDispatch& object, const wchar_t* name, Variant value) {
     std::vector<Variant> arguments;
     arguments.push_back(std::move(value));
     return dispatch(object, name, DISPATCH_PROPERTYPUT, std::move(arguments), nullptr);
+}
+
+void require(HRESULT result, const char* what) {
+    if (FAILED(result))
+        throw std::runtime_error(std::string(what) + " failed with " + describe(Hex{static_cast<DWORD>(result)}));
 }
 
 } // namespace zorvan::simulation

@@ -161,11 +161,15 @@ DWORD Driver::handle(const Request& request, Bytes& reply) {
 namespace {
 
 struct ControlFile : Object {
-    ControlFile(DeviceNode& device, DWORD rights) : node(device), access(rights) {}
-    std::string description() const override { return "control file of " + describe(node.instanceId); }
+    ControlFile(DeviceNode& device, DWORD rights)
+        : node(device), access(rights), description_("control file of " + describe(device.instanceId)) {}
+    std::string description() const override { return description_; }
 
     DeviceNode& node;
     const DWORD access;
+
+private:
+    std::string description_; // the node may be gone when a leak is described
 };
 
 DWORD openError(const std::wstring& path, const DeviceNode* node) {

@@ -17,7 +17,7 @@ std::atomic<ULONG_PTR> next{kFirst};
 } // namespace
 
 HANDLE HandleTable::open(std::shared_ptr<Object> object) {
-    auto* handle = reinterpret_cast<HANDLE>(next.fetch_add(kStep)); // NOLINT(performance-no-int-to-ptr)
+    auto* handle = reinterpret_cast<HANDLE>(next.fetch_add(kStep));
     open_[handle] = std::move(object);
     return handle;
 }

@@ -29,11 +29,14 @@ namespace {
 constexpr LUID kDebugPrivilege{20, 0};
 
 struct OpenedProcess : Object {
-    OpenedProcess(Process& opened, DWORD rights) : process(opened), access(rights) {}
-    std::string description() const override { return "process " + std::to_string(process.id); }
+    OpenedProcess(Process& opened, DWORD rights) : process(opened), access(rights), id_(opened.id) {}
+    std::string description() const override { return "process " + std::to_string(id_); }
 
     Process& process;
     const DWORD access;
+
+private:
+    const DWORD id_; // the process may be gone when a leak is described
 };
 
 struct Token : Object {
@@ -171,7 +174,7 @@ BOOL WINAPI duplicateHandle(
     if (to == nullptr)
         *target = call.open(std::move(object));
     else
-        *target = reinterpret_cast<HANDLE>(to->process.own(std::move(object))); // NOLINT(performance-no-int-to-ptr)
+        *target = reinterpret_cast<HANDLE>(to->process.own(std::move(object)));
     if ((options & DUPLICATE_CLOSE_SOURCE) != 0 && from == nullptr)
         call.close(source);
     return TRUE;

@@ -13,13 +13,13 @@ ShippedLibrary& SimulationTest::dll() {
 ComPointer<IClassFactory> SimulationTest::classFactory(const CLSID& clsid) {
     ComPointer<IClassFactory> factory;
     void* object = nullptr;
-    EXPECT_RESULT(S_OK, dll().getClassObject(clsid, __uuidof(IClassFactory), &object));
+    require(dll().getClassObject(clsid, __uuidof(IClassFactory), &object), "DllGetClassObject");
     return ComPointer<IClassFactory>::attach(static_cast<IClassFactory*>(object));
 }
 
 ComPointer<IVirtualSerialLibrary> SimulationTest::createLibrary() {
     void* object = nullptr;
-    EXPECT_RESULT(S_OK, classFactory()->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object));
+    require(classFactory()->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object), "CreateInstance");
     return ComPointer<IVirtualSerialLibrary>::attach(static_cast<IVirtualSerialLibrary*>(object));
 }
 
@@ -29,7 +29,7 @@ ComPointer<IDeviceCollection> SimulationTest::collection(IVirtualSerialLibrary& 
 
 ComPointer<IVirtualSerialDevice> SimulationTest::device(IVirtualSerialLibrary& library, const wchar_t* portName) {
     ComPointer<IVirtualSerialDevice> device;
-    EXPECT_RESULT(S_OK, collection(library)->get_Item(Variant(portName), device.put()));
+    require(collection(library)->get_Item(Variant(portName), device.put()), "Item");
     return device;
 }
 
@@ -39,7 +39,7 @@ std::set<std::wstring> SimulationTest::portNames(IVirtualSerialLibrary& library)
     const long count = read(*all, &IDeviceCollection::get_Count);
     for (long i = 0; i < count; ++i) {
         ComPointer<IVirtualSerialDevice> device;
-        EXPECT_RESULT(S_OK, all->get_Item(Variant(i), device.put()));
+        require(all->get_Item(Variant(i), device.put()), "Item");
         names.insert(readText(*device, &IVirtualSerialDevice::get_portName));
     }
     return names;
@@ -48,7 +48,7 @@ std::set<std::wstring> SimulationTest::portNames(IVirtualSerialLibrary& library)
 ComPointer<IVirtualSerialDevice>
 SimulationTest::createDevice(IVirtualSerialLibrary& library, const wchar_t* portName) {
     ComPointer<IVirtualSerialDevice> device;
-    EXPECT_RESULT(S_OK, library.createDevice(Variant(portName), device.put()));
+    require(library.createDevice(Variant(portName), device.put()), "createDevice");
     return device;
 }
 

@@ -22,7 +22,7 @@ protected:
     ComPointer<IClassFactory> classFactory(const CLSID& clsid = __uuidof(VirtualSerialLibrary));
     ComPointer<IVirtualSerialLibrary> createLibrary();
 
-    // Through the interfaces, expecting success.
+    // Through the interfaces. A failure throws, which ends the test as failed.
     static ComPointer<IDeviceCollection> collection(IVirtualSerialLibrary& library);
     static ComPointer<IVirtualSerialDevice> device(IVirtualSerialLibrary& library, const wchar_t* portName);
     static std::set<std::wstring> portNames(IVirtualSerialLibrary& library);

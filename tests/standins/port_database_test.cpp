@@ -1,246 +1,158 @@
-#include "claim_numbers.h"
-#include "database_fixture.h"
+#include "scratch_database.h"
+
+#include "driver/device_node.h"
 #include "runner/runner.h"
+#include "support/child_process.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <string>
+#include <numeric>
 
 namespace zorvan::test {
 
 namespace {
 
-struct ProcessTraits {
-    using Value = HANDLE;
-    static Value invalid() { return nullptr; }
-    static void close(Value process) {
-        TerminateProcess(process, 1);
-        CloseHandle(process);
+enum class Call { Claim, Force, Next, Release, Resize, Size };
+
+// What a claim says of force, the number that was given, the size.
+DWORD result = 0;
+
+LONG take(HCOMDB database, Call call, DWORD argument) {
+    BOOL forced = 42;
+    LONG status = ERROR_SUCCESS;
+    result = 0;
+    switch (call) {
+    case Call::Claim:
+    case Call::Force:
+        status = ComDBClaimPort(database, argument, call == Call::Force, &forced);
+        result = static_cast<DWORD>(forced);
+        return status;
+    case Call::Next:
+        return ComDBClaimNextFreePort(database, &result);
+    case Call::Release:
+        return ComDBReleasePort(database, argument);
+    case Call::Resize:
+        return ComDBResizeDatabase(database, argument);
+    default:
+        return ComDBGetCurrentPortUsage(database, nullptr, 0, CDB_REPORT_BITS, &result);
     }
-};
-using UniqueProcess = Unique<ProcessTraits>;
-
-UniqueProcess startClaiming(int count) {
-    std::wstring commandLine = L'"' + siblingPath(L"claim_numbers.exe") + L"\" " + std::to_wstring(count);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION information{};
-    if (!CreateProcessW(
-            nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &information))
-        return UniqueProcess();
-    CloseHandle(information.hThread);
-    return UniqueProcess(information.hProcess);
-}
-
-DWORD exitCode(HANDLE process) {
-    DWORD code = STILL_ACTIVE;
-    WaitForSingleObject(process, kClaimersWait);
-    GetExitCodeProcess(process, &code);
-    return code;
-}
-
-bool isDosDevice(DWORD number) {
-    wchar_t target[MAX_PATH];
-    return QueryDosDeviceW((L"COM" + std::to_wstring(number)).c_str(), target, MAX_PATH) != 0;
 }
 
 } // namespace
 
-class PortDatabaseTest : public DatabaseTest {
-protected:
-    DWORD size() const {
-        DWORD ports = 0;
-        EXPECT_EQ(standIns_.getCurrentPortUsage(database_, nullptr, 0, CDB_REPORT_BITS, &ports), ERROR_SUCCESS);
-        return ports;
-    }
-};
-
-TEST_F(PortDatabaseTest, ANewDatabaseHasTheMinimumSizeAndNothingInUse) {
-    EXPECT_EQ(size(), COMDB_MIN_PORTS_ARBITRATED);
-    EXPECT_EQ(usedCount(), 0U);
-}
-
-TEST_F(PortDatabaseTest, IsKeptWhereWindowsKeepsItOneBitPerNumber) {
-    for (const DWORD number : {1U, 9U, 16U, 256U})
-        ASSERT_EQ(standIns_.claimPort(database_, number, FALSE, nullptr), ERROR_SUCCESS) << number;
-    std::vector<BYTE> expected(COMDB_MIN_PORTS_ARBITRATED / 8);
-    expected[0] = 0x01;
-    expected[1] = 0x81;
-    expected[31] = 0x80;
-    EXPECT_EQ(registryValue(), expected);
-}
-
-TEST_F(PortDatabaseTest, Claims) {
-    struct Row {
-        DWORD number;
-        BOOL force;
+// One after the other, on a database that has only 250 and 253 to 256 left: 252 is not claimed but
+// the name of a port.
+TEST(PortDatabase, TakesTheseCalls) {
+    const struct {
+        Call call;
+        DWORD argument;
         LONG status;
-        BOOL forced;
+        DWORD result;
+    } steps[] = {
+        {Call::Size, 0, ERROR_SUCCESS, 256},
+        {Call::Next, 0, ERROR_SUCCESS, 250},
+        {Call::Next, 0, ERROR_SUCCESS, 253},
+        {Call::Claim, 7, ERROR_SHARING_VIOLATION, FALSE},
+        {Call::Force, 7, ERROR_SUCCESS, TRUE},
+        {Call::Release, 7, ERROR_SUCCESS, 0},
+        {Call::Release, 7, ERROR_SUCCESS, 0}, // is free already
+        {Call::Force, 7, ERROR_SUCCESS, FALSE},
+        {Call::Release, 8, ERROR_SUCCESS, 0},
+        {Call::Next, 0, ERROR_SUCCESS, 8},
+        {Call::Claim, 254, ERROR_SUCCESS, FALSE},
+        {Call::Next, 0, ERROR_SUCCESS, 255},
+        {Call::Next, 0, ERROR_SUCCESS, 256},
+        {Call::Next, 0, ERROR_NO_LOG_SPACE, 0},
+        {Call::Claim, 0, ERROR_INVALID_PARAMETER, FALSE},
+        {Call::Force, 4097, ERROR_INVALID_PARAMETER, FALSE},
+        {Call::Release, 0, ERROR_INVALID_PARAMETER, 0},
+        {Call::Release, 257, ERROR_INVALID_PARAMETER, 0},
+        {Call::Resize, 1000, ERROR_INVALID_PARAMETER, 0},
+        {Call::Resize, 5120, ERROR_BAD_LENGTH, 0},
+        {Call::Resize, 1024, ERROR_SUCCESS, 0},
+        {Call::Resize, 1024, ERROR_BAD_LENGTH, 0},
+        {Call::Size, 0, ERROR_SUCCESS, 1024},
+        {Call::Next, 0, ERROR_SUCCESS, 257},
+        {Call::Claim, 1025, ERROR_SUCCESS, FALSE}, // enlarges it by a whole step
+        {Call::Size, 0, ERROR_SUCCESS, 2048},
+        {Call::Claim, 4096, ERROR_SUCCESS, FALSE},
     };
-    const Row rows[] = {
-        {0, FALSE, ERROR_INVALID_PARAMETER, FALSE},
-        {0, TRUE, ERROR_INVALID_PARAMETER, FALSE},
-        {4097, TRUE, ERROR_INVALID_PARAMETER, FALSE},
-        {7, FALSE, ERROR_SUCCESS, FALSE},
-        {7, FALSE, ERROR_SHARING_VIOLATION, FALSE},
-        {7, TRUE, ERROR_SUCCESS, TRUE},
-        {8, TRUE, ERROR_SUCCESS, FALSE},
-        {256, FALSE, ERROR_SUCCESS, FALSE},
-        {257, FALSE, ERROR_SUCCESS, FALSE},
-        {4096, FALSE, ERROR_SUCCESS, FALSE},
-        {4096, FALSE, ERROR_SHARING_VIOLATION, FALSE},
-    };
-    for (const Row& row : rows) {
-        BOOL forced = 42;
-        EXPECT_EQ(standIns_.claimPort(database_, row.number, row.force, &forced), row.status) << row.number;
-        EXPECT_EQ(forced, row.forced) << row.number;
+    ScratchDatabase::Numbers numbers(249);
+    std::iota(numbers.begin(), numbers.end(), 1);
+    numbers.push_back(251);
+    const DeviceNode port(L"COM252");
+    const ScratchDatabase database(numbers);
+    for (const auto& step : steps) {
+        EXPECT_EQ(take(database.handle(), step.call, step.argument), step.status) << &step - steps;
+        EXPECT_EQ(result, step.result) << &step - steps;
     }
-    EXPECT_EQ(usedCount(), 5U);
+    numbers.insert(numbers.begin() + 249, 250);
+    numbers.insert(numbers.end(), {253, 254, 255, 256, 257, 1025, 4096});
+    EXPECT_EQ(database.used(), numbers);
 }
 
-TEST_F(PortDatabaseTest, AClaimBeyondItsSizeEnlargesItByWholeSteps) {
-    ASSERT_EQ(standIns_.claimPort(database_, 3, FALSE, nullptr), ERROR_SUCCESS);
-    ASSERT_EQ(standIns_.claimPort(database_, 300, FALSE, nullptr), ERROR_SUCCESS);
-    EXPECT_EQ(size(), 1024U);
-    EXPECT_TRUE(isUsed(3));
-    EXPECT_TRUE(isUsed(300));
-    EXPECT_EQ(usedCount(), 2U);
-}
-
-TEST_F(PortDatabaseTest, Releases) {
-    ASSERT_EQ(standIns_.claimPort(database_, 5, FALSE, nullptr), ERROR_SUCCESS);
-    ASSERT_EQ(standIns_.claimPort(database_, 6, FALSE, nullptr), ERROR_SUCCESS);
-    EXPECT_EQ(standIns_.releasePort(database_, 5), ERROR_SUCCESS);
-    EXPECT_EQ(standIns_.releasePort(database_, 5), ERROR_SUCCESS) << "was not in use";
-    EXPECT_EQ(standIns_.releasePort(database_, 0), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(standIns_.releasePort(database_, 257), ERROR_INVALID_PARAMETER);
-    EXPECT_FALSE(isUsed(5));
-    EXPECT_TRUE(isUsed(6));
-}
-
-TEST_F(PortDatabaseTest, TheNextFreeNumberIsTheLowestThatNobodyHas) {
-    DWORD lowest = 1;
-    while (isDosDevice(lowest))
-        ++lowest;
-    DWORD number = 0;
-    ASSERT_EQ(standIns_.claimNextFreePort(database_, &number), ERROR_SUCCESS);
-    EXPECT_EQ(number, lowest);
-    EXPECT_TRUE(isUsed(lowest));
-
-    // The one after is a DOS name; the second after is claimed.
-    const std::wstring dosName = L"COM" + std::to_wstring(lowest + 1);
-    ASSERT_TRUE(DefineDosDeviceW(DDD_RAW_TARGET_PATH, dosName.c_str(), L"\\Device\\Null"));
-    ASSERT_EQ(standIns_.claimPort(database_, lowest + 2, FALSE, nullptr), ERROR_SUCCESS);
-    EXPECT_EQ(standIns_.claimNextFreePort(database_, &number), ERROR_SUCCESS);
-    EXPECT_EQ(number, lowest + 3);
-    EXPECT_TRUE(DefineDosDeviceW(DDD_REMOVE_DEFINITION, dosName.c_str(), nullptr));
-
-    ASSERT_EQ(standIns_.releasePort(database_, lowest), ERROR_SUCCESS);
-    EXPECT_EQ(standIns_.claimNextFreePort(database_, &number), ERROR_SUCCESS);
-    EXPECT_EQ(number, lowest);
-}
-
-TEST_F(PortDatabaseTest, AFullDatabaseGivesNumbersAgainOnceItIsEnlarged) {
-    for (DWORD number = 1; number <= COMDB_MIN_PORTS_ARBITRATED; ++number)
-        ASSERT_EQ(standIns_.claimPort(database_, number, FALSE, nullptr), ERROR_SUCCESS);
-    DWORD number = 0;
-    EXPECT_EQ(standIns_.claimNextFreePort(database_, &number), ERROR_NO_LOG_SPACE);
-    ASSERT_EQ(standIns_.resizeDatabase(database_, 1024), ERROR_SUCCESS);
-    EXPECT_EQ(standIns_.claimNextFreePort(database_, &number), ERROR_SUCCESS);
-    EXPECT_EQ(number, 257U);
-}
-
-TEST_F(PortDatabaseTest, Sizes) {
-    struct Row {
-        DWORD size;
-        LONG status;
-        DWORD sizeAfter;
-    };
-    const Row rows[] = {
-        {0, ERROR_BAD_LENGTH, 256},     {256, ERROR_INVALID_PARAMETER, 256}, {1000, ERROR_INVALID_PARAMETER, 256},
-        {5120, ERROR_BAD_LENGTH, 256},  {2048, ERROR_SUCCESS, 2048},         {1024, ERROR_BAD_LENGTH, 2048},
-        {2048, ERROR_BAD_LENGTH, 2048}, {4096, ERROR_SUCCESS, 4096},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(standIns_.resizeDatabase(database_, row.size), row.status) << row.size;
-        EXPECT_EQ(size(), row.sizeAfter) << row.size;
-    }
-}
-
-TEST_F(PortDatabaseTest, ReportsUsageAsFarAsTheBufferGoes) {
-    struct Row {
+TEST(PortDatabase, ReportsUsageAsFarAsTheBufferGoes) {
+    const struct {
         ULONG type;
         DWORD bufferSize;
         DWORD ports;
-        std::array<BYTE, 4> begin;
+        std::vector<BYTE> begin;
+    } rows[] = {
+        {CDB_REPORT_BITS, 2, 16, {0x05, 0x01, 0xEE, 0xEE}},
+        {CDB_REPORT_BITS, 512, 256, {0x05, 0x01, 0, 0}},
+        {CDB_REPORT_BYTES, 3, 3, {1, 0, 1, 0xEE}},
+        {CDB_REPORT_BYTES, 512, 256, {1, 0, 1, 0, 0, 0, 0, 0, 1}},
     };
-    const Row rows[] = {
-        {CDB_REPORT_BITS, 2, 16, {0x05, 0x01, 0xEE, 0xEE}}, {CDB_REPORT_BITS, 512, 256, {0x05, 0x01, 0, 0}},
-        {CDB_REPORT_BYTES, 3, 3, {1, 0, 1, 0xEE}},          {CDB_REPORT_BYTES, 512, 256, {1, 0, 1, 0}},
-        {CDB_REPORT_BITS, 0, 0, {0xEE, 0xEE, 0xEE, 0xEE}},
-    };
-    for (const DWORD number : {1U, 3U, 9U})
-        ASSERT_EQ(standIns_.claimPort(database_, number, FALSE, nullptr), ERROR_SUCCESS);
-    for (const Row& row : rows) {
+    const ScratchDatabase database({1, 3, 9});
+    for (const auto& row : rows) {
         std::vector<BYTE> buffer(512, 0xEE);
-        DWORD ports = 42;
+        DWORD ports = 0;
         EXPECT_EQ(
-            standIns_.getCurrentPortUsage(database_, buffer.data(), row.bufferSize, row.type, &ports), ERROR_SUCCESS);
+            ComDBGetCurrentPortUsage(database.handle(), buffer.data(), row.bufferSize, row.type, &ports),
+            ERROR_SUCCESS);
         EXPECT_EQ(ports, row.ports);
-        EXPECT_TRUE(std::equal(row.begin.begin(), row.begin.end(), buffer.begin()));
         EXPECT_EQ(buffer.back(), 0xEE);
+        buffer.resize(row.begin.size());
+        EXPECT_EQ(buffer, row.begin);
     }
-    BYTE byte = 0;
-    EXPECT_EQ(standIns_.getCurrentPortUsage(database_, &byte, 1, 2, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(standIns_.getCurrentPortUsage(database_, nullptr, 0, 0, nullptr), ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(PortDatabaseTest, RefusesHandlesThatAreNotOpen) {
+TEST(PortDatabase, RefusesWhatIsNotOpen) {
     HCOMDB closed = HCOMDB_INVALID_HANDLE_VALUE;
-    ASSERT_EQ(standIns_.open(&closed), ERROR_SUCCESS);
-    ASSERT_EQ(standIns_.close(closed), ERROR_SUCCESS);
-    DWORD value = 0;
-    for (const HCOMDB handle : {HCOMDB_INVALID_HANDLE_VALUE, HCOMDB{}, closed}) {
-        EXPECT_EQ(standIns_.close(handle), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(standIns_.claimPort(handle, 1, TRUE, nullptr), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(standIns_.claimNextFreePort(handle, &value), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(standIns_.releasePort(handle, 1), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(standIns_.resizeDatabase(handle, 1024), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(standIns_.getCurrentPortUsage(handle, nullptr, 0, 0, &value), ERROR_INVALID_PARAMETER);
+    ASSERT_EQ(ComDBOpen(&closed), ERROR_SUCCESS);
+    ASSERT_EQ(ComDBClose(closed), ERROR_SUCCESS);
+    EXPECT_EQ(ComDBClose(closed), ERROR_INVALID_PARAMETER);
+    for (const Call call : {Call::Claim, Call::Next, Call::Release, Call::Resize, Call::Size})
+        EXPECT_EQ(take(closed, call, 1024), ERROR_INVALID_PARAMETER);
+}
+
+// The test's own program takes the other side, with an argument.
+TEST(PortDatabase, GivesDifferentNumbersToProcessesThatClaimAtOnce) {
+    constexpr DWORD kEach = 80;
+    constexpr DWORD kWait = 30'000; // milliseconds
+    const UniqueHandle ready(CreateEventW(nullptr, TRUE, FALSE, L"Local\\zorvanlib-standins-test-ready"));
+    const UniqueHandle go(CreateEventW(nullptr, TRUE, FALSE, L"Local\\zorvanlib-standins-test-go"));
+    const auto claimAll = [&](HCOMDB database) {
+        for (DWORD i = 0; i < kEach; ++i)
+            EXPECT_EQ(take(database, Call::Next, 0), ERROR_SUCCESS);
+    };
+    if (!arguments().empty()) {
+        HCOMDB database = HCOMDB_INVALID_HANDLE_VALUE;
+        ASSERT_EQ(ComDBOpen(&database), ERROR_SUCCESS);
+        SetEvent(ready.get());
+        EXPECT_EQ(WaitForSingleObject(go.get(), kWait), WAIT_OBJECT_0);
+        claimAll(database);
+        ComDBClose(database);
+        return;
     }
-    EXPECT_EQ(standIns_.open(nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(standIns_.claimNextFreePort(database_, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(usedCount(), 0U);
-}
-
-TEST_F(PortDatabaseTest, AValueOfAnotherTypeIsLeftAlone) {
-    const wchar_t text[] = L"text";
-    ASSERT_EQ(
-        RegSetValueExW(key_.get(), L"ComDB", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), sizeof text),
-        ERROR_SUCCESS);
-    DWORD number = 0;
-    EXPECT_EQ(standIns_.claimPort(database_, 3, TRUE, nullptr), ERROR_NOT_CONNECTED);
-    EXPECT_EQ(standIns_.claimNextFreePort(database_, &number), ERROR_NOT_CONNECTED);
-    EXPECT_EQ(standIns_.getCurrentPortUsage(database_, nullptr, 0, 0, &number), ERROR_NOT_CONNECTED);
-    wchar_t read[5] = {};
-    DWORD size = sizeof read;
-    EXPECT_EQ(RegGetValueW(key_.get(), nullptr, L"ComDB", RRF_RT_REG_SZ, nullptr, read, &size), ERROR_SUCCESS);
-    EXPECT_STREQ(read, text);
-}
-
-TEST_F(PortDatabaseTest, ProcessesThatClaimAtOnceGetDifferentNumbers) {
-    constexpr int kEach = 80;
-    const UniqueHandle ready(CreateSemaphoreW(nullptr, 0, 3, kClaimersReady));
-    const UniqueHandle go(CreateEventW(nullptr, TRUE, FALSE, kClaimersGo));
-    ASSERT_TRUE(ready && go);
-    const std::array<UniqueProcess, 3> processes{startClaiming(kEach), startClaiming(kEach), startClaiming(kEach)};
-    for (const UniqueProcess& process : processes)
-        ASSERT_TRUE(process && WaitForSingleObject(ready.get(), kClaimersWait) == WAIT_OBJECT_0);
+    const ScratchDatabase database;
+    const ChildProcess other(
+        L'"' + programPath() + L"\" other --gtest_brief=1 --gtest_filter=PortDatabase.GivesDifferentNumbers*");
+    ASSERT_EQ(WaitForSingleObject(ready.get(), kWait), WAIT_OBJECT_0);
     SetEvent(go.get());
-    for (const UniqueProcess& process : processes)
-        EXPECT_EQ(exitCode(process.get()), static_cast<DWORD>(ERROR_SUCCESS));
-    EXPECT_EQ(usedCount(), 3U * kEach);
+    claimAll(database.handle());
+    EXPECT_EQ(other.exitCode(), 0U);
+    EXPECT_EQ(database.used().size(), 2U * kEach);
 }
 
 } // namespace zorvan::test

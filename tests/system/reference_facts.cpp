@@ -68,7 +68,7 @@ struct Member {
 std::string parameter(const std::string& text, Member& member) {
     static const std::string kIn = "in ";
     static const std::string kOptional = "in optional ";
-    static const std::regex kValue(R"(out retval (.*)\* \w+)");
+    static const std::regex kValue(R"(out retval (.*)\*(?: \w+)?)");
     std::smatch match;
     if (std::regex_match(text, match, kValue)) {
         member.value = match[1];
@@ -120,7 +120,7 @@ Facts factsOfReference() {
 
 Facts factsOfTypeLibrary(const std::wstring& path) {
     static const std::regex kType(R"((dispatch|interface|enum|coclass) (\w+).*)");
-    static const std::regex kFunction(R"(  slot \d+ id (-?\d+) (\w+) (\w+)\((.*)\))");
+    static const std::regex kFunction(R"(  slot \d+ id (-?\d+) (\w+) (\w+)\((.*?)\)(?: \(second accessor\))?)");
     static const std::regex kConstant(R"(  (\w+) = (-?\d+))");
     ComPointer<ITypeLib> library;
     throwIfFailed(LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));

@@ -7,6 +7,7 @@
 #include <oleauto.h>
 
 #include <map>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -35,39 +36,25 @@ std::string guidText(const GUID& guid) {
 }
 
 // What GetTypeAttr and its like lend out and take back.
+template <class Description, auto get, auto giveBack>
+class Lent {
+public:
+    template <class... Index>
+    explicit Lent(ITypeInfo& owner, Index... index) : owner_(owner) {
+        throwIfFailed((owner_.*get)(index..., &description_));
+    }
+    Lent(const Lent&) = delete;
+    Lent& operator=(const Lent&) = delete;
+    ~Lent() { (owner_.*giveBack)(description_); }
+    const Description* operator->() const { return description_; }
 
-struct TypeAttributes {
-    explicit TypeAttributes(ITypeInfo& type) : owner(type) { throwIfFailed(owner.GetTypeAttr(&value)); }
-    TypeAttributes(const TypeAttributes&) = delete;
-    TypeAttributes& operator=(const TypeAttributes&) = delete;
-    ~TypeAttributes() { owner.ReleaseTypeAttr(value); }
-    const TYPEATTR* operator->() const { return value; }
-
-    ITypeInfo& owner;
-    TYPEATTR* value = nullptr;
+private:
+    ITypeInfo& owner_;
+    Description* description_ = nullptr;
 };
-
-struct Function {
-    Function(ITypeInfo& type, UINT index) : owner(type) { throwIfFailed(owner.GetFuncDesc(index, &value)); }
-    Function(const Function&) = delete;
-    Function& operator=(const Function&) = delete;
-    ~Function() { owner.ReleaseFuncDesc(value); }
-    const FUNCDESC* operator->() const { return value; }
-
-    ITypeInfo& owner;
-    FUNCDESC* value = nullptr;
-};
-
-struct Variable {
-    Variable(ITypeInfo& type, UINT index) : owner(type) { throwIfFailed(owner.GetVarDesc(index, &value)); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-    ~Variable() { owner.ReleaseVarDesc(value); }
-    const VARDESC* operator->() const { return value; }
-
-    ITypeInfo& owner;
-    VARDESC* value = nullptr;
-};
+using TypeAttributes = Lent<TYPEATTR, &ITypeInfo::GetTypeAttr, &ITypeInfo::ReleaseTypeAttr>;
+using Function = Lent<FUNCDESC, &ITypeInfo::GetFuncDesc, &ITypeInfo::ReleaseFuncDesc>;
+using Variable = Lent<VARDESC, &ITypeInfo::GetVarDesc, &ITypeInfo::ReleaseVarDesc>;
 
 struct Documentation {
     std::string name;
@@ -85,8 +72,6 @@ Documentation documentation(ITypeInfo& type, MEMBERID member) {
         result.remarks = " [help file " + file + "]";
     return result;
 }
-
-std::string typeName(ITypeInfo& type, const TYPEDESC& description);
 
 std::string referencedName(ITypeInfo& type, HREFTYPE reference) {
     ComPointer<ITypeInfo> referenced;
@@ -324,39 +309,22 @@ std::string typeText(ITypeInfo& type) {
     }
 }
 
-std::string systemName(SYSKIND kind) {
-    return kind == SYS_WIN64 ? "win64" : "[system kind " + std::to_string(kind) + "]";
-}
-
-std::string hexadecimal(unsigned value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%04X", value);
-    return text;
-}
-
-std::string libraryHelp(ITypeLib& library) {
-    BSTR help = nullptr;
-    BSTR helpFile = nullptr;
-    throwIfFailed(library.GetDocumentation(-1, nullptr, &help, nullptr, &helpFile));
-    std::string text;
-    if (const std::string string = takeText(help); !string.empty())
-        text += " [help string " + string + "]";
-    if (const std::string file = takeText(helpFile); !file.empty())
-        text += " [help file " + file + "]";
-    return text;
-}
-
 std::string libraryText(ITypeLib& library) {
     BSTR name = nullptr;
-    throwIfFailed(library.GetDocumentation(-1, &name, nullptr, nullptr, nullptr));
-    std::string text = "library " + takeText(name);
+    BSTR help = nullptr;
+    BSTR helpFile = nullptr;
+    throwIfFailed(library.GetDocumentation(-1, &name, &help, nullptr, &helpFile));
     TLIBATTR* attributes = nullptr;
     throwIfFailed(library.GetLibAttr(&attributes));
-    text += " " + guidText(attributes->guid) + " version " + std::to_string(attributes->wMajorVerNum) + "." +
-            std::to_string(attributes->wMinorVerNum) + " locale " + hexadecimal(attributes->lcid) + " system " +
-            systemName(attributes->syskind);
+    std::ostringstream text;
+    text << "library " << takeText(name) << " " << guidText(attributes->guid) << " version "
+         << attributes->wMajorVerNum << "." << attributes->wMinorVerNum << " locale " << attributes->lcid
+         << (attributes->syskind == SYS_WIN64 ? " win64" : " not win64");
     library.ReleaseTLibAttr(attributes);
-    return text + libraryHelp(library) + "\n";
+    for (BSTR extra : {help, helpFile})
+        if (const std::string remark = takeText(extra); !remark.empty())
+            text << " [help " << remark << "]";
+    return text.str() + "\n";
 }
 
 } // namespace

@@ -7,10 +7,6 @@ namespace zorvan::driver {
 Port::Port(std::wstring name, std::wstring deviceName)
     : name_(std::move(name)), deviceName_(std::move(deviceName)), host_(std::in_place) {}
 
-Port::~Port() {
-    stop();
-}
-
 void Port::start() {
     if (isPortName(name_) && !isTaken(name_, deviceName_))
         publish();
@@ -80,7 +76,7 @@ void Port::publish() {
         publishedName_.emplace(name_, deviceName_);
 }
 
-void Port::beListening() noexcept {
+void Port::beListening() {
     connection_.emplace<Listening>();
     events_.signal();
 }

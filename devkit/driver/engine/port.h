@@ -59,7 +59,7 @@ class Port {
 public:
     // Starts the host process.
     Port(std::wstring name, std::wstring deviceName);
-    ~Port();
+    ~Port() = default; // a port that was started is stopped first
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
 
@@ -103,7 +103,7 @@ public:
     SerialSettings* serial() { return serial_ ? &*serial_ : nullptr; }
 
 private:
-    void beListening() noexcept;
+    void beListening();
     void releasePartner() const;
     void publish();
 

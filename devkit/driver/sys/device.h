@@ -38,7 +38,8 @@ void stopDevice(Device& device);
 // and refuses everything until reapRemovedDevices finds it unused.
 void retireDevice(Device& device);
 
-// Called by the request thread, with the device that its present request is for.
+// Called by the request thread, with the device that its present request is for: the system still touches that one
+// when the request has been answered.
 void reapRemovedDevices(const Device* present);
 
 // The driver is unloaded: no request can come any more.

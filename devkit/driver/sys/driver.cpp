@@ -46,13 +46,12 @@ NTSTATUS NTAPI createFile(DEVICE_OBJECT* object, IRP* irp) {
 
 NTSTATUS NTAPI closeFile(DEVICE_OBJECT* object, IRP* irp) {
     auto* const device = entranceOf(object).device;
-    auto& file = *IoGetCurrentIrpStackLocation(irp)->FileObject;
+    reapRemovedDevices(device);
+    const auto& file = *IoGetCurrentIrpStackLocation(irp)->FileObject;
     if (isSerialOpener(file))
         zorvanCloseSerial(device->port);
     --device->openFiles;
-    const auto status = complete(irp, {Status::Success, 0});
-    reapRemovedDevices(nullptr);
-    return status;
+    return complete(irp, {Status::Success, 0});
 }
 
 Outcome control(const EntranceExtension& extension, const IO_STACK_LOCATION& stack, void* buffer) {

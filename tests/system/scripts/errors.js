@@ -20,10 +20,10 @@ WScript.Quit(problems);
 function checkErrors(ports) {
     expectError("a taken number", 0x800702BA, function () { library.createDevice("COM79"); });
     expectError("a number for a name", 0x80070057, function () { library.createDevice(79); });
-    expectError("a name in another case", 0x80070057, function () { ports.Item("com79"); });
-    expectError("a name that no port has", 0x80070057, function () { ports.Item("COM7900"); });
-    expectError("an index beyond the end", 0x80070057, function () { ports.Item(ports.Count); });
-    expectError("an index that is no unsigned number", 0x8002000A, function () { ports.Item(-1); });
+    expectError("a name in another case", 0x80070057, function () { ports.Item("com79").path; });
+    expectError("a name that no port has", 0x80070057, function () { ports.Item("COM7900").path; });
+    expectError("an index beyond the end", 0x80070057, function () { ports.Item(ports.Count).path; });
+    expectError("an index that is no unsigned number", 0x8002000A, function () { ports.Item(-1).path; });
     expectError("a probability above a half", 0x80070057, function () { device.crossoverProbability = 0.6; });
     expectError("a member that is not there yet", 0x80004001, function () { device.pair.path; });
 }

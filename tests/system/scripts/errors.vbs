@@ -2,6 +2,7 @@
 Option Explicit
 
 Const kInvalidArgument = 5 ' VBScript's number for the result 0x80070057
+Const kNotImplemented = 445 ' and for 0x80004001
 
 Dim library, device, ports, problems, name
 problems = 0
@@ -18,7 +19,7 @@ Err.Clear : ports.Item("com78").path                 : ExpectError "a name in an
 Err.Clear : ports.Item("COM7800").path               : ExpectError "a name that no port has", kInvalidArgument
 Err.Clear : ports.Item(ports.Count).path             : ExpectError "an index beyond the end", kInvalidArgument
 Err.Clear : device.crossoverProbability = 0.6        : ExpectError "a probability above a half", kInvalidArgument
-Err.Clear : device.pair.path                         : ExpectError "a member that is not there yet", &H80004001
+Err.Clear : device.pair.path                         : ExpectError "a member that is not there yet", kNotImplemented
 
 ' VBScript hands over variables by reference, which the library does not take for a name: intended.
 name = "COM78"

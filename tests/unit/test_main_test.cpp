@@ -1,4 +1,5 @@
-// A test that hangs ends the program with a code of its own, and says which test it was and where it stood.
+// A test that hangs or crashes ends its program with a code of its own, and the program says where it stood.
+#include "runner/crash.h"
 #include "runner/runner.h"
 #include "runner/watchdog.h"
 
@@ -49,12 +50,21 @@ std::string readAndDelete(const std::wstring& path) {
     return text.str();
 }
 
-TEST(Watchdog, EndsAProgramWhoseTestHangs) {
-    const auto messages = temporaryFile();
-    EXPECT_EQ(run(siblingPath(L"aids\\hangs.exe"), messages), DWORD{Watchdog::kExitCode});
-    const auto text = readAndDelete(messages);
-    for (const auto* expected : {"This test hangs: Program.Hangs", "ntdll.dll+0x", "hangs.exe+0x"})
-        EXPECT_NE(text.find(expected), std::string::npos) << expected << " is missing in:\n" << text;
+void expectEnd(const wchar_t* program, DWORD exitCode, std::initializer_list<const char*> messages) {
+    const auto file = temporaryFile();
+    EXPECT_EQ(run(siblingPath(program), file), exitCode);
+    const auto text = readAndDelete(file);
+    for (const auto* message : messages)
+        EXPECT_NE(text.find(message), std::string::npos) << message << " is missing in:\n" << text;
+}
+
+TEST(TestMain, EndsAProgramWhoseTestHangs) {
+    expectEnd(
+        L"aids\\hangs.exe", Watchdog::kExitCode, {"This test hangs: Program.Hangs", "ntdll.dll+0x", "hangs.exe+0x"});
+}
+
+TEST(TestMain, EndsAProgramWhoseTestCrashes) {
+    expectEnd(L"aids\\crashes.exe", kCrashExitCode, {"exception 0xc0000005", "crashes.exe+0x"});
 }
 
 } // namespace

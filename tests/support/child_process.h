@@ -1,0 +1,31 @@
+// A program that a test starts. It does not outlive the test.
+#pragma once
+
+#include "base/unique.h"
+
+#include <string>
+
+namespace zorvan::test {
+
+struct ProcessTraits {
+    using Value = HANDLE;
+    static Value invalid() { return nullptr; }
+    static void close(Value process) {
+        TerminateProcess(process, 1); // nothing happens to a process that has ended
+        CloseHandle(process);
+    }
+};
+
+class ChildProcess {
+public:
+    // Throws when the program cannot be started.
+    explicit ChildProcess(std::wstring commandLine);
+
+    // Waits for its end, for at most half a minute. Throws when there is none.
+    DWORD exitCode() const;
+
+private:
+    Unique<ProcessTraits> process_;
+};
+
+} // namespace zorvan::test
