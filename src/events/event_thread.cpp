@@ -69,9 +69,10 @@ void EventThread::adoptClient() {
 
 void EventThread::stop() {
     stopping_ = true;
-    // A full message queue empties again; any other failure means that the window is gone, and with it the loop.
+    // A full message queue empties again. Without a window there is no loop to end, and the message would go to this
+    // very thread.
     constexpr DWORD kRetryMs = 1;
-    while (PostMessageW(window_, WM_QUIT, 0, 0) == FALSE && GetLastError() == ERROR_NOT_ENOUGH_QUOTA)
+    for (HWND window = window_; window != nullptr && PostMessageW(window, WM_QUIT, 0, 0) == FALSE; window = window_)
         Sleep(kRetryMs);
 }
 
