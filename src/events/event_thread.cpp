@@ -116,21 +116,21 @@ void EventThread::pass() {
     // With more handles than the system allows every wait fails, and no message is taken. Kept as a known limit.
     const DWORD signalled = MsgWaitForMultipleObjects(count, handles.data(), FALSE, INFINITE, QS_ALLINPUT);
     if (signalled == WAIT_OBJECT_0 + count)
-        stopping_ = stopping_ || !drainMessages();
+        drainMessages();
     else if (signalled < WAIT_OBJECT_0 + count)
         report([&] { client_.deviceSignalled(devices[signalled].instanceId); });
 }
 
-// False when it took WM_QUIT.
-bool EventThread::drainMessages() {
+void EventThread::drainMessages() {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE) {
-        if (message.message == WM_QUIT)
-            return false;
+        if (message.message == WM_QUIT) {
+            stopping_ = true;
+            return;
+        }
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
-    return true;
 }
 
 template <class Report>
