@@ -69,9 +69,10 @@ void EventThread::adoptClient() {
 
 void EventThread::stop() {
     stopping_ = true;
-    // A full message queue empties again; any other failure means that the window is gone, and with it the loop.
+    // A full message queue empties again. Without a window there is no loop to end, and the message would go to this
+    // very thread.
     constexpr DWORD kRetryMs = 1;
-    while (PostMessageW(window_, WM_QUIT, 0, 0) == FALSE && GetLastError() == ERROR_NOT_ENOUGH_QUOTA)
+    for (HWND window = window_; window != nullptr && PostMessageW(window, WM_QUIT, 0, 0) == FALSE; window = window_)
         Sleep(kRetryMs);
 }
 
@@ -115,21 +116,21 @@ void EventThread::pass() {
     // With more handles than the system allows every wait fails, and no message is taken. Kept as a known limit.
     const DWORD signalled = MsgWaitForMultipleObjects(count, handles.data(), FALSE, INFINITE, QS_ALLINPUT);
     if (signalled == WAIT_OBJECT_0 + count)
-        stopping_ = stopping_ || !drainMessages();
+        drainMessages();
     else if (signalled < WAIT_OBJECT_0 + count)
         report([&] { client_.deviceSignalled(devices[signalled].instanceId); });
 }
 
-// False when it took WM_QUIT.
-bool EventThread::drainMessages() {
+void EventThread::drainMessages() {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE) {
-        if (message.message == WM_QUIT)
-            return false;
+        if (message.message == WM_QUIT) {
+            stopping_ = true;
+            return;
+        }
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
-    return true;
 }
 
 template <class Report>

@@ -61,7 +61,7 @@ private:
     void run();
     void loop();
     void pass();
-    bool drainMessages();
+    void drainMessages();
     void stop();
 
     template <class Report>
