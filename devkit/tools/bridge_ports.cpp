@@ -1,0 +1,28 @@
+// Joins two virtual COM ports of this computer by a request to the driver, or ends what a port is connected to.
+//
+//   bridge_ports.exe PORT PARTNER
+//   bridge_ports.exe PORT
+#include "port_control.h"
+
+#include <cstdio>
+#include <exception>
+
+using namespace zorvan;
+
+int wmain(int argumentCount, wchar_t** arguments) {
+    if (argumentCount != 2 && argumentCount != 3) {
+        std::fputs("usage: bridge_ports PORT [PARTNER]\n", stderr);
+        return 2;
+    }
+    try {
+        const auto path = devkit::controlPathOf(arguments[1]);
+        if (argumentCount == 3)
+            devkit::sendRequest(path, protocol::Set::CreateBridge, devkit::localBridge(arguments[2]));
+        else
+            devkit::sendRequest(path, protocol::Set::Disconnect);
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "bridge_ports: %s\n", error.what());
+        return 1;
+    }
+}
