@@ -4,8 +4,9 @@
 //   bridge_ports.exe PORT
 #include "port_control.h"
 
+#include "base/hresult_error.h"
+
 #include <cstdio>
-#include <exception>
 
 using namespace zorvan;
 
@@ -17,12 +18,12 @@ int wmain(int argumentCount, wchar_t** arguments) {
     try {
         const auto path = devkit::controlPathOf(arguments[1]);
         if (argumentCount == 3)
-            devkit::sendRequest(path, protocol::Set::CreateBridge, devkit::localBridge(arguments[2]));
+            devkit::bridge(path, arguments[2]);
         else
-            devkit::sendRequest(path, protocol::Set::Disconnect);
+            devkit::disconnect(path);
         return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "bridge_ports: %s\n", error.what());
+    } catch (const HResultError& error) {
+        std::fprintf(stderr, "bridge_ports: error 0x%08lX\n", error.code());
         return 1;
     }
 }

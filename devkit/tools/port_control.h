@@ -1,9 +1,5 @@
-// Control requests to a port that is known by its name, past the library. Every failure is thrown as a
-// std::system_error.
+// Connecting ports that are known by their names, past the library. Failures are thrown as HResultError.
 #pragma once
-
-#include "driver/protocol.h"
-#include "driver/record.h"
 
 #include <string>
 
@@ -12,9 +8,9 @@ namespace zorvan::devkit {
 // The control interface path of the present port with this name.
 std::wstring controlPathOf(const std::wstring& portName);
 
-void sendRequest(const std::wstring& controlPath, protocol::Set request, const protocol::Bytes& input = {});
+// Joins the port with another one of this computer, until one of them is told otherwise.
+void bridge(const std::wstring& controlPath, const std::wstring& partnerName);
 
-// The record of CreateBridge for a partner on this computer; the bridge does not outlive the partner's absence.
-protocol::Bytes localBridge(const std::wstring& partnerName);
+void disconnect(const std::wstring& controlPath);
 
 } // namespace zorvan::devkit
