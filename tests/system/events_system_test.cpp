@@ -1,24 +1,13 @@
 // Events for real: what other processes do to the ports, and what this one does.
 #include "listener.h"
+#include "other_process.h"
 #include "programs.h"
-
-#include "runner/runner.h"
 
 #include <algorithm>
 
 namespace zorvan::test {
 
 namespace {
-
-void act(const std::wstring& arguments) {
-    ASSERT_EQ("Done.\n", runScript(L"act.js", arguments).output);
-}
-
-void bridge(const std::wstring& arguments) {
-    const auto tool = siblingPath(L"..\\devkit\\tools\\bridge_ports.exe");
-    const auto result = runProgram(L"\"" + tool + L"\" " + arguments);
-    ASSERT_EQ(0U, result.exitCode) << result.output;
-}
 
 VirtualSerialDeviceMode modeOf(IVirtualSerialDevice& device) {
     VirtualSerialDeviceMode mode = VSDM_Broken;
@@ -45,7 +34,7 @@ private:
 };
 
 TEST_F(EventsSystemTest, AnotherProcessCreatesAndDeletes) {
-    act(L"create COM80");
+    createElsewhere(L"COM80");
     const auto added = listener().waitFor(Happening::Added, L"COM80");
     EXPECT_NE(GetCurrentThreadId(), added.thread);
     EXPECT_FALSE(isDeleted(*added.device));
@@ -54,7 +43,7 @@ TEST_F(EventsSystemTest, AnotherProcessCreatesAndDeletes) {
         return other.get() == added.device.get();
     })) << "the event hands out the very object that a listing does";
 
-    act(L"delete COM80");
+    deleteElsewhere(L"COM80");
     const auto deleted = listener().waitFor(Happening::Deleted, added.device);
     EXPECT_EQ(added.thread, deleted.thread) << "both come from the event thread";
     EXPECT_TRUE(isDeleted(*added.device));
@@ -66,7 +55,7 @@ TEST_F(EventsSystemTest, AnotherProcessCreatesAndDeletes) {
 
 TEST_F(EventsSystemTest, AnotherProcessDeletesAPortOfThisOne) {
     const auto device = create(L"COM80");
-    act(L"delete COM80");
+    deleteElsewhere(L"COM80");
     listener().waitFor(Happening::Deleted, device);
     EXPECT_TRUE(isDeleted(*device));
     EXPECT_EQ(E_HANDLE, device->deleteDevice());
@@ -74,7 +63,7 @@ TEST_F(EventsSystemTest, AnotherProcessDeletesAPortOfThisOne) {
 
 TEST_F(EventsSystemTest, AnotherProcessRenames) {
     const auto device = create(L"COM80");
-    act(L"rename COM80 COM81");
+    renameElsewhere(L"COM80", L"COM81");
     const auto renamed = listener().waitFor(Happening::Renamed, device);
     EXPECT_EQ(L"COM81", renamed.portName) << "the new name is known when the event comes";
     EXPECT_EQ(L"COM81", portName(*device));
@@ -87,7 +76,7 @@ TEST_F(EventsSystemTest, AnotherProcessRenames) {
 TEST_F(EventsSystemTest, AnotherProcessChangesModes) {
     const auto first = create(L"COM80");
     const auto second = create(L"COM81");
-    bridge(L"COM80 COM81");
+    bridgeElsewhere(L"COM80", L"COM81");
     for (const auto& device : {first, second}) {
         listener().waitFor(Happening::ModeChanged, device);
         EXPECT_EQ(VSDM_Bridge, modeOf(*device));
@@ -95,7 +84,7 @@ TEST_F(EventsSystemTest, AnotherProcessChangesModes) {
     }
     listener().forget();
 
-    bridge(L"COM81");
+    disconnectElsewhere(L"COM81");
     for (const auto& device : {first, second}) {
         listener().waitFor(Happening::ModeChanged, device);
         EXPECT_EQ(VSDM_Listening, modeOf(*device));
