@@ -26,24 +26,22 @@ void* address(Function* function) {
     return reinterpret_cast<void*>(function);
 }
 
-std::array<ExportRedirect, 3>& redirects() {
-    static std::array<ExportRedirect, 3> all{
-        ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
-        ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
-        ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
-    return all;
-}
+// Not inside a function: the guard of a local one would leave two handles in the process with each unloading.
+std::array<ExportRedirect, 3> redirects{
+    ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
+    ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
+    ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
 
 // A redirect that is in place already is taken back by its destructor when the DLL fails to load.
 BOOL attach() {
-    for (ExportRedirect& redirect : redirects())
+    for (ExportRedirect& redirect : redirects)
         if (!redirect.install())
             return FALSE;
     return TRUE;
 }
 
 void detach(bool processEnds) {
-    for (ExportRedirect& redirect : redirects())
+    for (ExportRedirect& redirect : redirects)
         if (processEnds)
             redirect.abandon();
         else
