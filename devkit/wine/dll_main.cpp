@@ -26,13 +26,11 @@ void* address(Function* function) {
     return reinterpret_cast<void*>(function);
 }
 
-std::array<ExportRedirect, 3>& redirects() {
-    static std::array<ExportRedirect, 3> all{
-        ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
-        ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
-        ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
-    return all;
-}
+// Not inside a function: the guard of a local one would leave two handles in the process with each unloading.
+std::array<ExportRedirect, 3> redirects{
+    ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
+    ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
+    ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
 
 // setupapi loads and unloads the class installer for each of its calls, also in the driver process. A C++ DLL does
 // not give back all thread-local slots that a loading takes, and when they have run out it ends the process.
@@ -47,14 +45,14 @@ bool stayLoaded() {
 BOOL attach() {
     if (!stayLoaded())
         return FALSE;
-    for (ExportRedirect& redirect : redirects())
+    for (ExportRedirect& redirect : redirects)
         if (!redirect.install())
             return FALSE;
     return TRUE;
 }
 
 void detach(bool processEnds) {
-    for (ExportRedirect& redirect : redirects())
+    for (ExportRedirect& redirect : redirects)
         if (processEnds)
             redirect.abandon();
         else

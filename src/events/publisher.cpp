@@ -74,7 +74,7 @@ void Publisher::queueList(ScriptEvent event, const DeviceReferences& devices) {
     for (const auto& callback : callbacks)
         queue_.add([callback, held] {
             std::vector<Variant> arguments(1);
-            arguments[0] = dispatchVariant(makeComObject<CDeviceArray>(referencesOf(*held)));
+            arguments[0] = dispatchVariant(makeComObject<CDeviceArray>(referencesOf(*held), ComPointer<IUnknown>()));
             callBack(*callback, std::move(arguments));
             return true;
         });
