@@ -63,8 +63,12 @@ void CVirtualSerialLibrary::destroy() noexcept {
 HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevice** device) noexcept {
     return comBoundary([&] {
         requirePointer(device);
+        const auto number = requestedNumber(portName);
         const ComPointer<CVirtualSerialLibrary> self(this); // a listener may release the caller's reference
-        const auto instanceId = pnp::createDeviceNode(requestedNumber(portName));
+        // The system gives the instance ID of a deleted node to the next one: its old device must be gone from the
+        // map.
+        devices_.refresh();
+        const auto instanceId = pnp::createDeviceNode(number);
         auto created = waitForDevice(instanceId);
         // The code is the one of a needed restart, although none may be needed. Intended.
         if (!created)
