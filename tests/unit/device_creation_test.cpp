@@ -258,7 +258,8 @@ TEST_F(DeviceCreation, StepsThatMayFailDoNotEndIt) {
 
 // The errors are read after the clean-up on purpose.
 TEST_F(DeviceCreation, ErrorIsTheOneThatStandsAfterTheCleanUp) {
-    machine.calls.after("SetupDiDestroyDeviceInfoList", 3, [] { SetLastError(ERROR_BUSY); }); // after used numbers and a look
+    machine.calls.after(
+        "SetupDiDestroyDeviceInfoList", 3, [] { SetLastError(ERROR_BUSY); }); // after used numbers and a look
     machine.fail("SetupDiCreateDeviceInfoW", 1, ERROR_CANCELLED);
     EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), create(L"COM7"));
 
