@@ -10,10 +10,13 @@ std::string ascii(const std::wstring& text) {
     return {text.begin(), text.end()};
 }
 
+// What cannot be read is a "?" in the journal.
+const char* const kUnreadable = "?";
+
 std::string portNameOf(IDispatch& device) {
     Variant name;
-    EXPECT_RESULT(S_OK, get(device, L"portName", &name));
-    return name.vt == VT_BSTR && name.bstrVal != nullptr ? ascii(name.bstrVal) : "?";
+    get(device, L"portName", &name);
+    return name.vt == VT_BSTR ? ascii({name.bstrVal, SysStringLen(name.bstrVal)}) : kUnreadable;
 }
 
 void appendWord(std::string& text, const std::string& word) {
@@ -67,7 +70,8 @@ Texts Journal::texts() const {
 }
 
 std::string portNameOf(IVirtualSerialDevice& device) {
-    return ascii(readText(device, &IVirtualSerialDevice::get_portName));
+    Bstr name;
+    return device.get_portName(name.put()) == S_OK ? ascii(name.text()) : kUnreadable;
 }
 
 std::string portNamesOf(SAFEARRAY& devices) {
@@ -82,12 +86,13 @@ std::string portNamesOf(SAFEARRAY& devices) {
 
 std::string portNamesOf(IDispatch& deviceArray) {
     Variant length;
-    EXPECT_RESULT(S_OK, get(deviceArray, L"length", &length));
+    if (FAILED(get(deviceArray, L"length", &length)))
+        return kUnreadable;
     std::string names;
     for (LONG i = 0; i < length.lVal; ++i) {
         Variant device;
-        EXPECT_RESULT(S_OK, get(deviceArray, std::to_wstring(i).c_str(), &device));
-        appendWord(names, portNameOf(*device.pdispVal));
+        get(deviceArray, std::to_wstring(i).c_str(), &device);
+        appendWord(names, device.vt == VT_DISPATCH ? portNameOf(*device.pdispVal) : kUnreadable);
     }
     return names;
 }

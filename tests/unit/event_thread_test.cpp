@@ -276,8 +276,6 @@ TEST_F(EventThread, LibrariesComeAndGoWhileDevicesSignal) {
     for (int i = 0; i < 50; ++i) {
         auto library = createLibrary();
         EXPECT_RESULT(S_OK, library->addListener(&listener));
-        library = {};
-        ASSERT_EQ(listener.references(), 0);
     }
     done = true;
     driver.join();
