@@ -25,6 +25,13 @@ struct ComDatabaseTraits {
 };
 using UniqueComDatabase = zorvan::Unique<ComDatabaseTraits>;
 
+struct ServiceHandleTraits {
+    using Value = SC_HANDLE;
+    static Value invalid() { return nullptr; }
+    static void close(Value service) { CloseServiceHandle(service); }
+};
+using UniqueServiceHandle = zorvan::Unique<ServiceHandleTraits>;
+
 LONG claimNextFree(DWORD& number) {
     UniqueComDatabase database;
     const LONG status = ComDBOpen(database.put());
@@ -132,8 +139,36 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     return NO_ERROR;
 }
 
+std::wstring serviceOf(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    wchar_t name[MAX_PATH] = L"";
+    SetupDiGetDeviceRegistryPropertyW(
+        set, device, SPDRP_SERVICE, nullptr, reinterpret_cast<BYTE*>(name), sizeof name - sizeof *name, nullptr);
+    return name;
+}
+
+// Lets the process that hosts the driver compare its devices with the device tree. It returns when that is done.
+void enumerateDevicesOf(const std::wstring& service) {
+    constexpr DWORD kEnumerateRootDevices = 128; // what Wine's setupapi sends, too
+    const UniqueServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const UniqueServiceHandle driver(OpenServiceW(manager.get(), service.c_str(), SERVICE_USER_DEFINED_CONTROL));
+    SERVICE_STATUS status;
+    ControlService(driver.get(), kEnumerateRootDevices, &status); // a driver that does not run has no devices
+}
+
+// Wine's default removal frees the instance ID before the driver's process hears of it. A new device that is given
+// the same ID in between would be taken for the old one and never start. So the driver lets go first, of a device
+// that seems to belong to no driver any more.
+void stopDriving(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    constexpr wchar_t kNone[] = L"";
+    const auto service = serviceOf(set, device);
+    if (SetupDiSetDeviceRegistryPropertyW(
+            set, device, SPDRP_SERVICE, reinterpret_cast<const BYTE*>(kNone), sizeof kNone))
+        enumerateDevicesOf(service);
+}
+
 // The number is free only when the driver has let go of the name.
 DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    stopDriving(set, device);
     UniqueRegistryKey key = openHardwareKey(set, device);
     const DWORD number = key ? portNumber(readPortName(key.get())) : 0;
     key.reset();
