@@ -183,6 +183,11 @@ void useLibrary(IVirtualSerialLibrary& library) {
     DISPID id = 0;
     EXPECT_EQ(S_OK, library.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id));
     const Listening listening{Library(&library)};
+    // A failing call: inside the library it is an exception, of which nothing may stay behind either.
+    VARIANT number{};
+    number.vt = VT_I4;
+    ComPointer<IVirtualSerialDevice> none;
+    EXPECT_EQ(E_INVALIDARG, library.createDevice(number, none.put()));
 }
 
 void loadUseAndUnload() {
