@@ -272,6 +272,29 @@ TEST_F(EventDelivery, AnythingButAnObjectIsTheNumberOfASubscription) {
         }
 }
 
+TEST_F(EventDelivery, ScriptHostsSubscribeAndDispatchByName) {
+    const auto library = createLibrary();
+    const auto call = [&](const wchar_t* method, std::vector<Variant> arguments) {
+        Variant result;
+        EXPECT_RESULT(S_OK, dispatch(*library, method, DISPATCH_METHOD, std::move(arguments), &result));
+        return result.vt == VT_I4 ? result.lVal : -1;
+    };
+    const auto list = [](auto&&... arguments) {
+        std::vector<Variant> all;
+        (all.push_back(std::move(arguments)), ...);
+        return all;
+    };
+    EXPECT_EQ(call(L"added", list(script.variant())), 1);
+    EXPECT_EQ(call(L"changed", list(other.variant())), 2);
+    EXPECT_RESULT(S_OK, createDevice(*library, L"COM5")->put_portName(Bstr(L"COM6").get()));
+    call(L"deleted", list(Variant(L"2")));
+    call(L"dispatchEvents", list(other.variant(), Variant(0L))); // its empty answer says stop
+    EXPECT_EQ(journal.texts(), (Texts{"script COM6", "other COM6 name", "other called"}));
+    call(L"stopEventDispatching", {});
+    call(L"dispatchEvents", list(other.variant(), Variant(-1L)));
+    EXPECT_EQ(journal.texts().size(), 3U);
+}
+
 TEST_F(EventDelivery, ObjectThatIsNoneIsRefused) {
     Variant nothing;
     nothing.vt = VT_DISPATCH;
