@@ -74,16 +74,17 @@ Event RecordingListener::waitFor(const Condition& condition, const std::string& 
     return *found;
 }
 
+std::size_t RecordingListener::count(Happening happening) {
+    const std::lock_guard lock(lock_);
+    return static_cast<std::size_t>(std::count_if(
+        events_.begin(), events_.end(), [&](const Event& event) { return event.happening == happening; }));
+}
+
 std::size_t RecordingListener::count(Happening happening, const Device& device) {
     const std::lock_guard lock(lock_);
     return static_cast<std::size_t>(std::count_if(events_.begin(), events_.end(), [&](const Event& event) {
         return event.happening == happening && event.device.get() == device.get();
     }));
-}
-
-std::vector<Event> RecordingListener::events() {
-    const std::lock_guard lock(lock_);
-    return events_;
 }
 
 void RecordingListener::forget() {

@@ -35,8 +35,8 @@ public:
     Event waitFor(Happening happening, const std::wstring& portName);
     Event waitFor(Happening happening, const Device& device);
 
+    std::size_t count(Happening happening);
     std::size_t count(Happening happening, const Device& device);
-    std::vector<Event> events();
     // The devices keep their library alive.
     void forget();
 
