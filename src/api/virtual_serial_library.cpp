@@ -56,6 +56,7 @@ ULONG CVirtualSerialLibrary::Release() noexcept {
 }
 
 void CVirtualSerialLibrary::destroy() noexcept {
+    eventThread_.reset(); // while the count is 0, so that the thread reports nothing more
     references_.setAside();
     delete this;
 }
