@@ -56,7 +56,15 @@ public:
     ~Subscriber() { EXPECT_EQ(references_, 0) << "references to " << name_; }
 
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return static_cast<ULONG>(++references_); }
-    ULONG STDMETHODCALLTYPE Release() noexcept override { return static_cast<ULONG>(--references_); }
+    ULONG STDMETHODCALLTYPE Release() noexcept override {
+        const long left = --references_;
+        if (left == 0)
+            onLastRelease();
+        return static_cast<ULONG>(left);
+    }
+
+    // What a destructor would do.
+    std::function<void()> onLastRelease = [] {};
 
     long references() const { return references_; }
 

@@ -248,6 +248,19 @@ TEST_F(EventThread, LastReferenceMayGoElsewhereWhileAListenerIsCalled) {
     expectNothingLeft();
 }
 
+// A device signals while the last release waits for the thread.
+TEST_F(EventThread, NobodyIsToldAfterTheLastRelease) {
+    auto& port = machine.addPort(L"COM5");
+    auto library = listenedTo();
+    machine.calls.after("PostMessageW", 1, [&] {
+        machine.signal(port);
+        ::Sleep(50); // the thread takes the signal before the message
+    });
+    library = {};
+    EXPECT_EQ(journal.texts(), Texts());
+    expectNothingLeft();
+}
+
 // A listener may keep what it is given, and release it last.
 TEST_F(EventThread, DeviceThatAListenerKeptKeepsTheLibrary) {
     auto& port = machine.addPort(L"COM5");

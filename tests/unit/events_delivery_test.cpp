@@ -164,6 +164,21 @@ TEST_F(EventDelivery, ListenerAddedTwiceIsCalledTwiceAndRemovedOnceAtATime) {
     EXPECT_EQ(first.references(), 0);
 }
 
+TEST_F(EventDelivery, SubscribersMayCallBackWhileTheyAreLetGo) {
+    const auto library = createLibrary();
+    LONG id = 0;
+    EXPECT_RESULT(S_OK, library->addListener(&first));
+    EXPECT_RESULT(S_OK, library->addListener(&second));
+    subscribe(*library, &IVirtualSerialLibrary::added, script);
+    subscribe(*library, &IVirtualSerialLibrary::added, other);
+    first.onLastRelease = [&] { EXPECT_RESULT(S_OK, library->removeListener(&second)); };
+    script.onLastRelease = [&] { EXPECT_RESULT(S_OK, library->added(Variant(2L), &id)); };
+    EXPECT_RESULT(S_OK, library->removeListener(&first));
+    EXPECT_RESULT(S_OK, library->added(Variant(1L), &id));
+    EXPECT_EQ(second.references(), 0);
+    EXPECT_EQ(other.references(), 0);
+}
+
 TEST_F(EventDelivery, WhatListenersReturnIsNotLookedAt) {
     const auto library = createLibrary();
     first.onEvent = [] { return E_FAIL; };

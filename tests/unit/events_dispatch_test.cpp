@@ -213,6 +213,7 @@ TEST_F(EventDispatch, EverythingMayBeReleasedInsideTheLoop) {
             LONG id = 0;
             EXPECT_RESULT(S_OK, library->added(Variant(1L), &id));
             library = {};
+            EXPECT_RESULT(S_FALSE, dll().canUnloadNow());
             return S_OK;
         };
         (inKeepAlive ? keepAlive : script).onCall = releaseAll;
