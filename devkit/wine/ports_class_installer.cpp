@@ -5,6 +5,7 @@
 // is removed. The default actions are called from here, because only then is it known whether they succeeded.
 #include "base/unique.h"
 #include "msports.h"
+#include "mutex_lock.h"
 
 #include <iterator>
 #include <new>
@@ -12,7 +13,9 @@
 
 namespace {
 
+using zorvan::UniqueHandle;
 using zorvan::UniqueRegistryKey;
+using zorvan::devkit::MutexLock;
 
 constexpr wchar_t kPortName[] = L"PortName";
 constexpr wchar_t kPrefix[] = L"COM";
@@ -24,13 +27,6 @@ struct ComDatabaseTraits {
     static void close(Value database) { ComDBClose(database); }
 };
 using UniqueComDatabase = zorvan::Unique<ComDatabaseTraits>;
-
-struct ServiceHandleTraits {
-    using Value = SC_HANDLE;
-    static Value invalid() { return nullptr; }
-    static void close(Value service) { CloseServiceHandle(service); }
-};
-using UniqueServiceHandle = zorvan::Unique<ServiceHandleTraits>;
 
 LONG claimNextFree(DWORD& number) {
     UniqueComDatabase database;
@@ -125,8 +121,25 @@ bool setFriendlyName(HDEVINFO set, PSP_DEVINFO_DATA device, const std::wstring& 
         static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
 }
 
+// One installation or removal at a time, on the whole machine. Wine's removal frees the instance ID before the
+// driver's process lets go of the device; a device that is installed under the same ID in between would be taken for
+// the old one and never start. Whoever waits too long goes on without: the danger is small, and a machine that hangs
+// is worse.
+class OneAtATime {
+public:
+    OneAtATime() : mutex_(CreateMutexW(nullptr, FALSE, kName)), lock_(mutex_.get(), kPatience) {}
+
+private:
+    static constexpr wchar_t kName[] = L"Global\\zorvanlib-devkit-ports-class-installer";
+    static constexpr DWORD kPatience = 30000; // milliseconds
+
+    UniqueHandle mutex_;
+    MutexLock lock_;
+};
+
 // Both names have to be there before the default action, because it starts the driver, which reads them.
 DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    const OneAtATime lock;
     const UniqueRegistryKey key = openHardwareKey(set, device);
     if (!key)
         return lastError();
@@ -139,36 +152,9 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     return NO_ERROR;
 }
 
-std::wstring serviceOf(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    wchar_t name[MAX_PATH] = L"";
-    SetupDiGetDeviceRegistryPropertyW(
-        set, device, SPDRP_SERVICE, nullptr, reinterpret_cast<BYTE*>(name), sizeof name - sizeof *name, nullptr);
-    return name;
-}
-
-// Lets the process that hosts the driver compare its devices with the device tree. It returns when that is done.
-void enumerateDevicesOf(const std::wstring& service) {
-    constexpr DWORD kEnumerateRootDevices = 128; // what Wine's setupapi sends, too
-    const UniqueServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const UniqueServiceHandle driver(OpenServiceW(manager.get(), service.c_str(), SERVICE_USER_DEFINED_CONTROL));
-    SERVICE_STATUS status;
-    ControlService(driver.get(), kEnumerateRootDevices, &status); // a driver that does not run has no devices
-}
-
-// Wine's default removal frees the instance ID before the driver's process hears of it. A new device that is given
-// the same ID in between would be taken for the old one and never start. So the driver lets go first, of a device
-// that seems to belong to no driver any more.
-void stopDriving(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    constexpr wchar_t kNone[] = L"";
-    const auto service = serviceOf(set, device);
-    if (SetupDiSetDeviceRegistryPropertyW(
-            set, device, SPDRP_SERVICE, reinterpret_cast<const BYTE*>(kNone), sizeof kNone))
-        enumerateDevicesOf(service);
-}
-
 // The number is free only when the driver has let go of the name.
 DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    stopDriving(set, device);
+    const OneAtATime lock;
     UniqueRegistryKey key = openHardwareKey(set, device);
     const DWORD number = key ? portNumber(readPortName(key.get())) : 0;
     key.reset();

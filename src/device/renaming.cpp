@@ -28,6 +28,7 @@ HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
 }
 
 void CVirtualSerialDevice::rename(const std::wstring& newName) {
+    const std::unique_lock naming(nameLock_);
     pnp::PortRename renaming(cachedPortName(), newName);
     // A device that is gone is no error, and the change is reported all the same. Intended.
     if (!renaming.found())
@@ -45,6 +46,7 @@ void CVirtualSerialDevice::rename(const std::wstring& newName) {
 
 BOOL CVirtualSerialDevice::refreshPortName() noexcept {
     try {
+        const std::unique_lock naming(nameLock_);
         const auto current = pnp::currentPortName(identity_.instanceId); // which never changes
         if (current.empty() || current == cachedPortName())
             return FALSE;

@@ -120,6 +120,7 @@ private:
     std::atomic<std::uint32_t> holders_{1};
     std::atomic<std::uint32_t> references_{0};
 
+    SlimLock nameLock_; // from before a name is looked up or written until it is cached; taken before the next one
     mutable SlimLock identityLock_; // a refresh marks the device deleted while clients use it
     pnp::DeviceIdentity identity_;
 };
