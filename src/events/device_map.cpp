@@ -10,13 +10,14 @@ namespace zorvan {
 
 void DeviceMap::refresh() {
     const std::unique_lock refreshing(refreshLock_);
-    auto present = pnp::enumeratePresentDevices();
+    std::vector<std::wstring> gone;
+    auto present = look(gone);
 
     DeviceReferences deleted;
     DeviceReferences added;
     {
         const std::unique_lock writing(mapLock_);
-        deleted = removeMissing(present);
+        deleted = remove(gone);
         added = addNew(present);
     }
     if (!added.empty())
@@ -25,16 +26,31 @@ void DeviceMap::refresh() {
         sink_.devicesDeleted(deleted);
 }
 
-DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present) {
+pnp::PresentDevices DeviceMap::look(std::vector<std::wstring>& gone) const {
+    auto present = pnp::enumeratePresentDevices();
+    gone = missingFrom(present);
+    for (int looks = 1; !gone.empty() && looks < pnp::kMostLooks; ++looks) {
+        present = pnp::enumeratePresentDevices();
+        std::erase_if(gone, [&](const std::wstring& instanceId) { return present.contains(instanceId); });
+    }
+    return present;
+}
+
+std::vector<std::wstring> DeviceMap::missingFrom(const pnp::PresentDevices& present) const {
+    std::vector<std::wstring> missing;
+    for (const auto& [instanceId, device] : entries_)
+        if (!present.contains(instanceId))
+            missing.push_back(instanceId);
+    return missing;
+}
+
+DeviceReferences DeviceMap::remove(const std::vector<std::wstring>& gone) {
     DeviceReferences deleted;
-    for (auto entry = entries_.begin(); entry != entries_.end();) {
-        if (present.contains(entry->first)) {
-            ++entry;
-            continue;
-        }
+    for (const auto& instanceId : gone) {
+        const auto entry = entries_.find(instanceId);
         deleted.emplace_back(entry->second.get());
         entry->second.get()->markDeleted();
-        entry = entries_.erase(entry);
+        entries_.erase(entry);
     }
     return deleted;
 }
