@@ -7,9 +7,10 @@
 //     (setupapi_stand_in.cpp);
 //   - newdev's DiInstallDevice, which ends the calling program (newdev_stand_in.cpp).
 // The rest of setupapi and newdev works and is needed, by Wine itself among others, so these two DLLs are not
-// replaced: while this one is loaded, the three functions are redirected. Programs that use the port database
+// replaced: while this one is loaded, the three functions are redirected, and two more that only need a lock around
+// them (device_tree.cpp). Programs that use the port database
 // import msports.dll and so have them.
-#include "export_redirect.h"
+#include "device_tree.h"
 #include "newdev_stand_in.h"
 #include "setupapi_stand_in.h"
 
@@ -19,6 +20,7 @@
 
 namespace {
 
+using zorvan::devkit::deviceTreeRedirects;
 using zorvan::devkit::ExportRedirect;
 
 template <class Function>
@@ -48,15 +50,24 @@ BOOL attach() {
     for (ExportRedirect& redirect : redirects)
         if (!redirect.install())
             return FALSE;
+    // On a Wine where these cannot be redirected, changes of the device tree that overlap may go wrong; rarely.
+    for (ExportRedirect& redirect : deviceTreeRedirects)
+        redirect.install();
     return TRUE;
+}
+
+void detach(ExportRedirect& redirect, bool processEnds) {
+    if (processEnds)
+        redirect.abandon();
+    else
+        redirect.remove();
 }
 
 void detach(bool processEnds) {
     for (ExportRedirect& redirect : redirects)
-        if (processEnds)
-            redirect.abandon();
-        else
-            redirect.remove();
+        detach(redirect, processEnds);
+    for (ExportRedirect& redirect : deviceTreeRedirects)
+        detach(redirect, processEnds);
 }
 
 } // namespace

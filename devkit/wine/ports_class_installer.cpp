@@ -4,8 +4,8 @@
 // It gives a new port its number, its PortName and a friendly name with it, and takes the number back when the port
 // is removed. The default actions are called from here, because only then is it known whether they succeeded.
 #include "base/unique.h"
+#include "device_tree.h"
 #include "msports.h"
-#include "mutex_lock.h"
 
 #include <iterator>
 #include <new>
@@ -13,9 +13,8 @@
 
 namespace {
 
-using zorvan::UniqueHandle;
 using zorvan::UniqueRegistryKey;
-using zorvan::devkit::MutexLock;
+using zorvan::devkit::DeviceTreeLock;
 
 constexpr wchar_t kPortName[] = L"PortName";
 constexpr wchar_t kPrefix[] = L"COM";
@@ -121,25 +120,12 @@ bool setFriendlyName(HDEVINFO set, PSP_DEVINFO_DATA device, const std::wstring& 
         static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
 }
 
-// One installation or removal at a time, on the whole machine. Wine's removal frees the instance ID before the
-// driver's process lets go of the device; a device that is installed under the same ID in between would be taken for
-// the old one and never start. Whoever waits too long goes on without: the danger is small, and a machine that hangs
-// is worse.
-class OneAtATime {
-public:
-    OneAtATime() : mutex_(CreateMutexW(nullptr, FALSE, kName)), lock_(mutex_.get(), kPatience) {}
-
-private:
-    static constexpr wchar_t kName[] = L"Global\\zorvanlib-devkit-ports-class-installer";
-    static constexpr DWORD kPatience = 30000; // milliseconds
-
-    UniqueHandle mutex_;
-    MutexLock lock_;
-};
+// Wine's removal frees the instance ID before the driver's process lets go of the device; a device that is installed
+// under the same ID in between would be taken for the old one and never start. Hence the locks below.
 
 // Both names have to be there before the default action, because it starts the driver, which reads them.
 DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    const OneAtATime lock;
+    const DeviceTreeLock lock;
     const UniqueRegistryKey key = openHardwareKey(set, device);
     if (!key)
         return lastError();
@@ -154,7 +140,7 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
 
 // The number is free only when the driver has let go of the name.
 DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    const OneAtATime lock;
+    const DeviceTreeLock lock;
     UniqueRegistryKey key = openHardwareKey(set, device);
     const DWORD number = key ? portNumber(readPortName(key.get())) : 0;
     key.reset();

@@ -3,9 +3,9 @@
 
 #include "runner/runner.h"
 
-#include <array>
 #include <atomic>
-#include <functional>
+#include <mutex>
+#include <shared_mutex>
 #include <thread>
 
 namespace zorvan::test {
@@ -13,12 +13,74 @@ namespace zorvan::test {
 namespace {
 
 constexpr unsigned kThreads = 16;
-constexpr unsigned kRounds = 5;
+constexpr unsigned kRounds = 4;
 constexpr unsigned kFirstNumber = 101; // each thread has two numbers of its own
 
 std::wstring nameOf(unsigned thread, unsigned which) {
     return L"COM" + std::to_wstring(kFirstNumber + 2 * thread + which);
 }
+
+// Two things that Windows does at once and Wine does not. An enumeration of devices that runs while one is removed
+// may skip another one, which a library then rightly reports deleted, and a rename does not find. And two devices
+// that are made at once may be given the same instance ID.
+class DeviceTree {
+public:
+    // For work that enumerates: no removal runs meanwhile.
+    std::shared_lock<std::shared_mutex> use() { return std::shared_lock(tree_); }
+    std::unique_lock<std::shared_mutex> remove() { return std::unique_lock(tree_); }
+    std::unique_lock<std::mutex> create() { return std::unique_lock(creation_); }
+
+private:
+    std::shared_mutex tree_;
+    std::mutex creation_;
+};
+
+// The life of one port after another, on one thread.
+class Worker {
+public:
+    Worker(Library library, RecordingListener& heard, DeviceTree& tree, unsigned number)
+        : library_(std::move(library)), heard_(heard), tree_(tree), number_(number) {}
+
+    void work() {
+        for (unsigned round = 0; round < kRounds; ++round) {
+            SCOPED_TRACE(testing::Message() << "thread " << number_ << ", round " << round);
+            Device device;
+            ASSERT_EQ(S_OK, create(device));
+            devices_.push_back(device);
+            ASSERT_EQ(S_OK, renamePort(*device));
+            EXPECT_EQ(1U, listPortNames(*library_).count(nameOf(number_, 1)));
+            ASSERT_EQ(S_OK, remove(device));
+        }
+    }
+
+    const std::vector<Device>& devices() const { return devices_; }
+
+private:
+    HRESULT create(Device& device) {
+        const auto creating = tree_.create();
+        const auto enumerating = tree_.use();
+        return createPort(*library_, nameOf(number_, 0), device);
+    }
+
+    HRESULT renamePort(IVirtualSerialDevice& device) {
+        const auto enumerating = tree_.use();
+        return rename(device, nameOf(number_, 1));
+    }
+
+    // Removed is what the library has seen go: its instance ID may be given out again.
+    HRESULT remove(const Device& device) {
+        const auto removing = tree_.remove();
+        const HRESULT result = device->deleteDevice();
+        heard_.waitFor(Happening::Deleted, device);
+        return result;
+    }
+
+    Library library_;
+    RecordingListener& heard_;
+    DeviceTree& tree_;
+    unsigned number_;
+    std::vector<Device> devices_;
+};
 
 // Registers a listener for a moment, again and again.
 void comeAndGo(const Library& library, const std::atomic<bool>& working) {
@@ -28,77 +90,37 @@ void comeAndGo(const Library& library, const std::atomic<bool>& working) {
     }
 }
 
-void deletePort(IVirtualSerialDevice& device) {
-    EXPECT_EQ(S_OK, device.deleteDevice());
-}
+using EventsStressSystemTest = SystemTest;
 
-class EventsStressSystemTest : public SystemTest {
-protected:
-    using Devices = std::array<Device, kThreads>;
-
-    // Runs the work on all threads at once, while listeners come and go.
-    void onAllThreads(const std::function<void(unsigned)>& work) const {
-        std::atomic<bool> working = true;
-        std::thread passing([&] { comeAndGo(library_, working); });
-        std::vector<std::thread> threads;
-        for (unsigned i = 0; i < kThreads; ++i)
-            threads.emplace_back(work, i);
-        for (auto& thread : threads)
-            thread.join();
-        working = false;
-        passing.join();
-    }
-
-    Devices createAll() const {
-        Devices devices;
-        onAllThreads([&](unsigned thread) {
-            EXPECT_EQ(S_OK, createPort(*library_, nameOf(thread, 0), devices[thread])) << "thread " << thread;
-        });
-        return devices;
-    }
-
-    void renameAndList(IVirtualSerialDevice& device, unsigned thread) const {
-        EXPECT_EQ(S_OK, rename(device, nameOf(thread, 1))) << "thread " << thread;
-        EXPECT_EQ(1U, listPortNames(*library_).count(nameOf(thread, 1))) << "thread " << thread;
-    }
-
-    // Half of the threads delete their ports while the others rename theirs, which they delete later.
-    void renameAndDelete(const Devices& devices) const {
-        const auto isRenamed = [](unsigned thread) { return thread % 2 == 0; };
-        onAllThreads([&](unsigned thread) {
-            if (isRenamed(thread))
-                renameAndList(*devices[thread], thread);
-            else
-                deletePort(*devices[thread]);
-        });
-        onAllThreads([&](unsigned thread) {
-            if (isRenamed(thread))
-                deletePort(*devices[thread]);
-        });
-    }
-};
-
-// Ports are not created while others are deleted: the system gives the instance ID of a deleted port to the next one,
-// and a library that has not looked at the system in between rightly takes the two for one.
 TEST_F(EventsStressSystemTest, NothingIsLostOrDoubled) {
     allowTime(std::chrono::minutes(2));
     const Listening listening(library_);
     auto& heard = listening.listener();
-    for (unsigned round = 0; round < kRounds; ++round) {
-        const auto devices = createAll();
-        ASSERT_FALSE(HasFailure());
-        renameAndDelete(devices);
-        for (unsigned i = 0; i < kThreads; ++i) {
-            heard.waitFor(Happening::Deleted, devices[i]);
-            EXPECT_TRUE(isDeleted(*devices[i]));
-            EXPECT_EQ(i % 2 == 0 ? 1U : 0U, heard.count(Happening::Renamed, devices[i]));
-        }
-        for (const auto& device : devices) {
+    DeviceTree tree;
+    std::vector<Worker> workers;
+    for (unsigned i = 0; i < kThreads; ++i)
+        workers.emplace_back(library_, heard, tree, i);
+
+    std::atomic<bool> working = true;
+    std::thread passing([&] { comeAndGo(library_, working); });
+    std::vector<std::thread> threads;
+    for (auto& worker : workers)
+        threads.emplace_back([&] { worker.work(); });
+    for (auto& thread : threads)
+        thread.join();
+    working = false;
+    passing.join();
+
+    for (const auto& worker : workers) {
+        EXPECT_EQ(std::size_t{kRounds}, worker.devices().size());
+        for (const auto& device : worker.devices()) {
+            EXPECT_TRUE(isDeleted(*device));
             EXPECT_EQ(1U, heard.count(Happening::Added, device));
+            EXPECT_EQ(1U, heard.count(Happening::Renamed, device));
             EXPECT_EQ(1U, heard.count(Happening::Deleted, device));
         }
     }
-    EXPECT_EQ(std::size_t{kThreads} * kRounds, heard.count(Happening::Added)) << "and no others are reported";
+    EXPECT_EQ(std::size_t{kThreads} * kRounds, heard.count(Happening::Added)) << "nothing else is reported";
     EXPECT_EQ(std::size_t{kThreads} * kRounds, heard.count(Happening::Deleted));
 }
 
