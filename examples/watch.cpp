@@ -59,7 +59,10 @@ public:
     HRESULT STDMETHODCALLTYPE added(SAFEARRAY* devices) noexcept override { return sayAll(L"added", devices); }
     HRESULT STDMETHODCALLTYPE deleted(SAFEARRAY* devices) noexcept override { return sayAll(L"deleted", devices); }
     HRESULT STDMETHODCALLTYPE changed(IVirtualSerialDevice* device, ChangeMode mode) noexcept override {
-        say(mode == Change_PortName ? L"changed name of" : L"changed mode of", *device, currentMode(*device));
+        if (mode == Change_PortName)
+            say(L"changed name of", *device);
+        else
+            say(L"changed mode of", *device, currentMode(*device));
         return S_OK;
     }
 

@@ -27,7 +27,8 @@ function sayAll(what, devices) {
 }
 
 function sayChange(device, change) {
-    say("changed " + changes[change] + " of " + device.portName + ": " + currentMode(device));
+    var detail = changes[change] === "mode" ? ": " + currentMode(device) : "";
+    say("changed " + changes[change] + " of " + device.portName + detail);
 }
 
 // The port may be gone before its event is delivered.
