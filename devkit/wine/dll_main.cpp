@@ -7,9 +7,10 @@
 //     (setupapi_stand_in.cpp);
 //   - newdev's DiInstallDevice, which ends the calling program (newdev_stand_in.cpp).
 // The rest of setupapi and newdev works and is needed, by Wine itself among others, so these two DLLs are not
-// replaced: while this one is loaded, the three functions are redirected. Programs that use the port database
+// replaced: while this one is loaded, the three functions are redirected, and two more that only need a lock around
+// them (device_tree.cpp). Programs that use the port database
 // import msports.dll and so have them.
-#include "export_redirect.h"
+#include "device_tree.h"
 #include "newdev_stand_in.h"
 #include "setupapi_stand_in.h"
 
@@ -19,6 +20,7 @@
 
 namespace {
 
+using zorvan::devkit::deviceTreeRedirects;
 using zorvan::devkit::ExportRedirect;
 
 template <class Function>
@@ -26,13 +28,11 @@ void* address(Function* function) {
     return reinterpret_cast<void*>(function);
 }
 
-std::array<ExportRedirect, 3>& redirects() {
-    static std::array<ExportRedirect, 3> all{
-        ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
-        ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
-        ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
-    return all;
-}
+// Not inside a function: the guard of a local one would leave two handles in the process with each unloading.
+std::array<ExportRedirect, 3> redirects{
+    ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
+    ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
+    ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
 
 // setupapi loads and unloads the class installer for each of its calls, also in the driver process. A C++ DLL does
 // not give back all thread-local slots that a loading takes, and when they have run out it ends the process.
@@ -47,18 +47,27 @@ bool stayLoaded() {
 BOOL attach() {
     if (!stayLoaded())
         return FALSE;
-    for (ExportRedirect& redirect : redirects())
+    for (ExportRedirect& redirect : redirects)
         if (!redirect.install())
             return FALSE;
+    // On a Wine where these cannot be redirected, changes of the device tree that overlap may go wrong; rarely.
+    for (ExportRedirect& redirect : deviceTreeRedirects)
+        redirect.install();
     return TRUE;
 }
 
+void detach(ExportRedirect& redirect, bool processEnds) {
+    if (processEnds)
+        redirect.abandon();
+    else
+        redirect.remove();
+}
+
 void detach(bool processEnds) {
-    for (ExportRedirect& redirect : redirects())
-        if (processEnds)
-            redirect.abandon();
-        else
-            redirect.remove();
+    for (ExportRedirect& redirect : redirects)
+        detach(redirect, processEnds);
+    for (ExportRedirect& redirect : deviceTreeRedirects)
+        detach(redirect, processEnds);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "port_database.h"
 
 #include "msports.h"
+#include "mutex_lock.h"
 
 #include <string>
 
@@ -12,27 +13,6 @@ constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\COM Name Arbite
 constexpr wchar_t kValue[] = L"ComDB";
 constexpr wchar_t kMutex[] = L"Global\\zorvanlib-devkit-com-name-arbiter";
 constexpr DWORD kSizeStep = 1024;
-
-class MutexLock {
-public:
-    // An abandoned mutex is as good as any: the value is replaced by one write, never half.
-    explicit MutexLock(HANDLE mutex) : mutex_(mutex) {
-        const DWORD wait = WaitForSingleObject(mutex, INFINITE);
-        owned_ = wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED;
-    }
-    ~MutexLock() {
-        if (owned_)
-            ReleaseMutex(mutex_);
-    }
-    MutexLock(const MutexLock&) = delete;
-    MutexLock& operator=(const MutexLock&) = delete;
-
-    explicit operator bool() const { return owned_; }
-
-private:
-    HANDLE mutex_;
-    bool owned_;
-};
 
 // Windows enters the machine's own ports in the database; Wine makes DOS names for the host's (COM1 for
 // /dev/ttyS0) and enters nothing. To hand out such a number would give a port a name that opens another.

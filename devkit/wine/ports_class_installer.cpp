@@ -4,6 +4,7 @@
 // It gives a new port its number, its PortName and a friendly name with it, and takes the number back when the port
 // is removed. The default actions are called from here, because only then is it known whether they succeeded.
 #include "base/unique.h"
+#include "device_tree.h"
 #include "msports.h"
 
 #include <iterator>
@@ -13,6 +14,7 @@
 namespace {
 
 using zorvan::UniqueRegistryKey;
+using zorvan::devkit::DeviceTreeLock;
 
 constexpr wchar_t kPortName[] = L"PortName";
 constexpr wchar_t kPrefix[] = L"COM";
@@ -118,8 +120,12 @@ bool setFriendlyName(HDEVINFO set, PSP_DEVINFO_DATA device, const std::wstring& 
         static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
 }
 
+// Wine's removal frees the instance ID before the driver's process lets go of the device; a device that is installed
+// under the same ID in between would be taken for the old one and never start. Hence the locks below.
+
 // Both names have to be there before the default action, because it starts the driver, which reads them.
 DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    const DeviceTreeLock lock;
     const UniqueRegistryKey key = openHardwareKey(set, device);
     if (!key)
         return lastError();
@@ -134,6 +140,7 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
 
 // The number is free only when the driver has let go of the name.
 DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    const DeviceTreeLock lock;
     UniqueRegistryKey key = openHardwareKey(set, device);
     const DWORD number = key ? portNumber(readPortName(key.get())) : 0;
     key.reset();

@@ -26,3 +26,43 @@ run_example() {
   [ "$status" -ne 124 ] || printf '(ended by force after 120 s)\n' >>"$output"
   [ "$status" -eq 0 ] && grep -q '^All as expected\.' "$output"
 }
+
+# What watch.js prints, besides the time, of what changes.js does.
+watched_events() {
+  printf '%s\n' "added COM31" "added COM32" "changed name of COM33" "changed mode of COM33: bridge" \
+    "deleted COM33" "deleted COM32"
+}
+
+# Waits, for at most SECONDS, until FILE holds a line that ends with TEXT.
+wait_for_line() {
+  local deadline=$(($(date +%s) + $1))
+  until tr -d '\r' <"$2" | grep -qE "  $3\$"; do
+    [ "$(date +%s)" -lt "$deadline" ] || return 1
+    sleep 0.2
+  done
+}
+
+missing_events() {
+  local event
+  while read -r event; do
+    wait_for_line 10 "$1" "$event" || printf 'missing: %s\n' "$event"
+  done < <(watched_events)
+}
+
+# run_watcher PREFIX OUTPUT: lets watch.js in one process watch what changes.js does in another. The output holds what
+# both print; an event that the watcher does not print within ten seconds is noted there as missing.
+run_watcher() {
+  local prefix=$1 output=$2 watched=$2.watched missing watcher changes=0
+  local bridge_program=Z:$build_dir/bin/devkit/tools/bridge_ports.exe
+  : >"$watched"
+  (cd "$root/examples" && exec timeout --kill-after=10 120 bash -c 'source "$1"; shift; prefix_run "$@"' run_watcher \
+    "$root/script/lib/prefix.sh" "$prefix" cscript watch.js 100) >"$watched" 2>&1 </dev/null &
+  watcher=$!
+  wait_for_line 30 "$watched" watching || true
+  run_example "$prefix" "$output" cscript changes.js "$bridge_program" || changes=1
+  missing=$(missing_events "$watched")
+  kill "$watcher" 2>/dev/null || true # it is the watcher's time limit, which ends the watcher
+  wait "$watcher" 2>/dev/null || true
+  { printf '\nMeanwhile the watcher printed:\n' && cat "$watched" && printf '%s' "$missing"; } >>"$output"
+  [ $changes -eq 0 ] && [ -z "$missing" ]
+}

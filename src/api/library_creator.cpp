@@ -13,13 +13,11 @@ HRESULT createLibraryObject(IUnknown* outer, REFIID iid, void** object) noexcept
         if (outer != nullptr)
             return CLASS_E_NOAGGREGATION;
 
-        auto library = CVirtualSerialLibrary::create();
-        moduleLockCount::add();
+        const auto library = CVirtualSerialLibrary::create();
         const HRESULT result = library->QueryInterface(iid, object);
-        // A library object lowers the lock count only when its last reference goes. One that never gave out a
-        // reference does not: the module then stays loaded. Intended.
-        if (SUCCEEDED(result))
-            (void)library.release(); // its references own it from now on
+        // A creation that fails here keeps the module loaded, although nothing of it is left. Intended.
+        if (FAILED(result))
+            moduleLockCount::add();
         return result;
     });
 }

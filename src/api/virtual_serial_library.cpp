@@ -1,10 +1,9 @@
 #include "api/virtual_serial_library.h"
 
-#include "api/device_array.h"
 #include "api/device_collection.h"
 #include "base/automation.h"
 #include "base/hresult_error.h"
-#include "base/module_lock_count.h"
+#include "events/device_array.h"
 #include "pnp/creation.h"
 #include "pnp/port_name.h"
 #include "pnp/used_port_numbers.h"
@@ -37,32 +36,36 @@ std::uint32_t requestedNumber(const VARIANT& portName) {
 
 } // namespace
 
-std::unique_ptr<CVirtualSerialLibrary> CVirtualSerialLibrary::create() {
-    std::unique_ptr<CVirtualSerialLibrary> library(new CVirtualSerialLibrary);
-    // Opening devices may take and drop references to the library; these must not be the last ones.
-    constexpr int kBias = 10;
-    for (int i = 0; i < kBias; ++i)
-        library->references_.add();
+ComPointer<CVirtualSerialLibrary> CVirtualSerialLibrary::create() {
+    // The reference also serves the devices, which take and drop references while they are opened.
+    ComPointer<CVirtualSerialLibrary> library(new CVirtualSerialLibrary);
     library->devices_.refresh();
-    for (int i = 0; i < kBias; ++i)
-        library->references_.remove();
+    library->eventThread_.emplace(static_cast<EventThreadClient&>(*library));
     return library;
 }
 
 ULONG CVirtualSerialLibrary::Release() noexcept {
     const ULONG left = references_.remove();
-    if (left == 0) {
-        references_.setAside();
-        moduleLockCount::remove();
-        delete this;
-    }
-    return left;
+    if (left != 0)
+        return left;
+    if (eventThread_ && eventThread_->isCurrentThread())
+        eventThread_->adoptClient();
+    else
+        destroy();
+    return 0;
+}
+
+void CVirtualSerialLibrary::destroy() noexcept {
+    eventThread_.reset(); // while the count is 0, so that the thread reports nothing more
+    references_.setAside();
+    delete this;
 }
 
 HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevice** device) noexcept {
     return comBoundary([&] {
         requirePointer(device);
         const auto number = requestedNumber(portName);
+        const ComPointer<CVirtualSerialLibrary> self(this); // a listener may release the caller's reference
         // The system gives the instance ID of a deleted node to the next one: its old device must be gone from the
         // map.
         devices_.refresh();
@@ -76,7 +79,7 @@ HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevi
 }
 
 ComPointer<IVirtualSerialDevice> CVirtualSerialLibrary::waitForDevice(const std::wstring& instanceId) {
-    auto device = devices_.find(instanceId);
+    ComPointer<IVirtualSerialDevice> device = devices_.find(instanceId);
     for (int failed = 1; !device && failed < kLookUps; ++failed) {
         Sleep(kPauseMs);
         devices_.refresh();
@@ -97,6 +100,69 @@ HRESULT CVirtualSerialLibrary::get_devicesArray(IDispatch** array) noexcept {
         requirePointer(array);
         *array = makeComObject<CDeviceArray>(devices_.snapshot(), reference()).detach();
     });
+}
+
+HRESULT CVirtualSerialLibrary::addListener(IVirtualSerialLibraryListener* listener) noexcept {
+    return comBoundary([&] {
+        requirePointer(listener);
+        publisher_.listeners().add(listener);
+    });
+}
+
+HRESULT CVirtualSerialLibrary::removeListener(IVirtualSerialLibraryListener* listener) noexcept {
+    return comBoundary([&] { publisher_.listeners().remove(listener); });
+}
+
+HRESULT CVirtualSerialLibrary::added(VARIANT callbackOrId, LONG* id) noexcept {
+    return changeSubscription(ScriptEvent::Added, callbackOrId, id);
+}
+
+HRESULT CVirtualSerialLibrary::deleted(VARIANT callbackOrId, LONG* id) noexcept {
+    return changeSubscription(ScriptEvent::Deleted, callbackOrId, id);
+}
+
+HRESULT CVirtualSerialLibrary::changed(VARIANT callbackOrId, LONG* id) noexcept {
+    return changeSubscription(ScriptEvent::Changed, callbackOrId, id);
+}
+
+HRESULT
+CVirtualSerialLibrary::changeSubscription(ScriptEvent event, const VARIANT& callbackOrId, LONG* id) noexcept {
+    return comBoundary([&] {
+        requirePointer(id);
+        if (callbackOrId.vt != VT_DISPATCH) {
+            // An identifier ends its subscription whichever event that is for. Intended.
+            publisher_.subscriptions().unsubscribe(convertVariant(callbackOrId, VT_I4).lVal);
+            return;
+        }
+        if (callbackOrId.pdispVal == nullptr)
+            throw HResultError(E_INVALIDARG);
+        *id = publisher_.subscriptions().subscribe(event, callbackOrId.pdispVal);
+    });
+}
+
+HRESULT CVirtualSerialLibrary::dispatchEvents(IDispatch* keepAlive, ULONG intervalMs) noexcept {
+    return comBoundary([&] {
+        const ComPointer<CVirtualSerialLibrary> self(this); // a callback may release the caller's reference
+        dispatchUntilStopped(publisher_.queue(), keepAlive, intervalMs);
+    });
+}
+
+HRESULT CVirtualSerialLibrary::stopEventDispatching() noexcept {
+    return comBoundary([&] { publisher_.queue().add([] { return false; }); });
+}
+
+void CVirtualSerialLibrary::deviceSignalled(const std::wstring& instanceId) {
+    const auto device = devices_.find(instanceId);
+    if (!device)
+        return;
+    // The driver signals whatever changes. A rename that this library object made is known and reported already.
+    if (device->refreshPortName() != FALSE)
+        publisher_.deviceChanged(*device, Change_PortName);
+    publisher_.deviceChanged(*device, Change_PortMode);
+}
+
+HRESULT CVirtualSerialLibrary::portNameChanged(IVirtualSerialDevice* device) noexcept {
+    return comBoundary([&] { publisher_.deviceChanged(*device, Change_PortName); });
 }
 
 HRESULT CVirtualSerialLibrary::findDeviceByNumber(DWORD number, IVirtualSerialDevice** device) noexcept {

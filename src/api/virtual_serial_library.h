@@ -2,21 +2,26 @@
 #pragma once
 
 #include "base/com_object.h"
+#include "base/module_lock_count.h"
 #include "device/device_library.h"
 #include "events/device_map.h"
+#include "events/event_thread.h"
+#include "events/publisher.h"
 
 #include <zorvanlib.h>
 
-#include <memory>
+#include <optional>
 #include <string>
 
 namespace zorvan {
 
-class CVirtualSerialLibrary final : public ComIdentity<DualInterface<IVirtualSerialLibrary>, IDeviceLibrary> {
+// Lifetime: see CVirtualSerialDevice for its devices and EventThread for the event thread. When the last reference
+// goes on the event thread itself, that thread destroys the object after its report.
+class CVirtualSerialLibrary final : public ComIdentity<DualInterface<IVirtualSerialLibrary>, IDeviceLibrary>,
+                                    private EventThreadClient {
 public:
-    // A library object that knows the ports of the system, without a reference yet.
-    static std::unique_ptr<CVirtualSerialLibrary> create();
-    ~CVirtualSerialLibrary() = default;
+    // A library object that knows the ports of the system and hears of changes.
+    static ComPointer<CVirtualSerialLibrary> create();
 
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return references_.add(); }
     ULONG STDMETHODCALLTYPE Release() noexcept override;
@@ -25,28 +30,43 @@ public:
     HRESULT STDMETHODCALLTYPE get_devicesCollection(IDeviceCollection** collection) noexcept override;
     HRESULT STDMETHODCALLTYPE get_devicesArray(IDispatch** array) noexcept override;
 
-    // Not built yet: events
-    HRESULT STDMETHODCALLTYPE addListener(IVirtualSerialLibraryListener*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE removeListener(IVirtualSerialLibraryListener*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE added(VARIANT, LONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE deleted(VARIANT, LONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE changed(VARIANT, LONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE dispatchEvents(IDispatch*, ULONG) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE stopEventDispatching() noexcept override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE addListener(IVirtualSerialLibraryListener* listener) noexcept override;
+    HRESULT STDMETHODCALLTYPE removeListener(IVirtualSerialLibraryListener* listener) noexcept override;
+    HRESULT STDMETHODCALLTYPE added(VARIANT callbackOrId, LONG* id) noexcept override;
+    HRESULT STDMETHODCALLTYPE deleted(VARIANT callbackOrId, LONG* id) noexcept override;
+    HRESULT STDMETHODCALLTYPE changed(VARIANT callbackOrId, LONG* id) noexcept override;
+    HRESULT STDMETHODCALLTYPE dispatchEvents(IDispatch* keepAlive, ULONG intervalMs) noexcept override;
+    HRESULT STDMETHODCALLTYPE stopEventDispatching() noexcept override;
 
     // IDeviceLibrary
     HRESULT STDMETHODCALLTYPE findDeviceByNumber(DWORD number, IVirtualSerialDevice** device) noexcept override;
+    HRESULT STDMETHODCALLTYPE portNameChanged(IVirtualSerialDevice* device) noexcept override;
 
 private:
-    CVirtualSerialLibrary() : devices_(*this) {}
+    CVirtualSerialLibrary() : devices_(*this, publisher_) {}
+    ~CVirtualSerialLibrary() = default;
+
+    // EventThreadClient
+    bool tryAddReference() noexcept override { return references_.tryAdd(); }
+    void releaseReference() noexcept override { Release(); }
+    void devicesChanged() override { devices_.refresh(); }
+    void deviceSignalled(const std::wstring& instanceId) override;
+    std::vector<WaitedDevice> devicesToWaitFor() const override { return devices_.duplicateEvents(); }
+    void destroy() noexcept override;
 
     ComPointer<IUnknown> reference() { return ComPointer<IUnknown>(static_cast<IVirtualSerialLibrary*>(this)); }
 
     // Looks for the new device until the system shows it; null when it takes too long.
     ComPointer<IVirtualSerialDevice> waitForDevice(const std::wstring& instanceId);
 
+    // What the three scripting methods do: subscribes an object, or ends the subscription with this identifier.
+    HRESULT changeSubscription(ScriptEvent event, const VARIANT& callbackOrId, LONG* id) noexcept;
+
+    ModuleUse moduleUse_;
     ReferenceCount references_;
+    Publisher publisher_;
     DeviceMap devices_;
+    std::optional<EventThread> eventThread_; // the last member: the thread uses the others until it has ended
 };
 
 } // namespace zorvan

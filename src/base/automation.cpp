@@ -30,6 +30,20 @@ Variant::~Variant() {
     VariantClear(this);
 }
 
+Variant longVariant(LONG value) {
+    Variant variant;
+    variant.vt = VT_I4;
+    variant.lVal = value;
+    return variant;
+}
+
+Variant dispatchVariant(ComPointer<IDispatch> object) {
+    Variant variant;
+    variant.vt = VT_DISPATCH;
+    variant.pdispVal = object.detach();
+    return variant;
+}
+
 Variant convertVariant(const VARIANT& source, VARTYPE type) {
     Variant converted;
     auto* unchanged = const_cast<VARIANT*>(&source); // only read, but some headers declare it without const

@@ -1,10 +1,13 @@
 // Strings and variants of OLE Automation.
 #pragma once
 
+#include "base/com_pointer.h"
+
 #include <oaidl.h>
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zorvan {
 
@@ -26,11 +29,17 @@ class Variant : public VARIANT {
 public:
     Variant() noexcept : VARIANT() {}
     Variant(Variant&& other) noexcept : VARIANT(other) { other.vt = VT_EMPTY; }
+    Variant& operator=(Variant&& other) noexcept {
+        std::swap<VARIANT>(*this, other);
+        return *this;
+    }
     Variant(const Variant&) = delete;
     Variant& operator=(const Variant&) = delete;
-    Variant& operator=(Variant&&) = delete;
     ~Variant();
 };
+
+Variant longVariant(LONG value);
+Variant dispatchVariant(ComPointer<IDispatch> object);
 
 // VariantChangeType with flags 0; throws its error.
 Variant convertVariant(const VARIANT& source, VARTYPE type);

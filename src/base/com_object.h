@@ -52,6 +52,15 @@ public:
     ULONG add() noexcept { return ++count_; }
     ULONG remove() noexcept { return --count_; }
 
+    // False when there is no reference left to add to.
+    bool tryAdd() noexcept {
+        auto count = count_.load();
+        while (count != 0)
+            if (count_.compare_exchange_weak(count, count + 1))
+                return true;
+        return false;
+    }
+
     // A destructor may hand the object out once more: the reference taken then must not destroy it a second time.
     void setAside() noexcept { count_ = kSetAside; }
 

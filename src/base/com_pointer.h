@@ -3,6 +3,7 @@
 
 #include <unknwn.h>
 
+#include <type_traits>
 #include <utility>
 
 namespace zorvan {
@@ -17,6 +18,9 @@ public:
     }
     ComPointer(const ComPointer& other) : ComPointer(other.pointer_) {}
     ComPointer(ComPointer&& other) noexcept : pointer_(other.detach()) {}
+    template <class Derived>
+    requires std::is_convertible_v<Derived*, Interface*> ComPointer(ComPointer<Derived> other)
+    noexcept : pointer_(other.detach()) {}
     ComPointer& operator=(ComPointer other) noexcept {
         std::swap(pointer_, other.pointer_);
         return *this;

@@ -17,6 +17,8 @@ public:
     void lock_shared() { AcquireSRWLockShared(&lock_); }
     void unlock_shared() { ReleaseSRWLockShared(&lock_); }
 
+    SRWLOCK* native() { return &lock_; }
+
 private:
     SRWLOCK lock_ = SRWLOCK_INIT;
 };

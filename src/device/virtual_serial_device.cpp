@@ -18,6 +18,11 @@ DeviceHold CVirtualSerialDevice::create(IDeviceLibrary& library, pnp::DeviceIden
     return DeviceHold(new CVirtualSerialDevice(library, std::move(identity)));
 }
 
+DeviceHold CVirtualSerialDevice::hold() noexcept {
+    ++holders_;
+    return DeviceHold(this);
+}
+
 ULONG CVirtualSerialDevice::AddRef() noexcept {
     const auto references = ++references_;
     if (references == 1) {

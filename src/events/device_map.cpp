@@ -10,38 +10,86 @@ namespace zorvan {
 
 void DeviceMap::refresh() {
     const std::unique_lock refreshing(refreshLock_);
-    auto present = pnp::enumeratePresentDevices();
+    std::vector<std::wstring> gone;
+    auto present = look(gone);
 
-    Entries removed; // destroyed after the map lock is released
-    const std::unique_lock writing(mapLock_);
-    removed = removeMissing(present);
-    addNew(present);
-}
-
-DeviceMap::Entries DeviceMap::removeMissing(const pnp::PresentDevices& present) {
-    Entries removed;
-    for (auto entry = entries_.begin(); entry != entries_.end();) {
-        const auto current = entry++;
-        if (present.contains(current->first))
-            continue;
-        current->second.get()->markDeleted();
-        removed.insert(entries_.extract(current));
+    DeviceReferences deleted;
+    DeviceReferences added;
+    {
+        const std::unique_lock writing(mapLock_);
+        deleted = remove(gone);
+        added = addNew(present);
     }
-    return removed;
+    if (!added.empty())
+        sink_.devicesAdded(added);
+    if (!deleted.empty())
+        sink_.devicesDeleted(deleted);
 }
 
-void DeviceMap::addNew(pnp::PresentDevices& present) {
+pnp::PresentDevices DeviceMap::look(std::vector<std::wstring>& gone) const {
+    auto present = pnp::enumeratePresentDevices();
+    gone = missingFrom(present);
+    for (int looks = 1; !gone.empty() && looks < pnp::kMostLooks; ++looks) {
+        present = pnp::enumeratePresentDevices();
+        std::erase_if(gone, [&](const std::wstring& instanceId) { return present.contains(instanceId); });
+    }
+    return present;
+}
+
+std::vector<std::wstring> DeviceMap::missingFrom(const pnp::PresentDevices& present) const {
+    std::vector<std::wstring> missing;
+    for (const auto& [instanceId, device] : entries_)
+        if (!present.contains(instanceId))
+            missing.push_back(instanceId);
+    return missing;
+}
+
+DeviceReferences DeviceMap::remove(const std::vector<std::wstring>& gone) {
+    DeviceReferences deleted;
+    for (const auto& instanceId : gone) {
+        const auto entry = entries_.find(instanceId);
+        deleted.emplace_back(entry->second.get());
+        entry->second.get()->markDeleted();
+        entries_.erase(entry);
+    }
+    return deleted;
+}
+
+DeviceReferences DeviceMap::addNew(pnp::PresentDevices& present) {
+    DeviceReferences added;
     for (auto& record : present.records) {
         if (entries_.contains(record.instanceId))
             continue;
         try {
-            auto identity = pnp::openDevice(present.set.get(), record.device, record.instanceId);
-            entries_.emplace(record.instanceId, CVirtualSerialDevice::create(library_, std::move(identity)));
+            added.push_back(add(present.set.get(), record));
         } catch (const HResultError&) {
             // The device is going away again or not ready yet.
             continue;
         }
     }
+    return added;
+}
+
+ComPointer<IVirtualSerialDevice> DeviceMap::add(HDEVINFO set, pnp::PresentDevice& record) {
+    auto device = CVirtualSerialDevice::create(library_, pnp::openDevice(set, record.device, record.instanceId));
+    const auto [entry, isNew] = entries_.emplace(record.instanceId, std::move(device));
+    return ComPointer<IVirtualSerialDevice>(entry->second.get());
+}
+
+std::vector<WaitedDevice> DeviceMap::duplicateEvents() const {
+    const std::shared_lock reading(mapLock_);
+    std::vector<WaitedDevice> waited;
+    waited.reserve(entries_.size());
+    for (const auto& [instanceId, device] : entries_) {
+        UniqueHandle duplicate;
+        const HANDLE event = device.get()->notificationEvent();
+        const HANDLE self = GetCurrentProcess();
+        // A device whose event cannot be duplicated is not waited for; its changes are then not reported.
+        if (event != nullptr &&
+            DuplicateHandle(self, event, self, duplicate.put(), 0, FALSE, DUPLICATE_SAME_ACCESS) != FALSE)
+            waited.push_back({std::move(duplicate), instanceId});
+    }
+    return waited;
 }
 
 DeviceReferences DeviceMap::snapshot() const {
@@ -53,10 +101,10 @@ DeviceReferences DeviceMap::snapshot() const {
     return devices;
 }
 
-ComPointer<IVirtualSerialDevice> DeviceMap::find(const std::wstring& instanceId) const {
+ComPointer<CVirtualSerialDevice> DeviceMap::find(const std::wstring& instanceId) const {
     const std::shared_lock reading(mapLock_);
     const auto found = entries_.find(instanceId);
-    return ComPointer<IVirtualSerialDevice>(found != entries_.end() ? found->second.get() : nullptr);
+    return ComPointer<CVirtualSerialDevice>(found != entries_.end() ? found->second.get() : nullptr);
 }
 
 ComPointer<IVirtualSerialDevice> DeviceMap::findByNumber(DWORD number) const {

@@ -4,6 +4,7 @@
 #include "base/com_pointer.h"
 #include "base/slim_lock.h"
 #include "device/virtual_serial_device.h"
+#include "events/change_sink.h"
 #include "pnp/enumeration.h"
 
 #include <string>
@@ -12,24 +13,32 @@
 
 namespace zorvan {
 
-using DeviceReferences = std::vector<ComPointer<IVirtualSerialDevice>>;
+// A device's notification event, duplicated for whoever waits on it.
+struct WaitedDevice {
+    UniqueHandle event;
+    std::wstring instanceId;
+};
 
 // Any thread may call anything here. Locks are taken in the order in which they are declared.
 class DeviceMap {
 public:
-    explicit DeviceMap(IDeviceLibrary& library) : library_(library) {}
+    DeviceMap(IDeviceLibrary& library, ChangeSink& sink) : library_(library), sink_(sink) {}
     DeviceMap(const DeviceMap&) = delete;
     DeviceMap& operator=(const DeviceMap&) = delete;
 
     // Compares the map with the system: drops the devices that are gone, after marking them deleted, and opens those
-    // that are new. A device that does not open is left out and tried again by the next refresh.
+    // that are new. A device that does not open is left out and tried again by the next refresh. Then tells the sink:
+    // added devices before deleted ones, with the refresh lock still held, so that reports come in order.
     void refresh();
+
+    // The notification event of each device that has one, in the map's order.
+    std::vector<WaitedDevice> duplicateEvents() const;
 
     // Every device, each with a reference.
     DeviceReferences snapshot() const;
 
     // The device with this instance ID; null when it is not in the map.
-    ComPointer<IVirtualSerialDevice> find(const std::wstring& instanceId) const;
+    ComPointer<CVirtualSerialDevice> find(const std::wstring& instanceId) const;
 
     // The device with this number; null when it is not in the map.
     ComPointer<IVirtualSerialDevice> findByNumber(DWORD number) const;
@@ -38,11 +47,18 @@ private:
     static constexpr std::size_t kInitialBuckets = 8;
     using Entries = std::unordered_map<std::wstring, DeviceHold>;
 
-    // Both need the map lock held for writing.
-    Entries removeMissing(const pnp::PresentDevices& present);
-    void addNew(pnp::PresentDevices& present);
+    // Looks at the system, and looks again while known devices are missing. Returns the last look; gone receives
+    // those that were in none. Needs the refresh lock.
+    pnp::PresentDevices look(std::vector<std::wstring>& gone) const;
+    std::vector<std::wstring> missingFrom(const pnp::PresentDevices& present) const;
+
+    // All need the map lock held for writing.
+    DeviceReferences remove(const std::vector<std::wstring>& gone);
+    DeviceReferences addNew(pnp::PresentDevices& present);
+    ComPointer<IVirtualSerialDevice> add(HDEVINFO set, pnp::PresentDevice& record);
 
     IDeviceLibrary& library_;
+    ChangeSink& sink_;
     SlimLock refreshLock_; // one refresh at a time
     mutable SlimLock mapLock_;
     Entries entries_{kInitialBuckets};

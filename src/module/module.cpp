@@ -2,9 +2,6 @@
 
 #include "module/running_mutex.h"
 
-// The linker's name for the first byte of this module, which is what its instance handle points at.
-extern "C" IMAGE_DOS_HEADER __ImageBase; // NOLINT(bugprone-reserved-identifier): the linker chose the name
-
 namespace zorvan {
 
 namespace {
@@ -17,10 +14,6 @@ struct Module {
 Module module;
 
 } // namespace
-
-HINSTANCE moduleInstance() {
-    return reinterpret_cast<HINSTANCE>(&__ImageBase);
-}
 
 ModuleLock& moduleLock() {
     return module.lock;

@@ -25,8 +25,6 @@ private:
     bool usable_;
 };
 
-HINSTANCE moduleInstance();
-
 // Guards what belongs to the whole process: registration and its per-user mode.
 ModuleLock& moduleLock();
 

@@ -2,6 +2,7 @@
 
 #include "base/com_pointer.h"
 #include "base/hresult_error.h"
+#include "base/module_instance.h"
 #include "module/class_table.h"
 #include "module/module.h"
 #include "module/registry_script.h"

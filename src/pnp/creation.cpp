@@ -75,7 +75,10 @@ private:
 } // namespace
 
 std::wstring createDeviceNode(std::uint32_t portNumber) {
-    const PortDatabase database;
+    PortDatabase database;
+    database.open();
+    if (!database)
+        throw HResultError(E_FAIL);
     NewDeviceNode node;
     node.registerNode();
     if (portNumber != 0) {

@@ -4,8 +4,8 @@
 
 namespace zorvan::pnp {
 
-PortDatabase::PortDatabase() {
-    if (ComDBOpen(database_.put()) < 0 || !database_)
+void PortDatabase::open() {
+    if (ComDBOpen(database_.put()) < 0)
         throw HResultError(E_FAIL);
 }
 

@@ -26,8 +26,9 @@ struct PortDatabaseTraits {
 
 class PortDatabase {
 public:
-    // Throws E_FAIL when the database does not open.
-    PortDatabase();
+    // Throws E_FAIL when the database does not open. A database that says it did but gives no handle is empty.
+    void open();
+    explicit operator bool() const { return static_cast<bool>(database_); }
 
     // Takes the number over if another device holds it: a number that is in the database but belongs to no present
     // port is free for whoever asks for it by name. The result is ignored for the same reason.

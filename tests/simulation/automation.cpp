@@ -190,6 +190,18 @@ HRESULT WINAPI safeArrayAccessData(SAFEARRAY* array, void** data) {
 }
 SIMULATE(SafeArrayAccessData, safeArrayAccessData);
 
+HRESULT WINAPI safeArrayLock(SAFEARRAY* array) {
+    Call call("SafeArrayLock");
+    return call.failedResult() ? *call.failedResult() : ::SafeArrayLock(array);
+}
+SIMULATE(SafeArrayLock, safeArrayLock);
+
+HRESULT WINAPI safeArrayUnlock(SAFEARRAY* array) {
+    Call call("SafeArrayUnlock");
+    return ::SafeArrayUnlock(array);
+}
+SIMULATE(SafeArrayUnlock, safeArrayUnlock);
+
 HRESULT WINAPI safeArrayDestroy(SAFEARRAY* array) {
     {
         Call call("SafeArrayDestroy");

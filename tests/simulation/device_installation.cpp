@@ -81,9 +81,53 @@ BOOL WINAPI setupDiSetDeviceRegistryProperty(
     const auto* text = reinterpret_cast<const wchar_t*>(data);
     if (property == SPDRP_HARDWAREID)
         element->node->hardwareIds.assign(text, size / sizeof(wchar_t));
+    if (property == SPDRP_FRIENDLYNAME)
+        element->node->friendlyName.emplace(text, size / sizeof(wchar_t));
     return TRUE;
 }
 SIMULATE(SetupDiSetDeviceRegistryPropertyW, setupDiSetDeviceRegistryProperty);
+
+BOOL WINAPI setupDiGetDeviceRegistryProperty(
+    HDEVINFO handle, PSP_DEVINFO_DATA device, DWORD property, PDWORD type, PBYTE buffer, DWORD size,
+    PDWORD required) {
+    Call call("SetupDiGetDeviceRegistryPropertyW", property, size);
+    const auto set = call.object<DeviceInfoSet>(handle);
+    if (set == nullptr || call.fails())
+        return FALSE;
+    const auto* element = elementOf(call, *set, device);
+    if (element == nullptr)
+        return FALSE;
+    if (property != SPDRP_FRIENDLYNAME || !element->node->friendlyName)
+        return Call::failed(ERROR_INVALID_DATA);
+    const auto& text = *element->node->friendlyName;
+    const auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    if (type != nullptr)
+        *type = REG_SZ;
+    if (required != nullptr)
+        *required = bytes;
+    if (size < bytes)
+        return Call::failed(ERROR_INSUFFICIENT_BUFFER);
+    std::copy(text.begin(), text.end(), reinterpret_cast<wchar_t*>(buffer));
+    return TRUE;
+}
+SIMULATE(SetupDiGetDeviceRegistryPropertyW, setupDiGetDeviceRegistryProperty);
+
+BOOL WINAPI setupDiOpenDeviceInfo(HDEVINFO handle, PCWSTR instanceId, HWND, DWORD flags, PSP_DEVINFO_DATA data) {
+    Call call("SetupDiOpenDeviceInfoW", instanceId, flags);
+    const auto set = call.object<DeviceInfoSet>(handle);
+    if (set == nullptr || call.fails())
+        return FALSE;
+    if (data->cbSize != sizeof *data)
+        return Call::failed(ERROR_INVALID_USER_BUFFER);
+    for (auto& node : call->plugAndPlay.nodes())
+        if (node.instanceId == instanceId && node.present) {
+            set->add(node);
+            fillDeviceInfo(node, kPortsClass, *data);
+            return TRUE;
+        }
+    return Call::failed(ERROR_NO_SUCH_DEVINST);
+}
+SIMULATE(SetupDiOpenDeviceInfoW, setupDiOpenDeviceInfo);
 
 BOOL WINAPI
 setupDiSetClassInstallParams(HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_CLASSINSTALL_HEADER header, DWORD size) {

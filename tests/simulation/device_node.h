@@ -31,6 +31,8 @@ struct DeviceNode {
     bool installed = false;
     std::wstring hardwareIds; // multi-string as written
 
+    std::optional<std::wstring> friendlyName; // as written, with or without its NUL
+
     std::wstring portName() const { return key.text(L"PortName"); }
     void setPortName(const std::wstring& name) { key.values[L"PortName"] = textValue(name); }
 };

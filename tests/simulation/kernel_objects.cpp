@@ -13,6 +13,15 @@ Event::~Event() {
     ::CloseHandle(real_);
 }
 
+std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count) {
+    std::vector<HANDLE> real(handles, handles + count);
+    const std::lock_guard lock(simulationMutex());
+    for (auto& handle : real)
+        if (const auto object = std::dynamic_pointer_cast<Waitable>(Machine::current().handles.find(handle)))
+            handle = object->real();
+    return real;
+}
+
 namespace {
 
 std::optional<std::wstring> optionalText(const wchar_t* text) {
@@ -92,7 +101,7 @@ BOOL WINAPI closeHandle(HANDLE handle) {
 }
 SIMULATE(CloseHandle, closeHandle);
 
-// The handle to hand to Windows: an event's real one, or a handle of Windows itself as it is.
+// For a call that takes events only.
 HANDLE realHandle(const Call& call, HANDLE handle) {
     if (!HandleTable::isSimulated(handle))
         return handle;
@@ -100,9 +109,10 @@ HANDLE realHandle(const Call& call, HANDLE handle) {
     return event == nullptr ? nullptr : event->real();
 }
 
+// Cannot be made to fail: it always works on a valid handle, and whoever waits for the event would wait for ever.
 BOOL WINAPI setEvent(HANDLE handle) {
     Call call("SetEvent", handle);
-    return call.fails() ? FALSE : ::SetEvent(realHandle(call, handle));
+    return ::SetEvent(realHandle(call, handle));
 }
 SIMULATE(SetEvent, setEvent);
 
@@ -113,15 +123,6 @@ BOOL WINAPI resetEvent(HANDLE handle) {
 SIMULATE(ResetEvent, resetEvent);
 
 // Waits are not calls in the list: how often a thread waits is chance. No lock is held while waiting.
-std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count) {
-    std::vector<HANDLE> real(handles, handles + count);
-    const std::lock_guard lock(simulationMutex());
-    for (auto& handle : real)
-        if (const auto event = std::dynamic_pointer_cast<Event>(Machine::current().handles.find(handle)))
-            handle = event->real();
-    return real;
-}
-
 DWORD WINAPI waitForSingleObject(HANDLE handle, DWORD milliseconds) {
     return ::WaitForSingleObject(realHandles(&handle, 1).front(), milliseconds);
 }

@@ -9,13 +9,21 @@
 
 namespace zorvan::simulation {
 
-class Event : public Object {
+// What a thread can wait for, with a real object behind it.
+struct Waitable : Object {
+    virtual HANDLE real() const = 0;
+};
+
+// The handles to hand to Windows: real ones for those of waitable objects, all others as they are.
+std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count);
+
+class Event : public Waitable {
 public:
     Event(bool manualReset, bool signalled);
     ~Event() override;
 
     std::string description() const override { return "event"; }
-    HANDLE real() const { return real_; }
+    HANDLE real() const override { return real_; }
 
     // What the driver does through its duplicate.
     void signal() const { SetEvent(real_); }

@@ -1,5 +1,7 @@
 #include "simulation/machine.h"
 
+#include <dbt.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -30,11 +32,29 @@ Machine& Machine::current() {
     return *currentMachine;
 }
 
+void Machine::announce(WPARAM event, std::optional<DWORD> dataType) const {
+    windows.announce(event, dataType, kControlInterface);
+}
+
+void Machine::announce() const {
+    announce(DBT_DEVICEARRIVAL, DBT_DEVTYP_DEVICEINTERFACE);
+}
+
+void Machine::signal(const DeviceNode& node) {
+    const std::lock_guard lock(simulationMutex());
+    const auto& hosted = hostOf(node).handles;
+    const auto found = hosted.find(node.driver.state.hostEvent);
+    if (found != hosted.end())
+        dynamic_cast<const Event&>(*found->second).signal();
+}
+
 std::vector<std::string> Machine::held() const {
     const std::lock_guard lock(simulationMutex());
     auto all = handles.held();
     const auto automationObjects = automation.held();
     all.insert(all.end(), automationObjects.begin(), automationObjects.end());
+    const auto windowObjects = windows.held();
+    all.insert(all.end(), windowObjects.begin(), windowObjects.end());
     return all;
 }
 

@@ -11,13 +11,16 @@
 #include "simulation/automation.h"
 #include "simulation/call.h"
 #include "simulation/clock.h"
+#include "simulation/dos_names.h"
 #include "simulation/driver.h"
 #include "simulation/handle_table.h"
 #include "simulation/kernel_objects.h"
+#include "simulation/message_windows.h"
 #include "simulation/plug_and_play.h"
 #include "simulation/port_database.h"
 #include "simulation/processes.h"
 #include "simulation/registry.h"
+#include "simulation/threads.h"
 
 namespace zorvan::simulation {
 
@@ -37,6 +40,9 @@ public:
     Processes processes;
     PlugAndPlay plugAndPlay;
     PortDatabase portDatabase;
+    DosNames dosNames;
+    Threads threads;
+    MessageWindows windows;
     Automation automation;
 
     // The members used most, by a short name.
@@ -44,6 +50,12 @@ public:
     DeviceNode& addSerialPort(const std::wstring& portName) { return plugAndPlay.addSerialPort(portName); }
     void fail(const std::string& function, int nth, DWORD error) { calls.fail(function, nth, error); }
     Process& hostOf(const DeviceNode& node) { return *processes.find(node.driver.hostProcessId); }
+
+    // What plug and play and the driver do when something has changed. Not for a call's action.
+    void announce(WPARAM event, std::optional<DWORD> dataType) const;
+    void announce() const;
+    // Only sets the device's event: whoever waits for it is not waited for.
+    void signal(const DeviceNode& node);
 
     // For a change while threads of the library run.
     template <class Change>

@@ -20,6 +20,7 @@ ComPointer<IClassFactory> SimulationTest::classFactory(const CLSID& clsid) {
 ComPointer<IVirtualSerialLibrary> SimulationTest::createLibrary() {
     void* object = nullptr;
     require(classFactory()->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object), "CreateInstance");
+    machine.threads.awaitSettled();
     return ComPointer<IVirtualSerialLibrary>::attach(static_cast<IVirtualSerialLibrary*>(object));
 }
 
@@ -61,6 +62,7 @@ void SimulationTest::refresh(IVirtualSerialLibrary& library) {
 void SimulationTest::TearDown() {
     if (dll_ == nullptr)
         return;
+    machine.threads.awaitEnd();
     EXPECT_RESULT(S_OK, dll_->canUnloadNow()) << "an interface reference is leaked";
     dll_.reset();
     EXPECT_FALSE(ShippedLibrary::isLoaded(shippedLibraryPath())) << "something keeps the DLL loaded";

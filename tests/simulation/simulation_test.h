@@ -20,6 +20,7 @@ protected:
 
     ShippedLibrary& dll();
     ComPointer<IClassFactory> classFactory(const CLSID& clsid = __uuidof(VirtualSerialLibrary));
+    // Returns when the library's thread waits for what comes.
     ComPointer<IVirtualSerialLibrary> createLibrary();
 
     // Through the interfaces. A failure throws, which ends the test as failed.

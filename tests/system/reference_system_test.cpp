@@ -32,21 +32,8 @@ TEST(ReferenceSystemTest, NamesEveryMemberAndNothingElse) {
 using Calls = std::map<std::string, std::function<HRESULT()>>;
 
 // The null pointers are never reached: a member that is not there yet looks at no argument.
-Calls laterMembersOf(IVirtualSerialLibrary& library) {
-    return {
-        {"addListener", [&] { return library.addListener(nullptr); }},
-        {"removeListener", [&] { return library.removeListener(nullptr); }},
-        {"added", [&] { return library.added({}, nullptr); }},
-        {"deleted", [&] { return library.deleted({}, nullptr); }},
-        {"changed", [&] { return library.changed({}, nullptr); }},
-        {"dispatchEvents", [&] { return library.dispatchEvents(nullptr, 0); }},
-        {"stopEventDispatching", [&] { return library.stopEventDispatching(); }},
-    };
-}
-
 Calls laterMembersOf(IVirtualSerialDevice& device) {
     return {
-        {"portName", [&] { return device.put_portName(nullptr); }},
         {"startListening", [&] { return device.startListening({}); }},
         {"securityDescriptor", [&] { return device.get_securityDescriptor(nullptr); }},
         {"connectToPipe", [&] { return device.connectToPipe(nullptr); }},
@@ -80,7 +67,7 @@ void expectNotYet(const std::string& interfaceName, const Calls& calls) {
 using ReferencedMembersSystemTest = SystemTest;
 
 TEST_F(ReferencedMembersSystemTest, WhatIsMarkedNotYetSaysSo) {
-    expectNotYet("IVirtualSerialLibrary", laterMembersOf(*library_));
+    expectNotYet("IVirtualSerialLibrary", {});
     const auto device = create();
     expectNotYet("IVirtualSerialDevice", laterMembersOf(*device));
 }

@@ -92,6 +92,26 @@ TEST_F(Simulation, RunsActionsAfterCalls) {
     EXPECT_EQ(machine.clock.milliseconds, 60001U);
 }
 
+TEST_F(Simulation, HoldsWindowsClassesNotificationsAndThreads) {
+    WNDCLASSEXW windowClass{};
+    windowClass.cbSize = sizeof windowClass;
+    windowClass.lpfnWndProc = DefWindowProcW;
+    windowClass.lpszClassName = L"SimulationSelfTest";
+    EXPECT_NE(SIMULATED(RegisterClassExW)(&windowClass), 0);
+    HWND window = SIMULATED(CreateWindowExW)(
+        0, windowClass.lpszClassName, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    HANDLE thread = SIMULATED(CreateThread)(
+        nullptr, 0, [](LPVOID) -> DWORD { return 0; }, nullptr, 0, nullptr);
+    machine.threads.awaitEnd();
+    EXPECT_EQ(machine.held(), (Held{"thread", "window", "window class SimulationSelfTest"}));
+    EXPECT_NONFATAL_FAILURE(SIMULATED(PostMessageW)(nullptr, WM_NULL, 0, 0), "goes to the calling thread");
+    EXPECT_TRUE(SIMULATED(DestroyWindow)(window));
+    EXPECT_NONFATAL_FAILURE(SIMULATED(DestroyWindow)(window), "none of the library's");
+    EXPECT_TRUE(SIMULATED(UnregisterClassW)(windowClass.lpszClassName, nullptr));
+    EXPECT_TRUE(SIMULATED(CloseHandle)(thread));
+    EXPECT_EQ(machine.held(), Held());
+}
+
 // The driver checks what it is sent.
 TEST_F(Simulation, DriverRefusesMalformedRecords) {
     Driver driver;

@@ -1,4 +1,4 @@
-// The events of the clients that watch a port's mode.
+// The events of the clients that watch a port's mode and name.
 #pragma once
 
 #include "host_process.h"

@@ -29,6 +29,7 @@ Status Port::rename(const std::wstring& name) {
         return Status::ObjectNameCollision;
     name_ = name;
     publish();
+    events_.signal();
     return Status::Success;
 }
 

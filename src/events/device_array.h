@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/com_object.h"
-#include "events/device_map.h"
+#include "events/change_sink.h"
 
 namespace zorvan {
 

@@ -1,4 +1,4 @@
-#include "api/device_array.h"
+#include "events/device_array.h"
 
 #include "base/hresult_error.h"
 

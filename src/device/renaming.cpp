@@ -1,0 +1,70 @@
+// Renaming: the device object's side of it. The steps on the system are pnp::PortRename's.
+
+#include "base/automation.h"
+#include "base/hresult_error.h"
+#include "device/virtual_serial_device.h"
+#include "driver/control_channel.h"
+#include "pnp/port_rename.h"
+
+#include <mutex>
+#include <shared_mutex>
+
+namespace zorvan {
+
+namespace {
+
+// What the system takes for the name: the text up to its first NUL.
+std::wstring nameOf(BSTR text) {
+    return text != nullptr ? text : L"";
+}
+
+} // namespace
+
+HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
+    return comBoundary([&] {
+        rename(nameOf(portName));
+        return library_.portNameChanged(this);
+    });
+}
+
+void CVirtualSerialDevice::rename(const std::wstring& newName) {
+    const std::unique_lock naming(nameLock_);
+    pnp::PortRename renaming(cachedPortName(), newName);
+    // A device that is gone is no error, and the change is reported all the same. Intended.
+    if (!renaming.found())
+        return;
+    renaming.claimNewNumber();
+    renaming.removeOldDosName();
+    renaming.writeName();
+    cachePortName(newName);
+    // The driver is told last and only of a name that the system shows everywhere. Intended: a friendly name that
+    // does not mention the port keeps the driver from being told.
+    if (renaming.renameFriendly())
+        driver::sendSet(
+            controlPath(), protocol::Set::PortName, protocol::RecordWriter().appendString(newName).bytes());
+}
+
+BOOL CVirtualSerialDevice::refreshPortName() noexcept {
+    try {
+        const std::unique_lock naming(nameLock_);
+        const auto current = pnp::currentPortName(identity_.instanceId); // which never changes
+        if (current.empty() || current == cachedPortName())
+            return FALSE;
+        cachePortName(current);
+        return TRUE;
+    } catch (...) {
+        return FALSE; // the name that is known stays
+    }
+}
+
+std::wstring CVirtualSerialDevice::cachedPortName() const {
+    const std::shared_lock lock(identityLock_);
+    return identity_.portName;
+}
+
+void CVirtualSerialDevice::cachePortName(const std::wstring& portName) {
+    const std::unique_lock lock(identityLock_);
+    identity_.portName = portName;
+}
+
+} // namespace zorvan

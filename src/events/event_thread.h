@@ -1,0 +1,79 @@
+// The background thread of a library object: it hears from the system which devices come and go, and from the devices
+// when they change.
+#pragma once
+
+#include "base/unique.h"
+#include "events/device_map.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+namespace zorvan {
+
+// Whom the thread works for. Everything here is called on the event thread.
+class EventThreadClient {
+public:
+    // Around each report the thread has a reference of its own, so that whoever receives the report may release the
+    // last other one. False: the last one is gone already, and nobody is left to report to.
+    virtual bool tryAddReference() noexcept = 0;
+
+    // A client whose last reference this was calls EventThread::adoptClient.
+    virtual void releaseReference() noexcept = 0;
+
+    // Devices may have come or gone.
+    virtual void devicesChanged() = 0;
+
+    // The driver has signalled this device's event.
+    virtual void deviceSignalled(const std::wstring& instanceId) = 0;
+
+    virtual std::vector<WaitedDevice> devicesToWaitFor() const = 0;
+
+    virtual void destroy() noexcept = 0;
+
+protected:
+    ~EventThreadClient() = default;
+};
+
+// The thread keeps the module loaded until it has ended.
+class EventThread {
+public:
+    // Returns when the thread hears of changes, or has ended because it got no window: its client then hears of none.
+    // Throws a standard exception when no thread can be started.
+    explicit EventThread(EventThreadClient& client);
+    EventThread(const EventThread&) = delete;
+    EventThread& operator=(const EventThread&) = delete;
+
+    // Ends the thread and waits for it; on the event thread itself, which cannot wait for its own end, just lets go.
+    ~EventThread();
+
+    bool isCurrentThread() const { return GetCurrentThreadId() == id_; }
+
+    // For the event thread: it ends when it has finished what it is doing, and then destroys the client.
+    void adoptClient();
+
+private:
+    static DWORD WINAPI threadMain(void* thread);
+    static LRESULT CALLBACK windowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+    void run();
+    void loop();
+    void pass();
+    void drainMessages();
+    void stop();
+
+    template <class Report>
+    void report(Report&& makeReport) noexcept;
+
+    EventThreadClient& client_;
+    UniqueHandle started_;
+    std::atomic<HWND> window_{nullptr};
+    std::atomic<bool> stopping_{false};
+    bool clientAdopted_ = false;
+    DWORD id_ = 0;
+    UniqueHandle thread_;
+};
+
+} // namespace zorvan

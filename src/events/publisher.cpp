@@ -1,0 +1,110 @@
+#include "events/publisher.h"
+
+#include "base/automation.h"
+#include "base/hresult_error.h"
+#include "device/virtual_serial_device.h"
+#include "events/device_array.h"
+
+#include <memory>
+
+namespace zorvan {
+
+namespace {
+
+// Devices on their way to a script. A COM reference in the queue would keep the library alive, which owns the queue;
+// a hold does not.
+using HeldDevices = std::vector<DeviceHold>;
+
+DeviceHold holdOf(IVirtualSerialDevice& device) {
+    return static_cast<CVirtualSerialDevice&>(device).hold();
+}
+
+std::shared_ptr<const HeldDevices> holdAll(const DeviceReferences& devices) {
+    auto held = std::make_shared<HeldDevices>();
+    held->reserve(devices.size());
+    for (const auto& device : devices)
+        held->push_back(holdOf(*device));
+    return held;
+}
+
+DeviceReferences referencesOf(const HeldDevices& held) {
+    DeviceReferences devices;
+    devices.reserve(held.size());
+    for (const auto& device : held)
+        devices.emplace_back(device.get());
+    return devices;
+}
+
+// Calls an object's default member; the arguments stand in automation's order, the last one first.
+HRESULT callDefault(IDispatch& object, std::vector<Variant>& arguments, Variant& result) {
+    DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
+    return object.Invoke(
+        DISPID_VALUE, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, &result, nullptr, nullptr);
+}
+
+void callBack(IDispatch& callback, std::vector<Variant> arguments) {
+    Variant ignored;
+    callDefault(callback, arguments, ignored); // what a callback returns is its own affair
+}
+
+bool keepsAlive(IDispatch& keepAlive) {
+    std::vector<Variant> none;
+    Variant answer;
+    throwIfFailed(callDefault(keepAlive, none, answer));
+    return convertVariant(answer, VT_BOOL).boolVal != VARIANT_FALSE;
+}
+
+} // namespace
+
+void Publisher::devicesAdded(const DeviceReferences& devices) {
+    listeners_.added(devices);
+    queueList(ScriptEvent::Added, devices);
+}
+
+void Publisher::devicesDeleted(const DeviceReferences& devices) {
+    listeners_.deleted(devices);
+    queueList(ScriptEvent::Deleted, devices);
+}
+
+void Publisher::queueList(ScriptEvent event, const DeviceReferences& devices) {
+    const auto callbacks = subscriptions_.callbacks(event);
+    if (callbacks.empty())
+        return;
+    const auto held = holdAll(devices);
+    for (const auto& callback : callbacks)
+        queue_.add([callback, held] {
+            std::vector<Variant> arguments(1);
+            arguments[0] = dispatchVariant(makeComObject<CDeviceArray>(referencesOf(*held), ComPointer<IUnknown>()));
+            callBack(*callback, std::move(arguments));
+            return true;
+        });
+}
+
+void Publisher::deviceChanged(IVirtualSerialDevice& device, ChangeMode mode) {
+    listeners_.changed(device, mode);
+    for (const auto& callback : subscriptions_.callbacks(ScriptEvent::Changed)) {
+        const auto held = std::make_shared<DeviceHold>(holdOf(device));
+        queue_.add([callback, held, mode] {
+            std::vector<Variant> arguments(2);
+            arguments[0] = longVariant(mode);
+            arguments[1] = dispatchVariant(ComPointer<IDispatch>(held->get()));
+            callBack(*callback, std::move(arguments));
+            return true;
+        });
+    }
+}
+
+void dispatchUntilStopped(EventQueue& queue, IDispatch* keepAlive, DWORD intervalMs) {
+    for (;;) {
+        if (auto item = queue.take(intervalMs)) {
+            if (!(*item)())
+                return;
+        } else {
+            requirePointer(keepAlive);
+            if (!keepsAlive(*keepAlive))
+                return;
+        }
+    }
+}
+
+} // namespace zorvan

@@ -1,0 +1,37 @@
+#include "events/script_subscriptions.h"
+
+#include <algorithm>
+#include <mutex>
+#include <shared_mutex>
+
+namespace zorvan {
+
+LONG ScriptSubscriptions::subscribe(ScriptEvent event, IDispatch* callback) {
+    const std::unique_lock writing(lock_);
+    const auto id = static_cast<LONG>(lastId_ + 1);
+    subscriptions_.push_back({event, id, ComPointer<IDispatch>(callback)});
+    ++lastId_;
+    return id;
+}
+
+void ScriptSubscriptions::unsubscribe(LONG id) {
+    ComPointer<IDispatch> removed; // released after the lock: its end may call back
+    const std::unique_lock writing(lock_);
+    const auto found =
+        std::find_if(subscriptions_.begin(), subscriptions_.end(), [&](const auto& entry) { return entry.id == id; });
+    if (found == subscriptions_.end())
+        return;
+    removed = std::move(found->callback);
+    subscriptions_.erase(found);
+}
+
+Callbacks ScriptSubscriptions::callbacks(ScriptEvent event) const {
+    const std::shared_lock reading(lock_);
+    Callbacks callbacks;
+    for (const auto& subscription : subscriptions_)
+        if (subscription.event == event)
+            callbacks.push_back(subscription.callback);
+    return callbacks;
+}
+
+} // namespace zorvan

@@ -1,0 +1,93 @@
+#include "pnp/port_rename.h"
+
+#include "base/hresult_error.h"
+#include "base/wide_text.h"
+#include "pnp/device_classes.h"
+#include "pnp/port_name.h"
+#include "pnp/used_port_numbers.h"
+
+#include <array>
+
+namespace zorvan::pnp {
+
+namespace {
+
+constexpr REGSAM kKeyAccess = KEY_READ | KEY_WRITE;
+constexpr DWORD kFriendlyNameSize = 520;
+constexpr DWORD kDosDeviceLength = 259;
+
+void moveReservation(const PortDatabase& database, const std::wstring& from, const std::wstring& to) {
+    if (!database)
+        return;
+    database.release(portNumber(from));
+    database.claim(portNumber(to));
+}
+
+void refuseUsedNumber(const std::wstring& name) {
+    if (isUsed(listUsedPortNumbers(), portNumber(name)))
+        throw HResultError(E_FAIL);
+}
+
+} // namespace
+
+PortRename::PortRename(std::wstring oldName, std::wstring newName)
+    : oldName_(std::move(oldName)), newName_(std::move(newName)), set_(presentDevices(kControlInterface)) {
+    refuseUsedNumber(newName_);
+    database_.open();
+    findDevice();
+    for (int looks = 1; !found() && looks < kMostLooks; ++looks) {
+        set_ = presentDevices(kControlInterface);
+        findDevice();
+    }
+}
+
+void PortRename::findDevice() {
+    forEachDevice(set_, [&](SP_DEVINFO_DATA& device) {
+        if (found())
+            return;
+        auto key = openHardwareKey(set_.get(), device, kKeyAccess);
+        if (!key || readPortName(key.get()) != oldName_)
+            return;
+        device_ = device;
+        key_ = std::move(key);
+    });
+}
+
+void PortRename::claimNewNumber() const {
+    moveReservation(database_, oldName_, newName_);
+}
+
+void PortRename::removeOldDosName() const {
+    wchar_t target[kDosDeviceLength];
+    if (QueryDosDeviceW(oldName_.c_str(), target, kDosDeviceLength) == 0)
+        return;
+    // A name that cannot be removed leads to the same port until the driver takes it back.
+    DefineDosDeviceW(DDD_REMOVE_DEFINITION, oldName_.c_str(), nullptr);
+}
+
+void PortRename::writeName() const {
+    // The registry's error codes are positive and so do not count as failures: only a negative status does. Intended.
+    if (writePortName(key_.get(), newName_) >= 0)
+        return;
+    moveReservation(database_, newName_, oldName_);
+    throw HResultError(E_FAIL);
+}
+
+bool PortRename::renameFriendly() {
+    std::array<wchar_t, kFriendlyNameSize / sizeof(wchar_t) + 1> text{};
+    auto* bytes = reinterpret_cast<BYTE*>(text.data());
+    if (SetupDiGetDeviceRegistryPropertyW(
+            set_.get(), &device_, SPDRP_FRIENDLYNAME, nullptr, bytes, kFriendlyNameSize, nullptr) == FALSE)
+        return false;
+
+    std::wstring friendlyName = text.data();
+    if (!replaceAll(friendlyName, oldName_, newName_))
+        return false;
+    // Written without its terminating NUL, which the property's readers do not need. Intended.
+    const auto size = static_cast<DWORD>(friendlyName.size() * sizeof(wchar_t));
+    return SetupDiSetDeviceRegistryPropertyW(
+               set_.get(), &device_, SPDRP_FRIENDLYNAME, reinterpret_cast<const BYTE*>(friendlyName.data()), size) !=
+           FALSE;
+}
+
+} // namespace zorvan::pnp

@@ -1,0 +1,33 @@
+// Windows without a picture, which receive device notifications. They and their messages are real, but counted,
+// recorded and failable; the notifications are the simulation's own.
+#pragma once
+
+#include "simulation/handle_table.h"
+
+#include <optional>
+#include <set>
+
+namespace zorvan::simulation {
+
+struct DeviceNotification : NoKernelObject {
+    std::string description() const override { return "device notification"; }
+
+    HWND window = nullptr;
+    GUID interfaceClass{};
+};
+
+class MessageWindows {
+public:
+    // Sends WM_DEVICECHANGE to each window that is notified of this class, and returns when all have handled it.
+    // Without a data type the message comes without data. Not for a call's action.
+    void announce(WPARAM event, std::optional<DWORD> dataType, const GUID& interfaceClass) const;
+
+    // What is registered and not given back, described.
+    std::vector<std::string> held() const;
+
+    std::set<HWND> windows;
+    std::set<std::wstring> classes;
+    std::vector<std::weak_ptr<DeviceNotification>> notifications;
+};
+
+} // namespace zorvan::simulation

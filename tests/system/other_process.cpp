@@ -1,0 +1,48 @@
+#include "other_process.h"
+
+#include "programs.h"
+
+#include "runner/runner.h"
+
+#include <stdexcept>
+
+namespace zorvan::test {
+
+namespace {
+
+void act(const std::wstring& arguments) {
+    const auto result = runScript(L"act.js", arguments);
+    if (result.output != "Done.\n")
+        throw std::runtime_error("act.js: " + result.output);
+}
+
+void bridgePorts(const std::wstring& arguments) {
+    const auto tool = siblingPath(L"..\\devkit\\tools\\bridge_ports.exe");
+    const auto result = runProgram(L"\"" + tool + L"\" " + arguments);
+    if (result.exitCode != 0)
+        throw std::runtime_error(result.output);
+}
+
+} // namespace
+
+void createElsewhere(const std::wstring& name) {
+    act(L"create " + name);
+}
+
+void renameElsewhere(const std::wstring& name, const std::wstring& newName) {
+    act(L"rename " + name + L" " + newName);
+}
+
+void deleteElsewhere(const std::wstring& name) {
+    act(L"delete " + name);
+}
+
+void bridgeElsewhere(const std::wstring& name, const std::wstring& partner) {
+    bridgePorts(name + L" " + partner);
+}
+
+void disconnectElsewhere(const std::wstring& name) {
+    bridgePorts(name);
+}
+
+} // namespace zorvan::test

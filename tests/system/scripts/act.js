@@ -1,0 +1,21 @@
+// What another process does to the ports, for tests that watch it:
+//
+//   cscript act.js create COM80
+//   cscript act.js rename COM80 COM81
+//   cscript act.js delete COM81
+
+var library = new ActiveXObject("zorvanlib.VirtualSerialLibrary");
+
+var actions = {
+    "create": function (name) { library.createDevice(name); },
+    "rename": function (name, newName) { library.devicesCollection.Item(name).portName = newName; },
+    "delete": function (name) { library.devicesCollection.Item(name).deleteDevice(); }
+};
+
+var values = WScript.Arguments;
+try {
+    actions[values.Item(0)](values.Item(1), values.length > 2 ? values.Item(2) : undefined);
+    WScript.Echo("Done.");
+} catch (error) {
+    WScript.Echo("FAILED: error 0x" + (error.number >>> 0).toString(16) + " " + error.message);
+}
