@@ -10,14 +10,13 @@ namespace zorvan {
 
 void DeviceMap::refresh() {
     const std::unique_lock refreshing(refreshLock_);
-    std::vector<std::wstring> gone;
-    auto present = look(gone);
+    auto present = pnp::enumeratePresentDevices();
 
     DeviceReferences deleted;
     DeviceReferences added;
     {
         const std::unique_lock writing(mapLock_);
-        deleted = remove(gone);
+        deleted = removeMissing(present);
         added = addNew(present);
     }
     if (!added.empty())
@@ -26,31 +25,16 @@ void DeviceMap::refresh() {
         sink_.devicesDeleted(deleted);
 }
 
-pnp::PresentDevices DeviceMap::look(std::vector<std::wstring>& gone) const {
-    auto present = pnp::enumeratePresentDevices();
-    gone = missingFrom(present);
-    for (int looks = 1; !gone.empty() && looks < pnp::kMostLooks; ++looks) {
-        present = pnp::enumeratePresentDevices();
-        std::erase_if(gone, [&](const std::wstring& instanceId) { return present.contains(instanceId); });
-    }
-    return present;
-}
-
-std::vector<std::wstring> DeviceMap::missingFrom(const pnp::PresentDevices& present) const {
-    std::vector<std::wstring> missing;
-    for (const auto& [instanceId, device] : entries_)
-        if (!present.contains(instanceId))
-            missing.push_back(instanceId);
-    return missing;
-}
-
-DeviceReferences DeviceMap::remove(const std::vector<std::wstring>& gone) {
+DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present) {
     DeviceReferences deleted;
-    for (const auto& instanceId : gone) {
-        const auto entry = entries_.find(instanceId);
+    for (auto entry = entries_.begin(); entry != entries_.end();) {
+        if (present.contains(entry->first)) {
+            ++entry;
+            continue;
+        }
         deleted.emplace_back(entry->second.get());
         entry->second.get()->markDeleted();
-        entries_.erase(entry);
+        entry = entries_.erase(entry);
     }
     return deleted;
 }

@@ -47,13 +47,8 @@ private:
     static constexpr std::size_t kInitialBuckets = 8;
     using Entries = std::unordered_map<std::wstring, DeviceHold>;
 
-    // Looks at the system, and looks again while known devices are missing. Returns the last look; gone receives
-    // those that were in none. Needs the refresh lock.
-    pnp::PresentDevices look(std::vector<std::wstring>& gone) const;
-    std::vector<std::wstring> missingFrom(const pnp::PresentDevices& present) const;
-
     // All need the map lock held for writing.
-    DeviceReferences remove(const std::vector<std::wstring>& gone);
+    DeviceReferences removeMissing(const pnp::PresentDevices& present);
     DeviceReferences addNew(pnp::PresentDevices& present);
     ComPointer<IVirtualSerialDevice> add(HDEVINFO set, pnp::PresentDevice& record);
 

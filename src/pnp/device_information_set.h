@@ -18,10 +18,6 @@ struct DeviceInformationSetTraits {
 };
 using DeviceInformationSet = Unique<DeviceInformationSetTraits>;
 
-// The system's list of devices is not of one moment: where a device is being removed while the list is made, another
-// can be left out. What is missing is looked for so many times before it counts as gone.
-inline constexpr int kMostLooks = 3;
-
 // The present devices with an interface of this class; no set when the system refuses.
 DeviceInformationSet presentDevices(const GUID& interfaceClass);
 

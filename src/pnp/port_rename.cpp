@@ -35,10 +35,6 @@ PortRename::PortRename(std::wstring oldName, std::wstring newName)
     refuseUsedNumber(newName_);
     database_.open();
     findDevice();
-    for (int looks = 1; !found() && looks < kMostLooks; ++looks) {
-        set_ = presentDevices(kControlInterface);
-        findDevice();
-    }
 }
 
 void PortRename::findDevice() {

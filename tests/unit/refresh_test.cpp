@@ -108,11 +108,9 @@ TEST_F(Refresh, KnownDevicesAreDeletedWhenTheMachineCannotBeListed) {
     machine.addPort(L"COM5");
     const auto library = createLibrary();
     const auto known = device(*library, L"COM5");
-    // A device counts as gone when it is missing three times in a row. Each look asks twice, but not with an empty
-    // list.
-    for (const int nth : {1, 2, 3})
-        machine.fail("SetupDiGetClassDevsExW", nth, ERROR_GEN_FAILURE);
-    ComPointer<IVirtualSerialDevice> created;
+    machine.plugAndPlay.installation.looksUntilPresent = 1;
+    machine.fail("SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE);
+    ComPointer<IVirtualSerialDevice> created; // the first look fails, the second sees the new port
     EXPECT_RESULT(S_OK, library->createDevice(Variant(), created.put()));
     EXPECT_EQ(read(*known, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
     EXPECT_NE(device(*library, L"COM5").get(), known.get());

@@ -126,7 +126,7 @@ TEST_F(Rename, EachStepMayFail) {
         Outcome left;
     } rows[] = {
         // Looking for the device: without one there is nothing to rename, but the change is reported. Intended.
-        {"SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE, S_OK, {}},
+        {"SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE, S_OK, unchanged({"listener changed COM5 name"})},
         {"SetupDiGetClassDevsExW", 2, ERROR_GEN_FAILURE, S_OK, {}}, // no port is known to be used
         {"SetupDiEnumDeviceInfo", 3, ERROR_GEN_FAILURE, S_OK, unchanged({"listener changed COM5 name"})},
         {"SetupDiOpenDevRegKey", 1, ERROR_ACCESS_DENIED, S_OK, {}},
