@@ -1,9 +1,8 @@
 // Creates two virtual COM ports, renames one, connects them and deletes both, for watch.js and watch.cpp to show.
 //
-//   cscript changes.js [BRIDGE_PROGRAM]
+//   cscript changes.js
 //
-// As createBridge is not there yet, the ports are connected by a program that is given two port names: bridge_ports.exe
-// of the development kit. Without one they stay unconnected. Leaves no port of its own behind.
+// Leaves no port of its own behind.
 
 var pauseMs = 500; // between two changes
 var created = [];
@@ -26,22 +25,14 @@ function change() {
     say("Renaming COM31 to COM33");
     created[0].portName = "COM33";
     pause();
-    if (WScript.Arguments.length > 0)
-        connect(WScript.Arguments.Item(0));
+    say("Connecting COM33 and COM32");
+    created[0].createBridge(created[1], false);
+    pause();
 }
 
 function create(portName) {
     say("Creating " + portName);
     created.push(library.createDevice(portName));
-    pause();
-}
-
-function connect(program) {
-    var ports = created[0].portName + " " + created[1].portName;
-    say("Connecting " + ports);
-    var status = new ActiveXObject("WScript.Shell").Run("\"" + program + "\" " + ports, 0, true);
-    if (status !== 0)
-        complain(program + " ended with status " + status);
     pause();
 }
 

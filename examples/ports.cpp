@@ -2,121 +2,16 @@
 //
 // An early-bound client: it calls the interfaces of zorvanlib.h directly. Ends with status 0 when everything went as
 // described, otherwise with 1; it leaves no port of its own behind.
-#include <windows.h>
-
-#include <zorvanlib.h>
+#include "client.h"
 
 #include <cmath>
 #include <cstdio>
 #include <iterator>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
-#include <wrl/client.h>
-
-using Microsoft::WRL::ComPtr;
 
 namespace {
 
 constexpr wchar_t kChosenName[] = L"COM23";
 constexpr HRESULT kNumberIsTaken = static_cast<HRESULT>(0x800702BA);
-
-struct ComApartment {
-    ComApartment() : result(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
-    ComApartment(const ComApartment&) = delete;
-    ComApartment& operator=(const ComApartment&) = delete;
-    ~ComApartment() {
-        if (SUCCEEDED(result))
-            CoUninitialize();
-    }
-
-    HRESULT result;
-};
-
-struct BstrDeleter {
-    void operator()(OLECHAR* text) const { SysFreeString(text); }
-};
-using Bstr = std::unique_ptr<OLECHAR, BstrDeleter>;
-
-Bstr makeBstr(const wchar_t* text) {
-    return Bstr(SysAllocString(text));
-}
-
-void check(HRESULT result, const char* what) {
-    if (SUCCEEDED(result))
-        return;
-    char message[100];
-    std::snprintf(message, sizeof message, "%s: error 0x%08lX", what, result);
-    throw std::runtime_error(message);
-}
-
-void expect(bool holds, const char* what) {
-    if (!holds)
-        throw std::runtime_error(std::string("not as expected: ") + what);
-}
-
-ComPtr<IVirtualSerialLibrary> createLibrary() {
-    ComPtr<IVirtualSerialLibrary> library;
-    check(
-        CoCreateInstance(
-            __uuidof(VirtualSerialLibrary), nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(library.GetAddressOf())),
-        "creating the library object (is zorvanlib.dll registered?)");
-    return library;
-}
-
-std::wstring textOf(IVirtualSerialDevice& device, HRESULT (IVirtualSerialDevice::*property)(BSTR*)) {
-    BSTR text = nullptr;
-    check((device.*property)(&text), "reading a text property");
-    const Bstr owner(text);
-    return std::wstring(text, SysStringLen(text));
-}
-
-// An automatic number is asked for with an argument that is left out, which COM spells as an error value.
-HRESULT createPort(IVirtualSerialLibrary& library, const wchar_t* name, ComPtr<IVirtualSerialDevice>& device) {
-    VARIANT argument{};
-    const Bstr text = name != nullptr ? makeBstr(name) : nullptr;
-    if (text) {
-        argument.vt = VT_BSTR;
-        argument.bstrVal = text.get();
-    } else {
-        argument.vt = VT_ERROR;
-        argument.scode = DISP_E_PARAMNOTFOUND;
-    }
-    return library.createDevice(argument, device.ReleaseAndGetAddressOf());
-}
-
-// The ports that this program has created. Deletes those that are left when it ends early.
-class CreatedPorts {
-public:
-    CreatedPorts() = default;
-    CreatedPorts(const CreatedPorts&) = delete;
-    CreatedPorts& operator=(const CreatedPorts&) = delete;
-    ~CreatedPorts() {
-        for (const auto& device : devices_)
-            device->deleteDevice(); // on the way out of a failure, which has been reported already
-    }
-
-    IVirtualSerialDevice& create(IVirtualSerialLibrary& library, const wchar_t* name) {
-        ComPtr<IVirtualSerialDevice> device;
-        check(createPort(library, name, device), "creating a port");
-        std::printf("  %ls\n", textOf(*device.Get(), &IVirtualSerialDevice::get_portName).c_str());
-        devices_.push_back(device);
-        return *device.Get();
-    }
-
-    void deleteAll() {
-        while (!devices_.empty()) {
-            const auto device = devices_.back();
-            devices_.pop_back();
-            std::printf("Deleting %ls\n", textOf(*device.Get(), &IVirtualSerialDevice::get_portName).c_str());
-            check(device->deleteDevice(), "deleting a port");
-        }
-    }
-
-private:
-    std::vector<ComPtr<IVirtualSerialDevice>> devices_;
-};
 
 void printRow(IVirtualSerialDevice& device) {
     static const char* const kModes[] = {"broken", "listening", "pipe", "bridge", "handles"};
@@ -131,7 +26,7 @@ void printRow(IVirtualSerialDevice& device) {
     check(device.get_bytesSent(&sent), "bytesSent");
     check(device.get_bytesReceived(&received), "bytesReceived");
     std::printf(
-        "  %-7ls %-10s %-8s %-12llu %-5llu %-9llu %ls\n", textOf(device, &IVirtualSerialDevice::get_portName).c_str(),
+        "  %-7ls %-10s %-8s %-12llu %-5llu %-9llu %ls\n", portName(device).c_str(),
         static_cast<size_t>(mode) < std::size(kModes) ? kModes[mode] : "unknown", enabled ? "yes" : "no", connections,
         sent, received, textOf(device, &IVirtualSerialDevice::get_path).c_str());
 }
@@ -204,14 +99,5 @@ void demonstrate() {
 } // namespace
 
 int wmain() {
-    const ComApartment apartment;
-    try {
-        check(apartment.result, "initialising COM");
-        demonstrate();
-        std::puts("All as expected.");
-        return 0;
-    } catch (const std::exception& error) {
-        std::printf("FAILED: %s\n", error.what());
-        return 1;
-    }
+    return runExample(demonstrate);
 }

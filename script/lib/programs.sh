@@ -13,6 +13,9 @@ example_commands() {
   printf '%s\t%s\n' "VBScript client, examples/ports.vbs" "cscript ports.vbs"
   printf '%s\t%s\n' "JScript client, examples/ports.js" "cscript ports.js"
   printf '%s\t%s\n' "C++ client, examples/ports.cpp" "$build_dir/bin/examples/ports.exe"
+  printf '%s\t%s\n' "All connections, examples/connections.cpp" "$build_dir/bin/examples/connections.exe"
+  printf '%s\t%s\n' "A bridge in JScript, examples/bridge.js" "cscript bridge.js"
+  printf '%s\t%s\n' "A pipe in C++, examples/pipe.cpp" "$build_dir/bin/examples/pipe.exe"
 }
 
 # run_example PREFIX OUTPUT COMMAND...: runs an example in its folder.
@@ -53,13 +56,12 @@ missing_events() {
 # both print; an event that the watcher does not print within ten seconds is noted there as missing.
 run_watcher() {
   local prefix=$1 output=$2 watched=$2.watched missing watcher changes=0
-  local bridge_program=Z:$build_dir/bin/devkit/tools/bridge_ports.exe
   : >"$watched"
   (cd "$root/examples" && exec timeout --kill-after=10 120 bash -c 'source "$1"; shift; prefix_run "$@"' run_watcher \
     "$root/script/lib/prefix.sh" "$prefix" cscript watch.js 100) >"$watched" 2>&1 </dev/null &
   watcher=$!
   wait_for_line 30 "$watched" watching || true
-  run_example "$prefix" "$output" cscript changes.js "$bridge_program" || changes=1
+  run_example "$prefix" "$output" cscript changes.js || changes=1
   missing=$(missing_events "$watched")
   kill "$watcher" 2>/dev/null || true # it is the watcher's time limit, which ends the watcher
   wait "$watcher" 2>/dev/null || true
