@@ -16,13 +16,6 @@ void act(const std::wstring& arguments) {
         throw std::runtime_error("act.js: " + result.output);
 }
 
-void bridgePorts(const std::wstring& arguments) {
-    const auto tool = siblingPath(L"..\\devkit\\tools\\bridge_ports.exe");
-    const auto result = runProgram(L"\"" + tool + L"\" " + arguments);
-    if (result.exitCode != 0)
-        throw std::runtime_error(result.output);
-}
-
 } // namespace
 
 void createElsewhere(const std::wstring& name) {
@@ -38,11 +31,11 @@ void deleteElsewhere(const std::wstring& name) {
 }
 
 void bridgeElsewhere(const std::wstring& name, const std::wstring& partner) {
-    bridgePorts(name + L" " + partner);
+    act(L"bridge " + name + L" " + partner);
 }
 
 void disconnectElsewhere(const std::wstring& name) {
-    bridgePorts(name);
+    act(L"disconnect " + name);
 }
 
 } // namespace zorvan::test
