@@ -96,16 +96,6 @@ TEST_F(SerialPort, ASecondOpenerGetsNothing) {
     EXPECT_FALSE(second && GetCommMask(second.get(), &mask)) << "what was refused once stays refused";
 }
 
-TEST_F(SerialPort, TrafficIsRefusedAsLongAsThereIsNone) {
-    const auto port = open();
-    char data[4] = {};
-    DWORD size = 0;
-    EXPECT_FALSE(WriteFile(port.get(), data, sizeof data, &size, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_SUPPORTED});
-    EXPECT_FALSE(ReadFile(port.get(), data, sizeof data, &size, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_SUPPORTED});
-}
-
 TEST_F(SerialPort, ControlRequestsAreNotForItsHandle) {
     const auto port = open();
     EXPECT_EQ(
