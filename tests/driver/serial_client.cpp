@@ -55,14 +55,28 @@ Result Request::wait(DWORD patience) {
     return {error, Data(data_.begin(), data_.begin() + static_cast<std::ptrdiff_t>(count)), count};
 }
 
+DWORD Request::waitForEvent() {
+    const auto result = wait();
+    DWORD events = 0;
+    if (result.ok())
+        std::memcpy(&events, data_.data(), sizeof events);
+    return events;
+}
+
 SerialClient::SerialClient(const std::wstring& portName)
     : port_(fileHandle(CreateFileW(
           (L"\\\\.\\" + portName).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
           FILE_FLAG_OVERLAPPED, nullptr))) {
     check(static_cast<bool>(port_), "CreateFile of the port");
+    configure([](DCB&) {}); // fails for a second opener
+}
+
+void SerialClient::configure(const std::function<void(DCB&)>& change) const {
     DCB settings{};
     settings.DCBlength = sizeof settings;
     check(GetCommState(get(), &settings), "GetCommState");
+    change(settings);
+    check(SetCommState(get(), &settings), "SetCommState");
 }
 
 void SerialClient::setTimeouts(const COMMTIMEOUTS& timeouts) const {

@@ -4,6 +4,7 @@
 #include "base/unique.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,6 +39,8 @@ public:
     bool done() const { return WaitForSingleObject(event_.get(), 0) == WAIT_OBJECT_0; }
     // Fails with WAIT_TIMEOUT when it does not end.
     Result wait(DWORD patience = kPatience);
+    // Of a request for an event; a failed one comes to no event.
+    DWORD waitForEvent();
 
     void started(BOOL result);
     OVERLAPPED* overlapped() { return &overlapped_; }
@@ -61,6 +64,7 @@ public:
     void close() { port_.reset(); }
 
     void setTimeouts(const COMMTIMEOUTS& timeouts) const;
+    void configure(const std::function<void(DCB&)>& change) const;
     std::unique_ptr<Request> startRead(std::size_t size) const;
     std::unique_ptr<Request> startWrite(const Data& data) const;
     std::unique_ptr<Request> startWaitForEvent() const;
