@@ -30,7 +30,7 @@ bool isFlag(std::uint32_t value) {
 }
 
 Status queryHostProcessId(Request& request) {
-    request.reply.append(request.port.host().id());
+    request.reply.append(request.port.host()->id());
     return Status::Success;
 }
 
@@ -41,7 +41,7 @@ Status queryMode(Request& request) {
 
 Status queryPair(Request& request) {
     const auto* bridge = request.port.connectionAs<Bridge>();
-    request.reply.append(bridge ? bridge->partner->host().id() : std::uint32_t{0});
+    request.reply.append(bridge ? bridge->partner->host()->id() : std::uint32_t{0});
     return Status::Success;
 }
 
@@ -64,12 +64,12 @@ Status queryRemoteEndpoint(Request& request) {
 }
 
 Status queryTraffic(Request& request) {
-    request.reply.append(request.port.settings().traffic);
+    request.reply.append(request.port.traffic().counters());
     return Status::Success;
 }
 
 Status querySecurityDescriptor(Request& request) {
-    request.reply.appendString(request.port.settings().securityDescriptor);
+    request.reply.appendString(request.port.securityDescriptor());
     return Status::Success;
 }
 
@@ -79,17 +79,17 @@ Status queryEnabled(Request& request) {
 }
 
 Status queryPinConnections(Request& request) {
-    request.reply.appendList(request.port.settings().pinConnections);
+    request.reply.appendList(request.port.traffic().pinConnections());
     return Status::Success;
 }
 
 Status queryErrorEmulation(Request& request) {
-    request.reply.append(request.port.settings().crossover);
+    request.reply.append(request.port.traffic().crossover());
     return Status::Success;
 }
 
 Status queryErrorEmulationLong(Request& request) {
-    request.reply.append(request.port.settings().transmitOverflow);
+    request.reply.append(request.port.traffic().transmitOverflow());
     return Status::Success;
 }
 
@@ -115,7 +115,7 @@ Status connectPipe(Request& request) {
         pipe.giveBack();
         return Status::ObjectTypeMismatch;
     }
-    request.port.connect(PipeConnection{std::move(pipe), record.serverEnd == 1});
+    request.port.connectPipe(std::move(pipe), record.serverEnd == 1);
     return Status::Success;
 }
 
@@ -136,7 +136,7 @@ Status connectFiles(Request& request) {
         input.giveBack();
         return bothOpen ? Status::ObjectTypeMismatch : Status::InvalidHandle;
     }
-    request.port.connect(FileConnection{std::move(output), std::move(input)});
+    request.port.connectFiles(std::move(output), std::move(input));
     return Status::Success;
 }
 
@@ -206,8 +206,7 @@ Status startListening(Request& request) {
     auto text = request.input.readString();
     if (!request.exact() || !isSecurityDescriptor(text))
         return Status::InvalidParameter;
-    request.port.settings().securityDescriptor = std::move(text);
-    request.port.listen();
+    request.port.listen(std::move(text));
     return Status::Success;
 }
 
@@ -218,22 +217,15 @@ Status setEnabled(Request& request) {
     return request.port.setEnabled(enabled == 1);
 }
 
-// Which pins a pin may drive, on either side: outputs drive inputs, inputs drive outputs, and RI drives RI alone.
-constexpr std::uint8_t kAllowedTargets[protocol::kPinCount] = {0x36, 0x09, 0x09, 0x36, 0x09, 0x20};
-
-bool isAllowed(std::size_t source, std::uint16_t targets) {
-    const unsigned allowed = kAllowedTargets[source % protocol::kPinCount];
-    return (targets & ~(allowed | allowed << 8)) == 0;
-}
-
 Status setPinConnections(Request& request) {
     const auto entries = request.input.readList();
-    if (!request.exact() || entries.size() != protocol::kPinConnectionCount)
+    PinConnections connections{};
+    if (!request.exact() || entries.size() != connections.size())
         return Status::InvalidParameter;
-    for (std::size_t source = 0; source < entries.size(); ++source)
-        if (!isAllowed(source, entries[source]))
-            return Status::InvalidParameter;
-    std::copy(entries.begin(), entries.end(), request.port.settings().pinConnections.begin());
+    std::copy(entries.begin(), entries.end(), connections.begin());
+    if (!isWiring(connections))
+        return Status::InvalidParameter;
+    request.port.traffic().setPinConnections(connections);
     return Status::Success;
 }
 
@@ -244,7 +236,7 @@ Status setErrorEmulation(Request& request) {
     if (!request.exact() || record.kind != protocol::kBitCrossover || !isFlag(record.enabled) ||
         record.value > kMaximumCrossover)
         return Status::InvalidParameter;
-    request.port.settings().crossover = {record.enabled, record.value};
+    request.port.traffic().setCrossover({record.enabled, record.value});
     return Status::Success;
 }
 
@@ -252,7 +244,7 @@ Status setErrorEmulationLong(Request& request) {
     const auto record = request.input.read<protocol::ErrorEmulationLong>();
     if (!request.exact() || record.kind != protocol::kTransmitOverflow || !isFlag(record.enabled))
         return Status::InvalidParameter;
-    request.port.settings().transmitOverflow = record;
+    request.port.traffic().setTransmitOverflow(record);
     return Status::Success;
 }
 

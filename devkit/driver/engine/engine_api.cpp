@@ -1,27 +1,18 @@
 #include "engine_api.h"
 
 #include "control_requests.h"
+#include "engine_lock.h"
 #include "ports.h"
 
 #include <cstdio>
+#include <exception>
 #include <memory>
-#include <mutex>
-#include <new>
-#include <system_error>
 
 namespace zorvan::driver {
 namespace {
 
-// One lock for the engine: requests are rare and short, and a bridge touches two ports.
-struct Engine {
-    std::mutex mutex;
-    Ports ports;
-};
-
-Engine& engine() {
-    static Engine instance;
-    return instance;
-}
+// Behind the engine's lock.
+Ports ports;
 
 // Goes to the driver process's error output, where the system's own messages about drivers go.
 void report(const char* what, const std::exception& failure) {
@@ -30,7 +21,7 @@ void report(const char* what, const std::exception& failure) {
 
 template <class Action>
 Outcome guarded(Port& port, Action action) {
-    const std::lock_guard lock(engine().mutex);
+    const EngineLock lock;
     if (port.stopped())
         return {Status::NoSuchDevice, 0};
     try {
@@ -56,19 +47,23 @@ std::span<const std::uint8_t> inputOf(const void* buffer, std::uint32_t size) {
 }
 
 // Empty when the value is missing or no text.
-std::wstring readPortName(void* deviceKey) {
+std::wstring readPortName(HKEY deviceKey) {
     wchar_t text[260];
     DWORD size = sizeof text;
-    const auto error =
-        RegGetValueW(static_cast<HKEY>(deviceKey), nullptr, L"PortName", RRF_RT_REG_SZ, nullptr, text, &size);
+    const auto error = RegGetValueW(deviceKey, nullptr, L"PortName", RRF_RT_REG_SZ, nullptr, text, &size);
     return error == ERROR_SUCCESS ? text : std::wstring();
 }
 
 } // namespace
 
+void zorvanSetCompletion(CompleteRequest complete) {
+    setCompletion(complete);
+}
+
 Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName) {
     try {
-        return std::make_unique<Port>(readPortName(deviceKey), deviceName).release();
+        auto* const key = static_cast<HKEY>(deviceKey);
+        return std::make_unique<Port>(readPortName(key), deviceName, key).release();
     } catch (const std::exception& failure) {
         report("a port could not be made", failure);
         return nullptr;
@@ -76,17 +71,17 @@ Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName) {
 }
 
 void zorvanStartPort(Port* port) {
-    const std::lock_guard lock(engine().mutex);
+    const EngineLock lock;
     try {
-        engine().ports.add(*port);
+        ports.add(*port);
     } catch (const std::exception& failure) {
         report("a port's name could not be published", failure); // its control requests work all the same
     }
 }
 
 void zorvanStopPort(Port* port) {
-    const std::lock_guard lock(engine().mutex);
-    engine().ports.remove(*port);
+    const EngineLock lock;
+    ports.remove(*port);
     port->stop();
 }
 
@@ -98,7 +93,7 @@ Outcome
 zorvanControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
     return guarded(*port, [&] {
         protocol::RecordWriter reply;
-        const auto status = handleControlRequest(engine().ports, *port, code, inputOf(buffer, inputSize), reply);
+        const auto status = handleControlRequest(ports, *port, code, inputOf(buffer, inputSize), reply);
         return deliver(status, reply.bytes(), buffer, outputSize);
     });
 }
@@ -108,19 +103,30 @@ Status zorvanOpenSerial(Port* port) {
 }
 
 void zorvanCloseSerial(Port* port) {
-    const std::lock_guard lock(engine().mutex);
-    port->closeSerial();
+    const EngineLock lock;
+    port->traffic().close(Status::Cancelled);
 }
 
 Outcome
 zorvanSerialControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize) {
     return guarded(*port, [&] {
         protocol::RecordWriter reply;
-        auto* const serial = port->serial();
-        const auto status =
-            serial ? serial->handleRequest(code, inputOf(buffer, inputSize), reply) : Status::AccessDenied;
+        const auto status = port->traffic().control(code, inputOf(buffer, inputSize), reply);
         return deliver(status, reply.bytes(), buffer, outputSize);
     });
+}
+
+void zorvanSubmit(Port* port, Operation operation, void* request, void* buffer, std::uint32_t size) {
+    const EngineLock lock;
+    if (port->stopped())
+        completeLater(request, Status::NoSuchDevice);
+    else
+        port->traffic().submit(operation, request, {static_cast<std::uint8_t*>(buffer), size});
+}
+
+void zorvanCancel(Port* port, void* request) {
+    const EngineLock lock;
+    port->traffic().cancel(request);
 }
 
 } // namespace zorvan::driver

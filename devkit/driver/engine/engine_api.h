@@ -4,6 +4,7 @@
 // an opaque port, and lets no exception through.
 #pragma once
 
+#include "operation.h"
 #include "status.h"
 
 #ifdef ZORVAN_ENGINE_BUILD
@@ -17,6 +18,9 @@ namespace zorvan::driver {
 class Port;
 
 extern "C" {
+
+// How requests that were submitted are completed: on any thread, also before zorvanSubmit returns.
+ZORVAN_ENGINE_API void zorvanSetCompletion(CompleteRequest complete);
 
 // Makes the port of a device whose open hardware key is given (it stays the caller's) and whose serial traffic
 // enters at the named device object. Null: that failed.
@@ -35,11 +39,16 @@ ZORVAN_ENGINE_API void zorvanFreePort(Port* port);
 ZORVAN_ENGINE_API Outcome
 zorvanControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize);
 
-// The serial side takes one opener at a time.
+// The serial side takes one opener at a time. Closing it cancels what the opener still asks for.
 ZORVAN_ENGINE_API Status zorvanOpenSerial(Port* port);
 ZORVAN_ENGINE_API void zorvanCloseSerial(Port* port);
 ZORVAN_ENGINE_API Outcome
 zorvanSerialControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize);
+
+// Asks for something that may take time. The request and its buffer belong to the engine until it completes it.
+ZORVAN_ENGINE_API void zorvanSubmit(Port* port, Operation operation, void* request, void* buffer, std::uint32_t size);
+// Completes the request as cancelled, unless it has been completed already.
+ZORVAN_ENGINE_API void zorvanCancel(Port* port, void* request);
 
 } // extern "C"
 

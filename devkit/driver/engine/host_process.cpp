@@ -108,11 +108,11 @@ UniqueHandle HostProcess::duplicateHere(std::uint64_t value, DWORD options) cons
     return UniqueHandle(copy);
 }
 
-HostHandle::HostHandle(const HostProcess& host, std::uint64_t value)
-    : host_(&host), value_(value), copy_(host.copyHandle(value)) {}
+HostHandle::HostHandle(std::shared_ptr<const HostProcess> host, std::uint64_t value)
+    : host_(std::move(host)), value_(value), copy_(host_->copyHandle(value)) {}
 
 HostHandle::HostHandle(HostHandle&& other) noexcept
-    : host_(other.host_), value_(other.value_), copy_(std::move(other.copy_)) {}
+    : host_(std::move(other.host_)), value_(other.value_), copy_(std::move(other.copy_)) {}
 
 // What this handle was ends with the other one.
 HostHandle& HostHandle::operator=(HostHandle&& other) noexcept {

@@ -4,6 +4,7 @@
 #include "base/unique.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace zorvan::driver {
 
@@ -33,7 +34,7 @@ private:
 class HostHandle {
 public:
     // Takes the value over if it is a handle there; otherwise the result is empty.
-    HostHandle(const HostProcess& host, std::uint64_t value);
+    HostHandle(std::shared_ptr<const HostProcess> host, std::uint64_t value);
     HostHandle(HostHandle&& other) noexcept;
     HostHandle& operator=(HostHandle&& other) noexcept;
     HostHandle(const HostHandle&) = delete;
@@ -48,7 +49,7 @@ public:
     void giveBack() { copy_.reset(); }
 
 private:
-    const HostProcess* host_;
+    std::shared_ptr<const HostProcess> host_;
     std::uint64_t value_;
     UniqueHandle copy_;
 };

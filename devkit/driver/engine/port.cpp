@@ -1,11 +1,14 @@
 #include "port.h"
 
+#include "engine_lock.h"
+
 #include <utility>
 
 namespace zorvan::driver {
 
-Port::Port(std::wstring name, std::wstring deviceName)
-    : name_(std::move(name)), deviceName_(std::move(deviceName)), host_(std::in_place) {}
+Port::Port(std::wstring name, std::wstring deviceName, HKEY deviceKey)
+    : name_(std::move(name)), deviceName_(std::move(deviceName)), bridgeMemory_(deviceKey),
+      host_(std::make_shared<HostProcess>()) {}
 
 void Port::start() {
     if (isPortName(name_) && !isTaken(name_, deviceName_))
@@ -14,9 +17,10 @@ void Port::start() {
         name_.clear();
 }
 
+// A permanent bridge is left to the partner, which keeps it in mind.
 void Port::stop() {
-    releasePartner();
-    connection_.emplace<Listening>();
+    traffic_.close(Status::NoSuchDevice);
+    leave(Listening{});
     events_.clear();
     publishedName_.reset();
     host_.reset();
@@ -29,6 +33,8 @@ Status Port::rename(const std::wstring& name) {
         return Status::ObjectNameCollision;
     name_ = name;
     publish();
+    if (const auto* bridge = connectionAs<Bridge>(); bridge && bridge->permanent)
+        bridge->partner->bridgeMemory_.remember({bridge->partner->rememberedServer(), name_});
     events_.signal();
     return Status::Success;
 }
@@ -45,45 +51,107 @@ std::uint32_t Port::mode() const {
     return host_->running() ? static_cast<std::uint32_t>(connection_.index()) + 1 : kModeBroken;
 }
 
-void Port::connect(Connection next) {
-    releasePartner();
-    connection_ = std::move(next);
-    events_.signal();
+void Port::listen() {
+    leaveForGood();
+    if (!connectionAs<Listening>())
+        leave(Listening{});
+}
+
+void Port::listen(std::wstring securityDescriptor) {
+    securityDescriptor_ = std::move(securityDescriptor);
+    listen();
+}
+
+void Port::connectPipe(HostHandle pipe, bool serverEnd) {
+    auto pump = makePump(serverEnd ? Pump::Kind::PipeServer : Pump::Kind::PipeClient, {pipe.copy(), pipe.copy()});
+    leaveForGood();
+    leave(PipeConnection{std::move(pipe), pump});
+    traffic_.join(*pump);
+    traffic_.setPresent(*pump, !serverEnd); // a server's pump tells when its first client comes
+}
+
+void Port::connectFiles(HostHandle output, HostHandle input) {
+    auto pump = makePump(Pump::Kind::Files, {input.copy(), output.copy()});
+    leaveForGood();
+    leave(FileConnection{std::move(output), std::move(input), pump});
+    traffic_.join(*pump);
+    traffic_.setPresent(*pump, true);
 }
 
 void Port::bridgeTo(Port& partner, std::wstring server, bool permanent) {
-    connect(Bridge{&partner, std::move(server), permanent});
-    partner.connect(Bridge{this, L".", permanent});
+    leaveForGood();
+    partner.leaveForGood();
+    join(partner, {std::move(server), partner.name_}, {L".", name_}, permanent);
 }
 
-void Port::listen() {
-    if (connectionAs<Listening>())
+void Port::rejoin(Port& other) {
+    const auto agrees = [](const Port& port, const Port& partner) {
+        return !port.bridgeMemory_.partner() || port.bridgeMemory_.names(partner.name_);
+    };
+    const bool remembered = bridgeMemory_.partner() || other.bridgeMemory_.partner();
+    if (!remembered || !agrees(*this, other) || !agrees(other, *this))
         return;
-    releasePartner();
-    beListening();
+    if (connectionAs<Listening>() && other.connectionAs<Listening>())
+        join(other, {rememberedServer(), other.name_}, {other.rememberedServer(), name_}, true);
 }
 
 Status Port::openSerial() {
-    if (serial_ || !enabled_)
+    if (traffic_.isOpen() || !enabled_)
         return Status::AccessDenied;
-    serial_.emplace();
+    traffic_.open();
     return Status::Success;
+}
+
+std::shared_ptr<Pump> Port::makePump(Pump::Kind kind, Pump::Ends ends) {
+    return std::make_shared<Pump>(kind, traffic_, ends, [this] { pumpEnded(); });
+}
+
+// What the client has decided ends a permanent bridge at both ends, also while the partner is away.
+void Port::leaveForGood() {
+    if (const auto* bridge = connectionAs<Bridge>())
+        bridge->partner->bridgeMemory_.forget();
+    bridgeMemory_.forget();
+}
+
+void Port::leave(Connection next) {
+    auto former = std::exchange(connection_, std::move(next));
+    traffic_.joinNothing();
+    if (const auto* bridge = std::get_if<Bridge>(&former)) {
+        bridge->partner->connection_.emplace<Listening>();
+        bridge->partner->events_.signal();
+    }
+    releaseLater(std::make_shared<Connection>(std::move(former)));
+    releaseLater(std::exchange(endedPump_, nullptr));
+    events_.signal();
+}
+
+// On the pump's own thread, which cannot wait for its own end.
+void Port::pumpEnded() {
+    const auto* const pipe = connectionAs<PipeConnection>();
+    auto pump = pipe ? pipe->pump : std::get<FileConnection>(connection_).pump;
+    leave(Listening{});
+    endedPump_ = std::move(pump);
+}
+
+// What can fail comes first: a bridge has two ends or none.
+void Port::join(Port& partner, const Endpoint& there, const Endpoint& back, bool permanent) {
+    if (permanent) {
+        bridgeMemory_.remember(there);
+        partner.bridgeMemory_.remember(back);
+    }
+    leave(Bridge{&partner, there.server, permanent});
+    partner.leave(Bridge{this, back.server, permanent});
+    traffic_.join(partner.traffic_);
+}
+
+std::wstring Port::rememberedServer() const {
+    return bridgeMemory_.partner() ? bridgeMemory_.partner()->server : L".";
 }
 
 void Port::publish() {
     publishedName_.reset();
     if (enabled_ && !name_.empty())
         publishedName_.emplace(name_, deviceName_);
-}
-
-void Port::beListening() {
-    connection_.emplace<Listening>();
-    events_.signal();
-}
-
-void Port::releasePartner() const {
-    if (const auto* bridge = connectionAs<Bridge>())
-        bridge->partner->beListening();
 }
 
 } // namespace zorvan::driver

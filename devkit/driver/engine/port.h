@@ -1,16 +1,17 @@
-// One virtual serial port: its host process, its name, its connection and its settings.
+// One virtual serial port: its host process, its name, its connection and its traffic.
 //
-// Ports are touched only with the engine's lock held (engine_api.cpp); so a port may reach into its bridge partner.
+// Ports are touched only with the engine's lock held (engine_lock.h); so a port may reach into its bridge partner.
 #pragma once
 
-#include "driver/protocol.h"
+#include "bridge_memory.h"
 #include "host_events.h"
 #include "host_process.h"
 #include "port_name.h"
-#include "serial_settings.h"
+#include "pump.h"
 #include "status.h"
+#include "traffic.h"
 
-#include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -23,7 +24,7 @@ struct Listening {};
 
 struct PipeConnection {
     HostHandle pipe;
-    bool serverEnd;
+    std::shared_ptr<Pump> pump; // uses the handle above
 };
 
 struct Bridge {
@@ -35,6 +36,7 @@ struct Bridge {
 struct FileConnection {
     HostHandle output;
     HostHandle input;
+    std::shared_ptr<Pump> pump; // uses the handles above
 };
 
 // In the order of the modes that clients see, from 1 on.
@@ -42,23 +44,10 @@ using Connection = std::variant<Listening, PipeConnection, Bridge, FileConnectio
 
 inline constexpr std::uint32_t kModeBroken = 0;
 
-// What control requests set and ask without further effect as long as no traffic flows.
-struct PortSettings {
-    using PinConnections = std::array<std::uint16_t, protocol::kPinConnectionCount>;
-
-    static constexpr PinConnections kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
-
-    std::wstring securityDescriptor = L"D:AR(A;;CC;;;WD)";
-    PinConnections pinConnections = kNullModem;
-    protocol::ErrorEmulationState crossover{};
-    protocol::ErrorEmulationLong transmitOverflow{protocol::kTransmitOverflow, 0, 0};
-    protocol::TrafficCounters traffic{};
-};
-
 class Port {
 public:
-    // Starts the host process.
-    Port(std::wstring name, std::wstring deviceName);
+    // Starts the host process. The hardware key stays the caller's.
+    Port(std::wstring name, std::wstring deviceName, HKEY deviceKey);
     ~Port() = default; // a port that was started is stopped first
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
@@ -69,7 +58,7 @@ public:
     void stop();
     bool stopped() const { return !host_; }
 
-    const HostProcess& host() const { return *host_; }
+    const std::shared_ptr<const HostProcess>& host() const { return host_; }
 
     const std::wstring& name() const { return name_; }
     Status rename(const std::wstring& name);
@@ -78,44 +67,53 @@ public:
     bool enabled() const { return enabled_; }
     Status setEnabled(bool enabled);
 
+    // The security descriptor's text of listening mode.
+    const std::wstring& securityDescriptor() const { return securityDescriptor_; }
+
     // Broken when the host process, and with it every handle that it was given, is gone.
     std::uint32_t mode() const;
-    const Connection& connection() const { return connection_; }
     // Null in any other mode.
     template <class Mode>
     const Mode* connectionAs() const {
         return std::get_if<Mode>(&connection_);
     }
 
-    // Ends the present connection, at both ends of a bridge, and begins the next.
-    void connect(Connection next);
-    void bridgeTo(Port& partner, std::wstring server, bool permanent);
+    // Each ends the present connection, at both ends of a bridge, and begins the next.
     void listen();
-
-    PortSettings& settings() { return settings_; }
+    void listen(std::wstring securityDescriptor);
+    void connectPipe(HostHandle pipe, bool serverEnd);
+    void connectFiles(HostHandle output, HostHandle input);
+    void bridgeTo(Port& partner, std::wstring server, bool permanent);
+    // Restores a permanent bridge, if the two ports have one and nothing else to do.
+    void rejoin(Port& other);
 
     // Adds an event that a client left in the host process; false: it is none.
-    bool watch(std::uint64_t event) { return events_.add(host(), event); }
+    bool watch(std::uint64_t event) { return events_.add(*host_, event); }
 
-    // The serial side takes one opener at a time, and starts anew with each.
+    // The serial side takes one opener at a time.
     Status openSerial();
-    void closeSerial() { serial_.reset(); }
-    SerialSettings* serial() { return serial_ ? &*serial_ : nullptr; }
+    Traffic& traffic() { return traffic_; }
 
 private:
-    void beListening();
-    void releasePartner() const;
+    std::shared_ptr<Pump> makePump(Pump::Kind kind, Pump::Ends ends);
+    void leaveForGood();
+    void leave(Connection next);
+    void pumpEnded();
+    void join(Port& partner, const Endpoint& there, const Endpoint& back, bool permanent);
+    std::wstring rememberedServer() const;
     void publish();
 
     std::wstring name_;
     std::wstring deviceName_;
     bool enabled_ = true;
-    std::optional<HostProcess> host_;
+    std::wstring securityDescriptor_ = L"D:AR(A;;CC;;;WD)";
+    BridgeMemory bridgeMemory_;
+    std::shared_ptr<const HostProcess> host_;
     std::optional<PublishedPortName> publishedName_;
-    PortSettings settings_;
     HostEvents events_;
-    std::optional<SerialSettings> serial_; // while it is open
-    Connection connection_;                // after the host process, which its handles live in
+    Traffic traffic_;
+    Connection connection_;
+    std::shared_ptr<Pump> endedPump_; // by itself; waited for later
 };
 
 } // namespace zorvan::driver

@@ -3,9 +3,14 @@
 #include <algorithm>
 
 namespace zorvan::driver {
+
+// The port that was there first restores a bridge, so that its wiring is the common one.
 void Ports::add(Port& port) {
+    const auto others = ports_;
     ports_.push_back(&port);
     port.start();
+    for (auto* const other : others)
+        other->rejoin(port);
 }
 
 void Ports::remove(const Port& port) {

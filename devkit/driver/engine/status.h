@@ -18,6 +18,7 @@ enum class Status : std::uint32_t {
     ObjectNameCollision = 0xC0000035,  // ERROR_ALREADY_EXISTS
     InsufficientResources = 0xC000009A,
     NotSupported = 0xC00000BB,     // ERROR_NOT_SUPPORTED
+    Cancelled = 0xC0000120,        // ERROR_OPERATION_ABORTED
     ConnectionActive = 0xC000023B, // ERROR_CONNECTION_ACTIVE
 };
 
@@ -26,5 +27,8 @@ struct Outcome {
     Status status;
     std::uint32_t replySize;
 };
+
+// How the .sys is told what a request that took its time came to.
+using CompleteRequest = void (*)(void* request, Outcome outcome);
 
 } // namespace zorvan::driver

@@ -54,6 +54,45 @@ NTSTATUS NTAPI closeFile(DEVICE_OBJECT* object, IRP* irp) {
     return complete(irp, {Status::Success, 0});
 }
 
+// Called by the engine, on any thread.
+void completeSubmitted(void* request, Outcome outcome) {
+    auto* const irp = static_cast<IRP*>(request);
+    IoSetCancelRoutine(irp, nullptr);
+    complete(irp, outcome);
+}
+
+// The engine knows what it has completed already; the request that is being cancelled stays valid meanwhile.
+void NTAPI cancelSubmitted(DEVICE_OBJECT* object, IRP* irp) {
+    IoReleaseCancelSpinLock(irp->CancelIrql);
+    zorvanCancel(entranceOf(object).device->port, irp);
+}
+
+// The system hands over cancellations on this thread, too: none can come before the engine has the request.
+NTSTATUS submit(DEVICE_OBJECT* object, IRP* irp, Operation operation, std::uint32_t size) {
+    const auto& [entrance, device] = entranceOf(object);
+    const auto& stack = *IoGetCurrentIrpStackLocation(irp);
+    if (entrance == Entrance::Control)
+        return complete(irp, {Status::InvalidDeviceRequest, 0});
+    if (!isSerialOpener(*stack.FileObject))
+        return complete(irp, {Status::AccessDenied, 0});
+    IoMarkIrpPending(irp);
+    IoSetCancelRoutine(irp, cancelSubmitted);
+    zorvanSubmit(device->port, operation, irp, irp->AssociatedIrp.SystemBuffer, size);
+    return STATUS_PENDING;
+}
+
+NTSTATUS NTAPI read(DEVICE_OBJECT* object, IRP* irp) {
+    return submit(object, irp, Operation::Read, IoGetCurrentIrpStackLocation(irp)->Parameters.Read.Length);
+}
+
+NTSTATUS NTAPI write(DEVICE_OBJECT* object, IRP* irp) {
+    return submit(object, irp, Operation::Write, IoGetCurrentIrpStackLocation(irp)->Parameters.Write.Length);
+}
+
+NTSTATUS NTAPI flush(DEVICE_OBJECT* object, IRP* irp) {
+    return submit(object, irp, Operation::Flush, 0);
+}
+
 Outcome control(const EntranceExtension& extension, const IO_STACK_LOCATION& stack, void* buffer) {
     const auto& request = stack.Parameters.DeviceIoControl;
     const auto [entrance, device] = extension;
@@ -69,14 +108,12 @@ Outcome control(const EntranceExtension& extension, const IO_STACK_LOCATION& sta
 // Every request that either side knows is of the buffered method; the others lack a buffer of that kind.
 NTSTATUS NTAPI deviceControl(DEVICE_OBJECT* object, IRP* irp) {
     const auto& stack = *IoGetCurrentIrpStackLocation(irp);
-    if ((stack.Parameters.DeviceIoControl.IoControlCode & 3) != METHOD_BUFFERED)
+    const auto& request = stack.Parameters.DeviceIoControl;
+    if ((request.IoControlCode & 3) != METHOD_BUFFERED)
         return complete(irp, {Status::InvalidDeviceRequest, 0});
+    if (request.IoControlCode == IOCTL_SERIAL_WAIT_ON_MASK)
+        return submit(object, irp, Operation::WaitForEvent, request.OutputBufferLength);
     return complete(irp, control(entranceOf(object), stack, irp->AssociatedIrp.SystemBuffer));
-}
-
-// No traffic flows yet: saying so is better than a read that never ends or a write that goes nowhere.
-NTSTATUS NTAPI readOrWrite(DEVICE_OBJECT*, IRP* irp) {
-    return complete(irp, {Status::NotSupported, 0});
 }
 
 NTSTATUS passDown(const Device& device, IRP* irp) {
@@ -125,13 +162,15 @@ void NTAPI unload(DRIVER_OBJECT*) {
 } // namespace
 
 extern "C" NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING*) {
+    zorvanSetCompletion(completeSubmitted);
     driver->DriverExtension->AddDevice = addDeviceOf;
     driver->DriverUnload = unload;
     driver->MajorFunction[IRP_MJ_CREATE] = createFile;
     driver->MajorFunction[IRP_MJ_CLOSE] = closeFile;
     driver->MajorFunction[IRP_MJ_DEVICE_CONTROL] = deviceControl;
-    driver->MajorFunction[IRP_MJ_READ] = readOrWrite;
-    driver->MajorFunction[IRP_MJ_WRITE] = readOrWrite;
+    driver->MajorFunction[IRP_MJ_READ] = read;
+    driver->MajorFunction[IRP_MJ_WRITE] = write;
+    driver->MajorFunction[IRP_MJ_FLUSH_BUFFERS] = flush;
     driver->MajorFunction[IRP_MJ_PNP] = plugAndPlay;
     return STATUS_SUCCESS;
 }

@@ -11,3 +11,4 @@
 #include <ntddk.h>
 #undef InterlockedBitTestAndSet
 #undef InterlockedBitTestAndReset
+#include <ntddser.h>

@@ -1,0 +1,95 @@
+#include "receiver.h"
+
+#include "engine_lock.h"
+
+namespace zorvan::driver {
+
+bool Receiver::Read::enough() const {
+    if (done == buffer.size() || rule.enough == ReadRule::Enough::WhatIsThere)
+        return true;
+    return rule.enough == ReadRule::Enough::Anything && done != 0;
+}
+
+void Receiver::read(void* request, std::span<std::uint8_t> buffer, const ReadRule& rule) {
+    reads_.push_back({request, buffer, rule});
+    serve();
+}
+
+std::size_t Receiver::room() const {
+    auto room = capacity_ - std::min(capacity_, queue_.size());
+    for (const auto& read : reads_)
+        room += read.buffer.size() - read.done;
+    return room;
+}
+
+void Receiver::receive(std::span<const std::uint8_t> bytes) {
+    queue_.append(bytes);
+    serve();
+}
+
+bool Receiver::cancel(void* request) {
+    const auto found =
+        std::find_if(reads_.begin(), reads_.end(), [&](const Read& read) { return read.request == request; });
+    if (found == reads_.end())
+        return false;
+    completeLater(request, Status::Cancelled, found->done);
+    reads_.erase(found);
+    serve();
+    return true;
+}
+
+void Receiver::abort(Status status) {
+    for (const auto& read : reads_)
+        completeLater(read.request, status, read.done);
+    reads_.clear();
+}
+
+std::optional<Tick> Receiver::deadline() const {
+    if (reads_.empty())
+        return std::nullopt;
+    const auto& read = reads_.front();
+    if (read.end && read.intervalEnd)
+        return std::min(*read.end, *read.intervalEnd);
+    return read.end ? read.end : read.intervalEnd;
+}
+
+// A read whose time is up has succeeded with what has come.
+void Receiver::expire() {
+    const auto due = deadline();
+    if (!due || *due > Clock::now())
+        return;
+    finishFirst();
+    serve();
+}
+
+void Receiver::serve() {
+    while (!reads_.empty()) {
+        auto& read = reads_.front();
+        if (!read.begun)
+            begin(read);
+        fill(read);
+        if (!read.enough())
+            return;
+        finishFirst();
+    }
+}
+
+void Receiver::begin(Read& read) {
+    read.begun = true;
+    if (read.rule.total)
+        read.end = Clock::now() + *read.rule.total;
+}
+
+void Receiver::fill(Read& read) {
+    const auto count = queue_.take(read.buffer.subspan(read.done));
+    read.done += count;
+    if (count != 0 && read.rule.interval)
+        read.intervalEnd = Clock::now() + *read.rule.interval;
+}
+
+void Receiver::finishFirst() {
+    completeLater(reads_.front().request, Status::Success, reads_.front().done);
+    reads_.pop_front();
+}
+
+} // namespace zorvan::driver

@@ -1,0 +1,50 @@
+// The writes of an open port that wait for somebody to take their bytes.
+#pragma once
+
+#include "serial_timeouts.h"
+#include "status.h"
+
+#include <deque>
+#include <span>
+#include <vector>
+
+namespace zorvan::driver {
+
+class Transmitter {
+public:
+    // The request is completed when all its bytes are taken or its time is up. One of no bytes is completed when
+    // those before it are: so a flush waits.
+    void write(void* request, std::span<const std::uint8_t> bytes, std::optional<Duration> timeout);
+    // Goes before everything that waits, also while transmission is held.
+    void sendUrgently(std::uint8_t byte) { urgent_.push_back(byte); }
+
+    std::size_t unsent() const;
+    std::size_t takeUrgent(std::span<std::uint8_t> block);
+    std::size_t take(std::span<std::uint8_t> block);
+
+    bool cancel(void* request);
+    void abort(Status status);
+
+    std::optional<Tick> deadline() const;
+    void expire();
+
+private:
+    struct Write {
+        void* request;
+        std::span<const std::uint8_t> bytes;
+        std::optional<Duration> timeout;
+        std::size_t done = 0;
+        std::optional<Tick> end = {}; // set at the write's turn
+
+        std::size_t unsent() const { return bytes.size() - done; }
+    };
+
+    void beginFirst();
+    void finishTaken();
+    void finishFirst();
+
+    std::vector<std::uint8_t> urgent_;
+    std::deque<Write> writes_; // the first one has its turn
+};
+
+} // namespace zorvan::driver
