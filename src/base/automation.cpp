@@ -21,7 +21,7 @@ std::wstring_view bstrText(BSTR text) {
     return {text, SysStringLen(text)};
 }
 
-const wchar_t* nulTerminated(BSTR text) {
+const wchar_t* nulTerminated(const wchar_t* text) {
     return text != nullptr ? text : L"";
 }
 

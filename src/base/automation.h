@@ -18,7 +18,7 @@ BSTR newBstr(std::wstring_view text);
 std::wstring_view bstrText(BSTR text);
 
 // The same for functions of the system: the text up to its first NUL. Never a null pointer.
-const wchar_t* nulTerminated(BSTR text);
+const wchar_t* nulTerminated(const wchar_t* text);
 
 // VT_EMPTY, or the VT_ERROR by which a script's call says that an optional argument was left out.
 bool isOmitted(const VARIANT& argument);
