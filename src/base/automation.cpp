@@ -21,6 +21,10 @@ std::wstring_view bstrText(BSTR text) {
     return {text, SysStringLen(text)};
 }
 
+const wchar_t* nulTerminated(const wchar_t* text) {
+    return text != nullptr ? text : L"";
+}
+
 bool isOmitted(const VARIANT& argument) {
     return argument.vt == VT_EMPTY || (argument.vt == VT_ERROR && argument.scode == DISP_E_PARAMNOTFOUND);
 }

@@ -17,6 +17,9 @@ BSTR newBstr(std::wstring_view text);
 // The text of a BSTR, which may be null and may contain NULs.
 std::wstring_view bstrText(BSTR text);
 
+// The same for functions of the system: the text up to its first NUL. Never a null pointer.
+const wchar_t* nulTerminated(const wchar_t* text);
+
 // VT_EMPTY, or the VT_ERROR by which a script's call says that an optional argument was left out.
 bool isOmitted(const VARIANT& argument);
 

@@ -11,18 +11,9 @@
 
 namespace zorvan {
 
-namespace {
-
-// What the system takes for the name: the text up to its first NUL.
-std::wstring nameOf(BSTR text) {
-    return text != nullptr ? text : L"";
-}
-
-} // namespace
-
 HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
     return comBoundary([&] {
-        rename(nameOf(portName));
+        rename(nulTerminated(portName));
         return library_.portNameChanged(this);
     });
 }

@@ -5,12 +5,15 @@
 #include "base/slim_lock.h"
 #include "device/device_control.h"
 #include "device/device_library.h"
+#include "device/pin_wiring.h"
+#include "driver/protocol.h"
 #include "pnp/opening.h"
 
 #include <zorvanlib.h>
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 namespace zorvan {
@@ -65,36 +68,45 @@ public:
     HRESULT STDMETHODCALLTYPE deleteDevice() noexcept override;
     HRESULT STDMETHODCALLTYPE disconnectDevice() noexcept override;
 
-    // Not built yet: connections
-    HRESULT STDMETHODCALLTYPE startListening(VARIANT) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_securityDescriptor(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE connectToPipe(BSTR) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE createAndConnectPipe(BSTR, ULONG, ULONG, ULONG, ULONG) noexcept override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE get_PipeName(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE createBridge(IVirtualSerialDevice*, VARIANT_BOOL) noexcept override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE get_pair(IVirtualSerialDevice**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_remoteServer(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_remotePort(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_remoteEndpoint(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE createRemoteBridge(BSTR, BSTR, VARIANT_BOOL, BSTR, BSTR, BSTR) noexcept override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE get_localSocket(ISocket**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_remoteSocket(ISocket**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE restoreDefaultPins() noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE connectToFiles(BSTR, BSTR, FileCreationMode) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_inputFileName(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_outputFileName(BSTR*) noexcept override { return E_NOTIMPL; }
+    // Listening and pipes
+    HRESULT STDMETHODCALLTYPE startListening(VARIANT securityDescriptor) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_securityDescriptor(BSTR* text) noexcept override;
+    HRESULT STDMETHODCALLTYPE connectToPipe(BSTR pipeName) noexcept override;
+    HRESULT STDMETHODCALLTYPE createAndConnectPipe(
+        BSTR pipeName, ULONG instances, ULONG outputBufferSize, ULONG inputBufferSize,
+        ULONG defaultTimeout) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_PipeName(BSTR* name) noexcept override;
+
+    // Bridges
+    HRESULT STDMETHODCALLTYPE
+    createBridge(IVirtualSerialDevice* anotherDevice, VARIANT_BOOL permanent) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_pair(IVirtualSerialDevice** anotherDevice) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_remoteServer(BSTR* server) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_remotePort(BSTR* port) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_remoteEndpoint(BSTR* endpoint) noexcept override;
+    HRESULT STDMETHODCALLTYPE createRemoteBridge(
+        BSTR portName, BSTR serverName, VARIANT_BOOL permanent, BSTR login, BSTR password,
+        BSTR domain) noexcept override;
+
+    // Sockets and pins
+    HRESULT STDMETHODCALLTYPE get_localSocket(ISocket** socket) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_remoteSocket(ISocket** socket) noexcept override;
+    HRESULT STDMETHODCALLTYPE restoreDefaultPins() noexcept override;
+
+    // Files
+    HRESULT STDMETHODCALLTYPE
+    connectToFiles(BSTR inputFile, BSTR outputFile, FileCreationMode creation) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_inputFileName(BSTR* name) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_outputFileName(BSTR* name) noexcept override;
 
     // IDeviceControl
     DWORD STDMETHODCALLTYPE deviceNumber() noexcept override;
     HANDLE STDMETHODCALLTYPE notificationEvent() noexcept override;
     void STDMETHODCALLTYPE markDeleted() noexcept override;
     BOOL STDMETHODCALLTYPE refreshPortName() noexcept override;
+
+    // For its pins: connects two that may be connected, or parts them. Throws when the driver cannot be told.
+    void connectPins(Pin source, Pin target, bool connected);
 
 private:
     friend struct DeviceHoldTraits;
@@ -110,6 +122,18 @@ private:
     // Everything of a rename but the report of it.
     void rename(const std::wstring& newName);
 
+    // What startListening does; throws.
+    void listen(const VARIANT& securityDescriptor);
+
+    enum class PipeEnd : std::uint8_t { Client = 0, Server = 1 };
+    void handOverPipe(const std::wstring& path, UniqueHandle pipe, PipeEnd end);
+
+    HRESULT getFileName(std::uint64_t protocol::HostHandlePair::*file, BSTR* name) noexcept;
+
+    HRESULT newSocket(bool remote, ISocket** socket) noexcept;
+    // Puts the wiring in force, or throws and leaves the present one. For holders of the wiring lock.
+    void rewire(const PinWiring& wiring, const std::unique_lock<SlimLock>& lock);
+
     // The control path as it is now, empty once the device is deleted: the open then reports the error.
     std::wstring controlPath() const;
 
@@ -123,6 +147,9 @@ private:
     SlimLock nameLock_; // from before a name is looked up or written until it is cached; taken before the next one
     mutable SlimLock identityLock_; // a refresh marks the device deleted while clients use it
     pnp::DeviceIdentity identity_;
+
+    SlimLock wiringLock_; // held while a wiring is sent, so that the last one sent is the one that is kept
+    PinWiring wiring_;
 };
 
 } // namespace zorvan

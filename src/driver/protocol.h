@@ -89,13 +89,18 @@ inline constexpr std::size_t kReplySize = 0x10000;
 // local pin t as its target, bit 8 + t for remote pin t.
 inline constexpr std::size_t kPinCount = 6;
 inline constexpr std::size_t kPinConnectionCount = 2 * kPinCount;
+inline constexpr unsigned kRemoteTargets = 8; // the first bit of the remote targets
+
+// The targets that a pin may have, on either side: outputs drive inputs, inputs drive outputs. RI drives RI alone,
+// although as an input it would be expected to drive outputs. Intended.
+inline constexpr std::uint8_t kAllowedTargets[kPinCount] = {0x36, 0x09, 0x09, 0x36, 0x09, 0x20};
 
 // What ErrorEmulationShort and ErrorEmulationLong emulate.
 inline constexpr std::uint32_t kBitCrossover = 0x11;  // ErrorEmulationShort: value in thousandths
 inline constexpr std::uint32_t kTransmitOverflow = 1; // ErrorEmulationLong: parameter unused
 
 // The server name that stands for this computer in CreateBridge.
-inline constexpr char kLocalServer[] = ".";
+inline constexpr wchar_t kLocalServer[] = L".";
 
 #pragma pack(push, 1)
 

@@ -1,27 +1,18 @@
 // Writing and reading the bytes of control request records. Shared with the development driver; see protocol.h.
 #pragma once
 
+#include "base/wide_string.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <span>
-#include <string>
-#include <string_view>
 #include <type_traits>
 #include <vector>
 
 namespace zorvan::protocol {
-
-// UTF-16 text: the system's wide string where that is what it holds.
-#ifdef _WIN32
-using WideString = std::wstring;
-#else
-using WideString = std::u16string;
-#endif
-using WideStringView = std::basic_string_view<WideString::value_type>;
-static_assert(sizeof(WideString::value_type) == 2);
 
 // Memory that is wiped before it is freed.
 template <class Item>

@@ -17,22 +17,14 @@
 // Knows nothing of Windows, so that it can be built and tried with any text anywhere.
 #pragma once
 
+#include "base/wide_string.h"
+
 #include <cstdint>
 #include <span>
 #include <stdexcept>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace zorvan::registration {
-
-// UTF-16 text: the system's wide string where that is what it holds.
-#ifdef _WIN32
-using WideString = std::wstring;
-#else
-using WideString = std::u16string;
-#endif
-using WideStringView = std::basic_string_view<WideString::value_type>;
 
 // The script breaks the rules of the language.
 class ScriptError : public std::runtime_error {

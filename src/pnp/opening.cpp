@@ -50,8 +50,9 @@ std::wstring interfacePath(HDEVINFO set, SP_DEVINFO_DATA& device, const GUID& in
 // driver is told so with 0: the device works, but reports no changes.
 void bindToDriver(DeviceIdentity& identity) {
     identity.hostProcessId = driver::query<std::uint32_t>(identity.controlPath, protocol::Query::HostProcessId);
-    const auto hostEvent = duplicateIntoHost(identity.hostProcessId, identity.notificationEvent.get());
-    driver::sendRecord(identity.controlPath, protocol::Set::HostEvent, hostEvent);
+    auto hostEvent = duplicateIntoHost(identity.hostProcessId, identity.notificationEvent.get());
+    driver::sendRecord(identity.controlPath, protocol::Set::HostEvent, hostEvent.get().value);
+    hostEvent.release();
 }
 
 bool tryBindToDriver(DeviceIdentity& identity) {

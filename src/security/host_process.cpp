@@ -1,10 +1,21 @@
 #include "security/host_process.h"
 
+#include "base/hresult_error.h"
 #include "security/privileges.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
 
 namespace zorvan {
 
 namespace {
+
+constexpr std::size_t kNameBufferSize = 720; // the record of a name, in bytes
+
+HANDLE asHandle(std::uint64_t value) {
+    return reinterpret_cast<HANDLE>(value);
+}
 
 UniqueHandle openForDuplication(DWORD processId) {
     return UniqueHandle(OpenProcess(PROCESS_DUP_HANDLE, FALSE, processId));
@@ -22,6 +33,26 @@ bool enableDebugPrivilege() {
     return enablePrivileges(token.get(), privileges);
 }
 
+// Looked up at run time, so that a system without it fails a request for a name rather than the library's loading.
+auto fileInformationFunction() {
+    auto* const kernel = GetModuleHandleW(L"KERNEL32");
+    auto* const address = kernel != nullptr ? GetProcAddress(kernel, "GetFileInformationByHandleEx") : nullptr;
+    if (address == nullptr)
+        throwLastError();
+    return reinterpret_cast<decltype(&GetFileInformationByHandleEx)>(reinterpret_cast<void*>(address));
+}
+
+std::wstring fileName(HANDLE file) {
+    auto* const getInformation = fileInformationFunction();
+    alignas(FILE_NAME_INFO) std::array<std::uint8_t, kNameBufferSize> buffer{};
+    if (getInformation(file, FileNameInfo, buffer.data(), kNameBufferSize) == FALSE)
+        throwLastError();
+    constexpr auto kNameOffset = offsetof(FILE_NAME_INFO, FileName);
+    const auto length = reinterpret_cast<const FILE_NAME_INFO*>(buffer.data())->FileNameLength;
+    const auto* const name = reinterpret_cast<const wchar_t*>(buffer.data() + kNameOffset);
+    return {name, std::min<std::size_t>(length, kNameBufferSize - kNameOffset) / sizeof(wchar_t)};
+}
+
 } // namespace
 
 UniqueHandle openHostProcess(DWORD processId) {
@@ -31,14 +62,38 @@ UniqueHandle openHostProcess(DWORD processId) {
     return enableDebugPrivilege() ? openForDuplication(processId) : UniqueHandle();
 }
 
-std::uint64_t duplicateIntoHost(DWORD processId, HANDLE localHandle) {
+void HostHandleTraits::close(Value handle) {
+    const auto process = openHostProcess(handle.processId);
+    if (!process)
+        return; // it has ended, and its handles with it
+    // A handle of another process is closed by moving it here.
+    UniqueHandle moved;
+    DuplicateHandle(
+        process.get(), asHandle(handle.value), GetCurrentProcess(), moved.put(), 0, FALSE,
+        DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE);
+}
+
+UniqueHostHandle duplicateIntoHost(DWORD processId, HANDLE localHandle) {
     const auto process = openHostProcess(processId);
     if (!process)
-        return 0;
+        return {};
     HANDLE hostHandle = nullptr;
-    const BOOL duplicated = DuplicateHandle(
-        GetCurrentProcess(), localHandle, process.get(), &hostHandle, 0, FALSE, DUPLICATE_SAME_ACCESS);
-    return duplicated != FALSE ? reinterpret_cast<std::uintptr_t>(hostHandle) : 0;
+    if (DuplicateHandle(
+            GetCurrentProcess(), localHandle, process.get(), &hostHandle, 0, FALSE, DUPLICATE_SAME_ACCESS) == FALSE)
+        return {};
+    return UniqueHostHandle({processId, reinterpret_cast<std::uintptr_t>(hostHandle)});
+}
+
+std::wstring getHostHandleName(DWORD processId, std::uint64_t hostHandle) {
+    const auto process = openHostProcess(processId);
+    if (!process)
+        throwLastError();
+    UniqueHandle file;
+    if (DuplicateHandle(
+            process.get(), asHandle(hostHandle), GetCurrentProcess(), file.put(), FILE_READ_ATTRIBUTES, FALSE, 0) ==
+        FALSE)
+        throwLastError();
+    return fileName(file.get());
 }
 
 } // namespace zorvan

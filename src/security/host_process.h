@@ -1,9 +1,10 @@
-// Handing handles over to the driver's host process.
+// Handles in the driver's host process: handing ours over, and looking at the driver's.
 #pragma once
 
 #include "base/unique.h"
 
 #include <cstdint>
+#include <string>
 
 namespace zorvan {
 
@@ -11,7 +12,27 @@ namespace zorvan {
 // of this process's life and the open tried once more. Null on failure, with the last error of what failed.
 UniqueHandle openHostProcess(DWORD processId);
 
-// The value of a copy of the handle inside the host process, with the same access; 0 on any failure.
-std::uint64_t duplicateIntoHost(DWORD processId, HANDLE localHandle);
+// A handle as the host process knows it. The value is 0 when there is none.
+struct HostHandle {
+    DWORD processId = 0;
+    std::uint64_t value = 0;
+    friend bool operator==(const HostHandle& left, const HostHandle& right) { return left.value == right.value; }
+};
+
+struct HostHandleTraits {
+    using Value = HostHandle;
+    static Value invalid() { return {}; }
+    static void close(Value handle);
+};
+
+// Ours until the driver has taken it over: a request that fails leaves it to us.
+using UniqueHostHandle = Unique<HostHandleTraits>;
+
+// A copy of the handle inside the host process, with the same access; empty on any failure, with its last error.
+UniqueHostHandle duplicateIntoHost(DWORD processId, HANDLE localHandle);
+
+// The name of the file or pipe behind a handle of the host process: its path without the drive or the file system.
+// Throws the system's error; names of more than 358 characters are too long.
+std::wstring getHostHandleName(DWORD processId, std::uint64_t hostHandle);
 
 } // namespace zorvan

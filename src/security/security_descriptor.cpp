@@ -2,6 +2,8 @@
 
 #include "base/hresult_error.h"
 
+#include <cstring>
+
 namespace zorvan {
 
 namespace {
@@ -51,11 +53,21 @@ void SecurityDescriptor::setDacl(const Dacl& dacl) {
     SECURITY_DESCRIPTOR absolute;
     check(InitializeSecurityDescriptor(&absolute, SECURITY_DESCRIPTOR_REVISION));
     check(SetSecurityDescriptorDacl(&absolute, TRUE, reinterpret_cast<ACL*>(list.data()), FALSE));
+    assign(&absolute);
+}
 
-    DWORD size = GetSecurityDescriptorLength(&absolute);
-    std::vector<std::uint8_t> selfRelative(size);
-    check(MakeSelfRelativeSD(&absolute, selfRelative.data(), &size));
-    bytes_ = std::move(selfRelative);
+void SecurityDescriptor::assign(PSECURITY_DESCRIPTOR descriptor) {
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    check(GetSecurityDescriptorControl(descriptor, &control, &revision));
+
+    DWORD size = GetSecurityDescriptorLength(descriptor);
+    std::vector<std::uint8_t> copy(size);
+    if ((control & SE_SELF_RELATIVE) != 0)
+        std::memcpy(copy.data(), descriptor, size);
+    else
+        check(MakeSelfRelativeSD(descriptor, copy.data(), &size));
+    bytes_ = std::move(copy);
 }
 
 } // namespace zorvan

@@ -43,7 +43,11 @@ private:
 // A security descriptor in self-relative form.
 class SecurityDescriptor {
 public:
+    // A descriptor with this list and nothing else.
     void setDacl(const Dacl& dacl);
+
+    // A copy of the descriptor, in whichever form that is.
+    void assign(PSECURITY_DESCRIPTOR descriptor);
 
     PSECURITY_DESCRIPTOR get() { return bytes_.empty() ? nullptr : bytes_.data(); }
 

@@ -172,12 +172,6 @@ private:
     std::string description_; // the node may be gone when a leak is described
 };
 
-DWORD openError(const std::wstring& path, const DeviceNode* node) {
-    if (node != nullptr)
-        return node->openError;
-    return path.empty() ? ERROR_PATH_NOT_FOUND : ERROR_FILE_NOT_FOUND;
-}
-
 HANDLE WINAPI createFile(
     LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
     HANDLE templateFile) {
@@ -187,10 +181,12 @@ HANDLE WINAPI createFile(
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     auto* node = call->plugAndPlay.findByControlPath(path);
-    if (const DWORD error = openError(path, node)) {
+    if (const DWORD error = node != nullptr ? node->openError : call->files.create(path, disposition)) {
         SetLastError(error);
         return INVALID_HANDLE_VALUE;
     }
+    if (node == nullptr)
+        return call.open(std::make_shared<File>(path));
     return call.open(std::make_shared<ControlFile>(*node, access));
 }
 SIMULATE(CreateFileW, createFile);

@@ -2,8 +2,12 @@
 
 #include "simulation/simulated_function.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
+
+#include <malloc.h>
 
 namespace zorvan::simulation {
 
@@ -12,6 +16,20 @@ namespace {
 // No lock and no list of calls: these run in every corner of the runtime.
 std::atomic<long> liveBlocks{0};
 std::atomic<long> allocationsToFailure{0};
+
+std::atomic<const std::wstring*> watchedSecret{nullptr};
+std::atomic<int> secretsFreed{0};
+
+void lookForSecret(const void* block, std::size_t size) {
+    const std::wstring* secret = watchedSecret;
+    if (secret == nullptr)
+        return;
+    const auto* const bytes = static_cast<const std::uint8_t*>(block);
+    const auto* const wanted = reinterpret_cast<const std::uint8_t*>(secret->data());
+    const auto* const end = bytes + size;
+    if (std::search(bytes, end, wanted, wanted + secret->size() * sizeof(wchar_t)) != end)
+        ++secretsFreed;
+}
 
 bool isToFail() {
     return allocationsToFailure > 0 && --allocationsToFailure == 0;
@@ -36,14 +54,18 @@ SIMULATE(calloc, countedCalloc);
 void* __cdecl countedRealloc(void* block, std::size_t size) {
     if (isToFail())
         return nullptr;
+    if (block != nullptr)
+        lookForSecret(block, _msize(block)); // it may move, and leave what it held behind
     void* moved = std::realloc(block, size);
     return block == nullptr ? counted(moved) : moved;
 }
 SIMULATE(realloc, countedRealloc);
 
 void __cdecl countedFree(void* block) {
-    if (block != nullptr)
+    if (block != nullptr) {
         --liveBlocks;
+        lookForSecret(block, _msize(block));
+    }
     std::free(block);
 }
 SIMULATE(free, countedFree);
@@ -56,6 +78,11 @@ long Heap::blocks() {
 
 bool Heap::failAllocation(long nth) {
     return allocationsToFailure.exchange(nth) > 0;
+}
+
+int Heap::watchFor(const std::wstring* secret) {
+    watchedSecret = secret;
+    return secretsFreed.exchange(0);
 }
 
 } // namespace zorvan::simulation

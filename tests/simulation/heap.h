@@ -1,6 +1,9 @@
 // The library's own memory, counted. It allocates through the C runtime's malloc, whatever language feature asks.
 #pragma once
 
+#include <string>
+#include <utility>
+
 namespace zorvan::simulation {
 
 class Heap {
@@ -11,6 +14,18 @@ public:
 
     // Makes the nth allocation from now on fail, once; 0: none. Tells whether the one before is still to come.
     static bool failAllocation(long nth);
+
+    // How many blocks were freed with this text in them while the action ran.
+    template <class Action>
+    static int freedWith(const std::wstring& secret, Action&& action) {
+        watchFor(&secret);
+        std::forward<Action>(action)();
+        return watchFor(nullptr);
+    }
+
+private:
+    // The text is read until the next call, which tells how often it was found.
+    static int watchFor(const std::wstring* secret);
 };
 
 } // namespace zorvan::simulation

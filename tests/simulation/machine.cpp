@@ -55,6 +55,8 @@ std::vector<std::string> Machine::held() const {
     all.insert(all.end(), automationObjects.begin(), automationObjects.end());
     const auto windowObjects = windows.held();
     all.insert(all.end(), windowObjects.begin(), windowObjects.end());
+    for (std::size_t i = 0; i < securityDescriptors.allocated.size(); ++i)
+        all.emplace_back("memory of a security descriptor");
     return all;
 }
 

@@ -13,6 +13,7 @@
 #include "simulation/clock.h"
 #include "simulation/dos_names.h"
 #include "simulation/driver.h"
+#include "simulation/files.h"
 #include "simulation/handle_table.h"
 #include "simulation/kernel_objects.h"
 #include "simulation/message_windows.h"
@@ -20,7 +21,9 @@
 #include "simulation/port_database.h"
 #include "simulation/processes.h"
 #include "simulation/registry.h"
+#include "simulation/security_descriptors.h"
 #include "simulation/threads.h"
+#include "simulation/users.h"
 
 namespace zorvan::simulation {
 
@@ -43,7 +46,11 @@ public:
     DosNames dosNames;
     Threads threads;
     MessageWindows windows;
+    Files files;
+    Users users;
+    SecurityDescriptors securityDescriptors;
     Automation automation;
+    std::wstring hostName = L"workshop"; // by which DNS knows the computer
 
     // The members used most, by a short name.
     DeviceNode& addPort(const std::wstring& portName) { return plugAndPlay.addPort(portName); }

@@ -175,8 +175,12 @@ BOOL WINAPI duplicateHandle(
         *target = call.open(std::move(object));
     else
         *target = reinterpret_cast<HANDLE>(to->process.own(std::move(object)));
-    if ((options & DUPLICATE_CLOSE_SOURCE) != 0 && from == nullptr)
-        call.close(source);
+    if ((options & DUPLICATE_CLOSE_SOURCE) != 0) {
+        if (from == nullptr)
+            call.close(source);
+        else
+            from->process.handles.erase(reinterpret_cast<ULONG_PTR>(source));
+    }
     return TRUE;
 }
 SIMULATE(DuplicateHandle, duplicateHandle);

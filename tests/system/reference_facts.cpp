@@ -143,13 +143,4 @@ Facts factsOfTypeLibrary(const std::wstring& path) {
     return facts;
 }
 
-std::set<std::string> notYetInReference(const std::string& interfaceName) {
-    std::set<std::string> names;
-    for (const auto& [heading, cells] : rowsOfReference()) {
-        if (heading == interfaceName && cells.back().find("*Not yet.*") != std::string::npos)
-            names.insert(cells.front().substr(0, cells.front().find('(')));
-    }
-    return names;
-}
-
 } // namespace zorvan::test

@@ -12,7 +12,4 @@ using Facts = std::set<std::string>;
 Facts factsOfReference();
 Facts factsOfTypeLibrary(const std::wstring& path);
 
-// The names of an interface's members that the reference marks "Not yet".
-std::set<std::string> notYetInReference(const std::string& interfaceName);
-
 } // namespace zorvan::test

@@ -25,7 +25,7 @@ function checkErrors(ports) {
     expectError("an index beyond the end", 0x80070057, function () { ports.Item(ports.Count).path; });
     expectError("an index that is no unsigned number", 0x8002000A, function () { ports.Item(5e9).path; });
     expectError("a probability above a half", 0x80070057, function () { device.crossoverProbability = 0.6; });
-    expectError("a member that is not there yet", 0x80004001, function () { device.pair.path; });
+    expectError("the partner without a bridge", 0x80004005, function () { device.pair.path; });
 }
 
 function expectError(what, expected, act) {

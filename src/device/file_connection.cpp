@@ -1,0 +1,65 @@
+// File mode: the port receives what one file holds, and what is sent goes to another. The driver is given both.
+
+#include "base/automation.h"
+#include "base/hresult_error.h"
+#include "device/virtual_serial_device.h"
+#include "driver/control_channel.h"
+#include "security/host_process.h"
+
+namespace zorvan {
+
+namespace {
+
+using protocol::HostHandlePair;
+
+UniqueHandle openFile(const wchar_t* name, DWORD access, DWORD share, DWORD disposition) {
+    auto file = fileHandle(CreateFileW(name, access, share, nullptr, disposition, FILE_FLAG_OVERLAPPED, nullptr));
+    if (!file)
+        throwLastError();
+    return file;
+}
+
+UniqueHostHandle requireHostHandle(DWORD hostProcessId, const UniqueHandle& file) {
+    auto hostFile = duplicateIntoHost(hostProcessId, file.get());
+    if (!hostFile)
+        throwLastError();
+    return hostFile;
+}
+
+} // namespace
+
+HRESULT CVirtualSerialDevice::connectToFiles(BSTR inputFile, BSTR outputFile, FileCreationMode creation) noexcept {
+    return comBoundary([&] {
+        const auto path = aliveControlPath();
+        const auto input =
+            openFile(nulTerminated(inputFile), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+        // The values of FileCreationMode are the system's.
+        const auto output =
+            openFile(nulTerminated(outputFile), GENERIC_WRITE, FILE_SHARE_READ, static_cast<DWORD>(creation));
+
+        auto hostOutput = requireHostHandle(deviceNumber(), output);
+        auto hostInput = requireHostHandle(deviceNumber(), input);
+        driver::sendRecord(
+            path, protocol::Set::ConnectFiles, HostHandlePair{hostOutput.get().value, hostInput.get().value});
+        hostOutput.release();
+        hostInput.release();
+    });
+}
+
+HRESULT CVirtualSerialDevice::get_inputFileName(BSTR* name) noexcept {
+    return getFileName(&HostHandlePair::inputFile, name);
+}
+
+HRESULT CVirtualSerialDevice::get_outputFileName(BSTR* name) noexcept {
+    return getFileName(&HostHandlePair::outputFile, name);
+}
+
+HRESULT CVirtualSerialDevice::getFileName(std::uint64_t HostHandlePair::*file, BSTR* name) noexcept {
+    return comBoundary([&] {
+        requirePointer(name);
+        const auto files = driver::query<HostHandlePair>(aliveControlPath(), protocol::Query::FileHandles);
+        *name = newBstr(getHostHandleName(deviceNumber(), files.*file));
+    });
+}
+
+} // namespace zorvan

@@ -1,0 +1,66 @@
+// Pipe mode: the port's data flows through a named pipe, whose handle the driver is given.
+
+#include "base/automation.h"
+#include "base/hresult_error.h"
+#include "device/virtual_serial_device.h"
+#include "driver/control_channel.h"
+#include "security/host_process.h"
+
+namespace zorvan {
+
+namespace {
+
+constexpr wchar_t kPipeNamespace[] = L"\\\\.\\pipe";
+
+UniqueHandle requireFile(HANDLE opened) {
+    auto file = fileHandle(opened);
+    if (!file)
+        throwLastError();
+    return file;
+}
+
+UniqueHandle openPipe(const wchar_t* name) {
+    return requireFile(CreateFileW(
+        name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+        FILE_FLAG_OVERLAPPED, nullptr));
+}
+
+} // namespace
+
+HRESULT CVirtualSerialDevice::connectToPipe(BSTR pipeName) noexcept {
+    return comBoundary([&] {
+        const auto path = aliveControlPath();
+        handOverPipe(path, openPipe(nulTerminated(pipeName)), PipeEnd::Client);
+    });
+}
+
+HRESULT CVirtualSerialDevice::createAndConnectPipe(
+    BSTR pipeName, ULONG instances, ULONG outputBufferSize, ULONG inputBufferSize, ULONG defaultTimeout) noexcept {
+    return comBoundary([&] {
+        const auto path = aliveControlPath();
+        auto pipe = requireFile(CreateNamedPipeW(
+            nulTerminated(pipeName), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
+            PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, instances, outputBufferSize, inputBufferSize,
+            defaultTimeout, nullptr));
+        handOverPipe(path, std::move(pipe), PipeEnd::Server);
+    });
+}
+
+void CVirtualSerialDevice::handOverPipe(const std::wstring& path, UniqueHandle pipe, PipeEnd end) {
+    // A pipe that cannot be handed over is sent as 0, for the driver to refuse. Intended: the result is the driver's.
+    auto hostPipe = duplicateIntoHost(deviceNumber(), pipe.get());
+    driver::sendRecord(
+        path, protocol::Set::ConnectPipe,
+        protocol::PipeConnection{hostPipe.get().value, static_cast<std::uint8_t>(end)});
+    hostPipe.release();
+}
+
+HRESULT CVirtualSerialDevice::get_PipeName(BSTR* name) noexcept {
+    return comBoundary([&] {
+        requirePointer(name);
+        const auto pipe = driver::query<std::uint64_t>(aliveControlPath(), protocol::Query::PipeHandle);
+        *name = newBstr(kPipeNamespace + getHostHandleName(deviceNumber(), pipe));
+    });
+}
+
+} // namespace zorvan

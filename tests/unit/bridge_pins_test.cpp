@@ -1,0 +1,134 @@
+// Sockets and pins: which pins may be connected, and that the driver has the wiring that the pins say.
+#include "one_port.h"
+
+#include "simulation/subscribers.h"
+
+#include <thread>
+
+namespace zorvan::simulation {
+
+namespace {
+
+using protocol::Set;
+
+using Wiring = std::vector<std::uint16_t>;
+
+const Wiring kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
+
+struct PinRow {
+    HRESULT (STDMETHODCALLTYPE ISocket::*get)(IPin**);
+    unsigned targets; // a bit for each pin that it may drive
+};
+const PinRow kPins[] = {
+    {&ISocket::get_DTR, 0b110110}, {&ISocket::get_DSR, 0b001001}, {&ISocket::get_DCD, 0b001001},
+    {&ISocket::get_RTS, 0b110110}, {&ISocket::get_CTS, 0b001001}, {&ISocket::get_RI, 0b100000},
+};
+constexpr std::size_t kPinCount = std::size(kPins);
+
+class BridgePins : public OnePort {
+protected:
+    ComPointer<ISocket> socket(bool remote) {
+        return readObject(
+            device5(), remote ? &IVirtualSerialDevice::get_remoteSocket : &IVirtualSerialDevice::get_localSocket);
+    }
+    // Numbered like the entries of the wiring: first the local ones.
+    ComPointer<IPin> pin(std::size_t number) {
+        return readObject(*socket(number >= kPinCount), kPins[number % kPinCount].get);
+    }
+
+    // What the driver was sent last. It refuses a record that is not well-formed.
+    Wiring inForce() { return driver().state.pins; }
+};
+
+TEST_F(BridgePins, AllowedPinsAreConnectedAndPartedAndOthersRefused) {
+    for (std::size_t source = 0; source < 2 * kPinCount; ++source)
+        for (std::size_t target = 0; target < 2 * kPinCount; ++target) {
+            SCOPED_TRACE(std::to_string(source) + " to " + std::to_string(target));
+            ASSERT_RESULT(S_OK, device5().restoreDefaultPins());
+            ASSERT_EQ(inForce(), kNullModem);
+            const auto bit = 1U << (target % kPinCount + (target >= kPinCount ? 8 : 0));
+            const bool allowed = (kPins[source % kPinCount].targets >> target % kPinCount & 1) != 0;
+            const HRESULT expected = allowed ? S_OK : E_INVALIDARG;
+            Wiring connected = kNullModem;
+            Wiring parted = kNullModem;
+            if (allowed) {
+                connected[source] = static_cast<std::uint16_t>(connected[source] | bit);
+                parted[source] = static_cast<std::uint16_t>(parted[source] & ~bit);
+            }
+            EXPECT_RESULT(expected, pin(source)->sendTo(pin(target).get()));
+            EXPECT_EQ(inForce(), connected);
+            EXPECT_RESULT(expected, pin(source)->removeConnectionTo(pin(target).get()));
+            EXPECT_EQ(inForce(), parted);
+        }
+}
+
+TEST_F(BridgePins, WiringIsSentOnceAndKeptWhenTheDriverTakesIt) {
+    const auto change = [&](HRESULT (STDMETHODCALLTYPE IPin::*edit)(IPin*), HRESULT expected, std::size_t requests) {
+        driver().requests.clear();
+        EXPECT_RESULT(expected, (*pin(0).*edit)(pin(5).get()));
+        EXPECT_EQ(driver().requests.size(), requests);
+    };
+    change(&IPin::removeConnectionTo, S_OK, 0); // there is none by default
+    change(&IPin::sendTo, S_OK, 1);
+    change(&IPin::sendTo, S_OK, 0);
+    driver().refuse(Set::PinConnections, ERROR_BUSY);
+    for (int attempt = 0; attempt < 2; ++attempt)
+        change(&IPin::removeConnectionTo, HRESULT_FROM_WIN32(ERROR_BUSY), 1);
+    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), device5().restoreDefaultPins());
+    change(&IPin::sendTo, S_OK, 0); // it is still connected
+}
+
+TEST_F(BridgePins, TargetMustBeAPinOfTheSameDevice) {
+    Journal journal;
+    Callback foreign(journal, "foreign");
+    const auto other = createDevice(*library(), L"COM7");
+    const auto others = readObject(*readObject(*other, &IVirtualSerialDevice::get_localSocket), &ISocket::get_RI);
+    const std::pair<IPin*, HRESULT> rows[] = {
+        {others.get(), E_INVALIDARG},
+        {reinterpret_cast<IPin*>(static_cast<IDispatch*>(&foreign)), E_NOINTERFACE},
+        {nullptr, E_POINTER}};
+    forgetCalls();
+    for (const auto& [target, result] : rows) {
+        EXPECT_RESULT(result, pin(0)->sendTo(target));
+        EXPECT_RESULT(result, pin(0)->removeConnectionTo(target));
+    }
+    EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
+}
+
+TEST_F(BridgePins, ScriptsConnectThem) {
+    Variant local;
+    Variant dtr;
+    std::vector<Variant> target(1);
+    ASSERT_RESULT(S_OK, get(device5(), L"localSocket", &local));
+    ASSERT_RESULT(S_OK, get(*local.pdispVal, L"DTR", &dtr));
+    ASSERT_RESULT(S_OK, get(*local.pdispVal, L"RI", target.data()));
+    EXPECT_RESULT(S_OK, dispatch(*dtr.pdispVal, L"sendTo", DISPATCH_METHOD, std::move(target), nullptr));
+    EXPECT_EQ(inForce()[0], 0x0620);
+}
+
+TEST_F(BridgePins, KeepEverythingAlive) {
+    const auto dtr = pin(0);
+    const auto ri = pin(11);
+    releaseDevice();
+    EXPECT_RESULT(S_OK, dtr->sendTo(ri.get()));
+    EXPECT_EQ(inForce()[0], 0x2600);
+}
+
+// The wiring that is sent last is the one that is kept.
+TEST_F(BridgePins, MayBeConnectedFromSeveralThreads) {
+    std::vector<std::thread> threads;
+    for (const std::size_t target : {1U, 2U, 4U, 5U})
+        threads.emplace_back([dtr = pin(0), other = pin(target)] {
+            for (int round = 0; round < 50; ++round) {
+                EXPECT_RESULT(S_OK, dtr->removeConnectionTo(other.get()));
+                EXPECT_RESULT(S_OK, dtr->sendTo(other.get()));
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(inForce()[0], 0x0636);
+}
+
+} // namespace
+
+} // namespace zorvan::simulation

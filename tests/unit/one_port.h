@@ -1,0 +1,66 @@
+// One port, COM5, and its device object: what the tests of its connections start from.
+#pragma once
+
+#include "simulation/simulation_test.h"
+
+namespace zorvan::simulation {
+
+class OnePort : public SimulationTest {
+protected:
+    void SetUp() override {
+        port_ = &machine.addPort(L"COM5");
+        device_ = device(*createLibrary(), L"COM5");
+        forgetCalls();
+    }
+
+    void TearDown() override {
+        releaseDevice();
+        SimulationTest::TearDown();
+    }
+
+    Driver& driver() { return port_->driver; }
+    Process& host() { return machine.hostOf(*port_); }
+    IVirtualSerialDevice& device5() { return *device_; }
+    ComPointer<IVirtualSerialLibrary> library() { return readObject(device5(), &IVirtualSerialDevice::get_vLibrary); }
+
+    void releaseDevice() { device_ = {}; }
+
+    void forgetCalls() {
+        machine.calls.clear();
+        driver().requests.clear();
+    }
+
+    // The library looks again and finds the port gone.
+    void removePort() {
+        port_->present = false;
+        refresh(*library());
+        forgetCalls();
+    }
+
+    // The calls made, a line for each. A control request is one "request 0x81f1a00c"; the host process is HOST.
+    std::string steps() {
+        std::string lines;
+        for (auto text : machine.calls.texts()) {
+            const auto control = text.find("control file of ") != std::string::npos;
+            if (control && text.rfind("DeviceIoControl", 0) == 0)
+                text = "request " + text.substr(text.find(", 0x") + 2, 10);
+            else if (control || text.find(describe(*port_->controlPath)) != std::string::npos)
+                continue;
+            const auto id = std::to_string(host().id);
+            if (const auto at = text.find(id); at != std::string::npos)
+                text.replace(at, id.size(), "HOST");
+            lines += text + "\n";
+        }
+        return lines;
+    }
+
+private:
+    DeviceNode* port_ = nullptr;
+    ComPointer<IVirtualSerialDevice> device_;
+};
+
+inline std::vector<protocol::Bytes> once(const protocol::RecordWriter& record) {
+    return {record.bytes()};
+}
+
+} // namespace zorvan::simulation
