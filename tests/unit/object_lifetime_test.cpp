@@ -57,13 +57,6 @@ TEST_F(ObjectLifetime, EndsHoweverManyPortsThereAre) {
     EXPECT_EQ(portNames(*createLibrary()).size(), 200U);
 }
 
-TEST_F(ObjectLifetime, EachLibraryHasDevicesOfItsOwn) {
-    addPorts(1);
-    const auto first = device(*createLibrary(), L"COM1");
-    const auto second = device(*createLibrary(), L"COM1");
-    EXPECT_NE(first.get(), second.get());
-}
-
 TEST_F(ObjectLifetime, DeviceAloneKeepsEverythingUsable) {
     addPorts(2);
     const auto device = SimulationTest::device(*createLibrary(), L"COM1");
@@ -89,12 +82,6 @@ TEST_F(ObjectLifetime, RemovedDeviceStillLeadsToItsLibrary) {
     EXPECT_EQ(read(*removed, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
     const auto again = readObject(*removed, &IVirtualSerialDevice::get_vLibrary);
     EXPECT_EQ(portNames(*again).count(L"COM2"), 1U);
-}
-
-TEST_F(ObjectLifetime, VLibraryIsTheObjectThatMadeTheDevice) {
-    addPorts(1);
-    const auto library = createLibrary();
-    EXPECT_EQ(readObject(*device(*library, L"COM1"), &IVirtualSerialDevice::get_vLibrary).get(), library.get());
 }
 
 // Threads list, take and release; whoever is last ends the library.
