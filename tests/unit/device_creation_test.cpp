@@ -206,6 +206,18 @@ TEST_F(DeviceCreation, EachFailingStepEndsItWithItsError) {
     }
 }
 
+// Intended: only the wait for the device finds out.
+TEST_F(DeviceCreation, StepThatFailsWithoutAnErrorIsWaitedForInVain) {
+    for (const auto* function :
+         {"SetupDiCreateDeviceInfoList", "SetupDiCreateDeviceInfoW", "SetupDiSetDeviceRegistryPropertyW",
+          "SetupDiCallClassInstaller", "DiInstallDevice"}) {
+        machine.calls.clear();
+        machine.fail(function, 1, ERROR_SUCCESS);
+        EXPECT_RESULT(kRestartNeeded, create(L"COM7")) << function;
+        EXPECT_EQ(machine.calls.count("Sleep"), 119) << function;
+    }
+}
+
 TEST_F(DeviceCreation, StepsThatMayFailDoNotEndIt) {
     for (const auto* function :
          {"SetupDiClassNameFromGuidW", "ComDBClaimPort", "SetupDiCreateDevRegKeyW", "RegSetValueExW",
