@@ -100,7 +100,7 @@ TEST_F(DeviceOpening, EventThatCannotBeHandedOverIsSentAsZero) {
         machine.calls.clear();
         machine.processes.debugPrivilegeEnabled = false;
         machine.processes.holdsDebugPrivilege = row.holdsPrivilege;
-        host().needsDebugPrivilege = true;
+        host().needsDebugPrivilege = row.openError == 0;
         host().openError = row.openError;
         port().driver.requests.clear();
         if (*row.failing != 0)
