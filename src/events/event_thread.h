@@ -55,7 +55,7 @@ public:
     void adoptClient();
 
 private:
-    static DWORD WINAPI threadMain(void* thread);
+    static DWORD WINAPI threadMain(void* parameter);
     static LRESULT CALLBACK windowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
     void run();

@@ -13,8 +13,6 @@
 //
 // White space separates the words, the braces too, so a brace may be part of a name. A word in single quotes may hold
 // white space; a doubled quote in it stands for one. Keywords and types are taken without regard to case.
-//
-// Knows nothing of Windows, so that it can be built and tried with any text anywhere.
 #pragma once
 
 #include "base/wide_string.h"
@@ -36,7 +34,7 @@ public:
 enum class ValueType : std::uint32_t { String = 1, Binary = 3, Dword = 4, MultiString = 7 };
 
 struct RegistryValue {
-    WideString name; // empty: the key's default value
+    std::wstring name; // empty: the key's default value
     ValueType type;
     std::vector<std::uint8_t> data; // as the registry stores it
 };
@@ -49,7 +47,7 @@ enum class KeyRule {
 };
 
 struct RegistryKey {
-    WideString name;
+    std::wstring name;
     KeyRule rule = KeyRule::Plain;
     std::vector<RegistryValue> values;
     std::vector<RegistryKey> keys;
@@ -74,20 +72,20 @@ struct RegistryTree {
 
 struct Replacement {
     std::string_view name; // compared without regard to case
-    WideString text;
+    std::wstring text;
 };
 
 // Puts the replacements in the place of %NAME%, and a percent sign in the place of %%. Throws ScriptError for a name
 // that is not among them.
-WideString replaceVariables(WideStringView script, std::span<const Replacement> replacements);
+std::wstring replaceVariables(std::wstring_view script, std::span<const Replacement> replacements);
 
 // Text for use inside single quotes.
-WideString doubleQuotes(WideStringView text);
+std::wstring doubleQuotes(std::wstring_view text);
 
 // A script for HKCR becomes one for the current user's classes; any other stays what it is.
-WideString rewriteForCurrentUser(WideStringView script);
+std::wstring rewriteForCurrentUser(std::wstring_view script);
 
 // Throws ScriptError.
-std::vector<RegistryTree> parseRegistryScript(WideStringView script);
+std::vector<RegistryTree> parseRegistryScript(std::wstring_view script);
 
 } // namespace zorvan::registration

@@ -72,9 +72,7 @@ private:
     SP_DEVINFO_DATA device_{};
 };
 
-} // namespace
-
-std::wstring createDeviceNode(std::uint32_t portNumber) {
+std::wstring installNewNode(std::uint32_t portNumber) {
     PortDatabase database;
     database.open();
     if (!database)
@@ -99,6 +97,17 @@ std::wstring createDeviceNode(std::uint32_t portNumber) {
     if (node.restartNeeded())
         throw HResultError(kRestartNeeded);
     return node.instanceId();
+}
+
+} // namespace
+
+std::wstring createDeviceNode(std::uint32_t portNumber) {
+    try {
+        return installNewNode(portNumber);
+    } catch (const HResultError& error) {
+        throwIfFailed(error.code());
+        return {};
+    }
 }
 
 } // namespace zorvan::pnp

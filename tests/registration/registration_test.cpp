@@ -54,77 +54,56 @@ Snapshot ourClasses(HKEY root) {
     return lines;
 }
 
+Snapshot operator+(Snapshot first, Snapshot second) {
+    first.merge(second);
+    return first;
+}
+
 // The lines that are expected, written down in the order of the scripts.
-class Lines {
-public:
-    Lines& key(const std::wstring& path) {
-        lines_.insert(keyLine(path));
-        return *this;
-    }
 
-    Lines& value(const std::wstring& path, const std::wstring& name, const std::wstring& data) {
-        lines_.insert(valueLine(path, name, data));
-        return *this;
-    }
+Snapshot key(const std::wstring& path) {
+    return {keyLine(path)};
+}
 
-    Lines& text(const std::wstring& path, const std::wstring& defaultValue) {
-        return key(path).value(path, L"@", L"s " + defaultValue + L"|");
-    }
+Snapshot value(const std::wstring& path, const std::wstring& name, const std::wstring& data) {
+    return {valueLine(path, name, data)};
+}
 
-    const Snapshot& get() const { return lines_; }
-
-private:
-    Snapshot lines_;
-};
+Snapshot text(const std::wstring& path, const std::wstring& defaultValue) {
+    return key(path) + value(path, L"@", L"s " + defaultValue + L"|");
+}
 
 Snapshot scriptLines(const std::wstring& path) {
-    return Lines()
-        .text(kProgramId + L".3", L"VirtualSerialLibrary Class")
-        .text(kProgramId + L".3\\CLSID", kClassId)
-        .text(kProgramId, L"VirtualSerialLibrary Class")
-        .text(kProgramId + L"\\CLSID", kClassId)
-        .text(kProgramId + L"\\CurVer", L"zorvanlib.VirtualSerialLibrary.3")
-        .text(kClassKey, L"VirtualSerialLibrary Class")
-        .value(kClassKey, L"LocalizedString", L"s @" + path + L",-1000|")
-        .text(kClassKey + L"\\ProgID", L"zorvanlib.VirtualSerialLibrary.3")
-        .text(kClassKey + L"\\VersionIndependentProgID", L"zorvanlib.VirtualSerialLibrary")
-        .key(kClassKey + L"\\Programmable")
-        .text(kClassKey + L"\\InprocServer32", path)
-        .value(kClassKey + L"\\InprocServer32", L"ThreadingModel", L"s Both|")
-        .text(kClassKey + L"\\TypeLib", kLibraryId)
-        .text(kClassKey + L"\\Version", L"3.0")
-        .key(kClassKey + L"\\Elevation")
-        .value(kClassKey + L"\\Elevation", L"Enabled", L"d 01000000")
-        .text(L"AppID\\" + kApplicationId, L"Portwright")
-        .value(L"AppID\\" + kApplicationId, L"DllSurrogate", L"s |")
-        .key(L"AppID\\zorvanlib.dll")
-        .value(L"AppID\\zorvanlib.dll", L"AppID", L"s " + kApplicationId + L"|")
-        .get();
+    return text(kProgramId + L".3", L"VirtualSerialLibrary Class") + text(kProgramId + L".3\\CLSID", kClassId) +
+           text(kProgramId, L"VirtualSerialLibrary Class") + text(kProgramId + L"\\CLSID", kClassId) +
+           text(kProgramId + L"\\CurVer", L"zorvanlib.VirtualSerialLibrary.3") +
+           text(kClassKey, L"VirtualSerialLibrary Class") +
+           value(kClassKey, L"LocalizedString", L"s @" + path + L",-1000|") +
+           text(kClassKey + L"\\ProgID", L"zorvanlib.VirtualSerialLibrary.3") +
+           text(kClassKey + L"\\VersionIndependentProgID", L"zorvanlib.VirtualSerialLibrary") +
+           key(kClassKey + L"\\Programmable") + text(kClassKey + L"\\InprocServer32", path) +
+           value(kClassKey + L"\\InprocServer32", L"ThreadingModel", L"s Both|") +
+           text(kClassKey + L"\\TypeLib", kLibraryId) + text(kClassKey + L"\\Version", L"3.0") +
+           key(kClassKey + L"\\Elevation") + value(kClassKey + L"\\Elevation", L"Enabled", L"d 01000000") +
+           text(L"AppID\\" + kApplicationId, L"Portwright") +
+           value(L"AppID\\" + kApplicationId, L"DllSurrogate", L"s |") + key(L"AppID\\zorvanlib.dll") +
+           value(L"AppID\\zorvanlib.dll", L"AppID", L"s " + kApplicationId + L"|");
 }
 
 // As Wine writes them. The listener is not among the interfaces: it is not made for automation.
 Snapshot typeLibraryLines(const std::wstring& path) {
-    Lines lines;
-    lines.key(kLibraryKey)
-        .text(kLibraryKey + L"\\3.0", L"zorvanlibLib")
-        .key(kLibraryKey + L"\\3.0\\409")
-        .text(kLibraryKey + L"\\3.0\\409\\win64", path)
-        .text(kLibraryKey + L"\\3.0\\FLAGS", L"8")
-        .text(kLibraryKey + L"\\3.0\\HELPDIR", path.substr(0, path.find_last_of(L'\\')));
+    Snapshot lines = key(kLibraryKey) + text(kLibraryKey + L"\\3.0", L"zorvanlibLib") +
+                     key(kLibraryKey + L"\\3.0\\409") + text(kLibraryKey + L"\\3.0\\409\\win64", path) +
+                     text(kLibraryKey + L"\\3.0\\FLAGS", L"8") +
+                     text(kLibraryKey + L"\\3.0\\HELPDIR", path.substr(0, path.find_last_of(L'\\')));
     for (const auto& [identifier, name] : kInterfaces) {
-        const std::wstring key = std::wstring(L"Interface\\") + identifier;
-        lines.text(key, name)
-            .text(key + L"\\ProxyStubClsid", L"{00020424-0000-0000-C000-000000000046}")
-            .text(key + L"\\ProxyStubClsid32", L"{00020424-0000-0000-C000-000000000046}")
-            .text(key + L"\\TypeLib", kLibraryId)
-            .value(key + L"\\TypeLib", L"Version", L"s 3.0|");
+        const std::wstring entry = std::wstring(L"Interface\\") + identifier;
+        lines = lines + text(entry, name) +
+                text(entry + L"\\ProxyStubClsid", L"{00020424-0000-0000-C000-000000000046}") +
+                text(entry + L"\\ProxyStubClsid32", L"{00020424-0000-0000-C000-000000000046}") +
+                text(entry + L"\\TypeLib", kLibraryId) + value(entry + L"\\TypeLib", L"Version", L"s 3.0|");
     }
-    return lines.get();
-}
-
-Snapshot operator+(Snapshot first, Snapshot second) {
-    first.merge(second);
-    return first;
+    return lines;
 }
 
 // The parents of ours, which a first registration creates and no removal deletes.
@@ -283,10 +262,10 @@ TEST_F(Registration, WritesTheClassFromScratchAndLeavesKeysOfOthers) {
     setText(kProgramId, L"Kept");
     createKey(kProgramId + L"\\Theirs");
     ASSERT_EQ(S_OK, call({L"register"}));
-    const Snapshot kept = Lines().value(kProgramId, L"Kept", L"s x|").key(kProgramId + L"\\Theirs").get();
+    const Snapshot kept = value(kProgramId, L"Kept", L"s x|") + key(kProgramId + L"\\Theirs");
     expectMachineHas(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()) + kept);
     ASSERT_EQ(S_OK, call({L"unregister"}));
-    expectMachineHas(kept + Lines().text(kProgramId, L"VirtualSerialLibrary Class").get());
+    expectMachineHas(kept + text(kProgramId, L"VirtualSerialLibrary Class"));
 }
 
 // Wine registers a type library for the whole machine even when asked for the user, and its COM does not look for

@@ -154,16 +154,6 @@ HRESULT WINAPI varBstrCmp(BSTR left, BSTR right, LCID locale, ULONG flags) {
 }
 SIMULATE(VarBstrCmp, varBstrCmp);
 
-SAFEARRAY* WINAPI safeArrayCreate(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) {
-    Call call("SafeArrayCreate", static_cast<DWORD>(type), bounds[0].cElements);
-    if (call.failure())
-        return nullptr;
-    SAFEARRAY* array = ::SafeArrayCreate(type, dimensions, bounds);
-    call->automation.track(array);
-    return array;
-}
-SIMULATE(SafeArrayCreate, safeArrayCreate);
-
 SAFEARRAY* WINAPI safeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG size) {
     Call call("SafeArrayCreateVector", static_cast<DWORD>(type), size);
     if (call.failure())
@@ -173,22 +163,6 @@ SAFEARRAY* WINAPI safeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG siz
     return array;
 }
 SIMULATE(SafeArrayCreateVector, safeArrayCreateVector);
-
-HRESULT WINAPI safeArrayPutElement(SAFEARRAY* array, LONG* indices, void* element) {
-    {
-        Call call("SafeArrayPutElement", static_cast<DWORD>(*indices));
-        if (call.failedResult())
-            return *call.failedResult();
-    }
-    return ::SafeArrayPutElement(array, indices, element);
-}
-SIMULATE(SafeArrayPutElement, safeArrayPutElement);
-
-HRESULT WINAPI safeArrayAccessData(SAFEARRAY* array, void** data) {
-    Call call("SafeArrayAccessData");
-    return call.failedResult() ? *call.failedResult() : ::SafeArrayAccessData(array, data);
-}
-SIMULATE(SafeArrayAccessData, safeArrayAccessData);
 
 HRESULT WINAPI safeArrayLock(SAFEARRAY* array) {
     Call call("SafeArrayLock");

@@ -60,9 +60,10 @@ BOOL WINAPI setupDiCreateDeviceInfo(
 SIMULATE(SetupDiCreateDeviceInfoW, setupDiCreateDeviceInfo);
 
 // The element that the call is about. Naming a device that the set does not hold fails the test.
-DeviceInfoSet::Element* elementOf(const Call& call, const DeviceInfoSet& set, const SP_DEVINFO_DATA* device) {
-    auto* element = const_cast<DeviceInfoSet&>(set).find(device);
-    if (element == nullptr) {
+DeviceInfoSet::Element* elementOf(const Call& call, HDEVINFO handle, const SP_DEVINFO_DATA* device) {
+    const auto set = call.object<DeviceInfoSet>(handle);
+    auto* element = set == nullptr ? nullptr : set->find(device);
+    if (set != nullptr && element == nullptr) {
         call.reportMisuse("the device is none of the set's");
         SetLastError(ERROR_INVALID_PARAMETER);
     }
@@ -72,11 +73,8 @@ DeviceInfoSet::Element* elementOf(const Call& call, const DeviceInfoSet& set, co
 BOOL WINAPI setupDiSetDeviceRegistryProperty(
     HDEVINFO handle, PSP_DEVINFO_DATA device, DWORD property, const BYTE* data, DWORD size) {
     Call call("SetupDiSetDeviceRegistryPropertyW", property, size);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    auto* element = elementOf(call, *set, device);
-    if (element == nullptr)
+    auto* element = elementOf(call, handle, device);
+    if (element == nullptr || call.fails())
         return FALSE;
     const auto* text = reinterpret_cast<const wchar_t*>(data);
     if (property == SPDRP_HARDWAREID)
@@ -91,11 +89,8 @@ BOOL WINAPI setupDiGetDeviceRegistryProperty(
     HDEVINFO handle, PSP_DEVINFO_DATA device, DWORD property, PDWORD type, PBYTE buffer, DWORD size,
     PDWORD required) {
     Call call("SetupDiGetDeviceRegistryPropertyW", property, size);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    const auto* element = elementOf(call, *set, device);
-    if (element == nullptr)
+    const auto* element = elementOf(call, handle, device);
+    if (element == nullptr || call.fails())
         return FALSE;
     if (property != SPDRP_FRIENDLYNAME || !element->node->friendlyName)
         return Call::failed(ERROR_INVALID_DATA);
@@ -132,11 +127,8 @@ SIMULATE(SetupDiOpenDeviceInfoW, setupDiOpenDeviceInfo);
 BOOL WINAPI
 setupDiSetClassInstallParams(HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_CLASSINSTALL_HEADER header, DWORD size) {
     Call call("SetupDiSetClassInstallParamsW", header->cbSize, Hex{header->InstallFunction}, size);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    auto* element = elementOf(call, *set, device);
-    if (element == nullptr)
+    auto* element = elementOf(call, handle, device);
+    if (element == nullptr || call.fails())
         return FALSE;
     if (header->cbSize != sizeof *header || header->InstallFunction != DIF_REMOVE ||
         size != sizeof(SP_REMOVEDEVICE_PARAMS))
@@ -168,11 +160,8 @@ DWORD callInstaller(DI_FUNCTION function, DeviceInfoSet::Element& element) {
 
 BOOL WINAPI setupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO handle, PSP_DEVINFO_DATA device) {
     Call call("SetupDiCallClassInstaller", Hex{function});
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    auto* element = elementOf(call, *set, device);
-    if (element == nullptr)
+    auto* element = elementOf(call, handle, device);
+    if (element == nullptr || call.fails())
         return FALSE;
     const DWORD error = callInstaller(function, *element);
     return error == ERROR_SUCCESS ? TRUE : Call::failed(error);
@@ -182,11 +171,8 @@ SIMULATE(SetupDiCallClassInstaller, setupDiCallClassInstaller);
 BOOL WINAPI
 setupDiGetDeviceInstallParams(HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_DEVINSTALL_PARAMS_W parameters) {
     Call call("SetupDiGetDeviceInstallParamsW", parameters->cbSize);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    const auto* element = elementOf(call, *set, device);
-    if (element == nullptr)
+    const auto* element = elementOf(call, handle, device);
+    if (element == nullptr || call.fails())
         return FALSE;
     if (parameters->cbSize != sizeof *parameters)
         return Call::failed(ERROR_INVALID_USER_BUFFER);
@@ -217,12 +203,9 @@ BOOL WINAPI diInstallDevice(
     HWND, HDEVINFO handle, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W driver, DWORD flags, PBOOL rebootNeeded) {
     Call call("DiInstallDevice", driver == nullptr ? "best driver" : "driver", Hex{flags});
     const auto& outcome = call->plugAndPlay.installation;
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr)
-        return FALSE;
     if (rebootNeeded != nullptr)
         *rebootNeeded = outcome.rebootNeeded ? TRUE : FALSE;
-    auto* element = elementOf(call, *set, device);
+    auto* element = elementOf(call, handle, device);
     if (element == nullptr || call.fails())
         return FALSE;
     if (outcome.error != ERROR_SUCCESS)

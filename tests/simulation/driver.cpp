@@ -27,45 +27,33 @@ std::optional<Bytes> answerQuery(std::uint32_t code, const Driver& driver) {
     RecordWriter reply;
     switch (static_cast<Query>(code)) {
     case Query::HostProcessId:
-        reply.append(driver.hostProcessId);
-        break;
+        return reply.append(driver.hostProcessId).bytes();
     case Query::Mode:
-        reply.append(state.mode);
-        break;
+        return reply.append(state.mode).bytes();
     case Query::Pair:
-        reply.append(state.pair);
-        break;
+        return reply.append(state.pair).bytes();
     case Query::PipeHandle:
-        reply.append(state.pipe.pipe);
-        break;
+        return reply.append(state.pipe.pipe).bytes();
     case Query::FileHandles:
-        reply.append(state.files);
-        break;
+        return reply.append(state.files).bytes();
     case Query::RemoteEndpoint:
-        reply.appendString(state.remoteServer).appendString(state.remotePort).append(std::uint32_t{0});
-        break;
+        reply.appendString(state.remoteServer).appendString(state.remotePort);
+        return reply.append(std::uint32_t{0}).bytes();
     case Query::Traffic:
-        reply.append(state.traffic);
-        break;
+        return reply.append(state.traffic).bytes();
     case Query::SecurityDescriptor:
-        reply.appendString(state.securityDescriptor);
-        break;
+        return reply.appendString(state.securityDescriptor).bytes();
     case Query::Enabled:
-        reply.append(static_cast<std::uint8_t>(state.enabled));
-        break;
+        return reply.append(static_cast<std::uint8_t>(state.enabled)).bytes();
     case Query::PinConnections:
-        reply.appendList(state.pins);
-        break;
+        return reply.appendList(state.pins).bytes();
     case Query::ErrorEmulation:
-        reply.append(state.crossover);
-        break;
+        return reply.append(state.crossover).bytes();
     case Query::ErrorEmulationLong:
-        reply.append(state.transmitOverflow);
-        break;
+        return reply.append(state.transmitOverflow).bytes();
     default:
         return std::nullopt;
     }
-    return reply.bytes();
 }
 
 void connectBridge(PortState& state, RecordReader& record) {

@@ -116,12 +116,6 @@ BOOL WINAPI setEvent(HANDLE handle) {
 }
 SIMULATE(SetEvent, setEvent);
 
-BOOL WINAPI resetEvent(HANDLE handle) {
-    Call call("ResetEvent", handle);
-    return call.fails() ? FALSE : ::ResetEvent(realHandle(call, handle));
-}
-SIMULATE(ResetEvent, resetEvent);
-
 // Waits are not calls in the list: how often a thread waits is chance. No lock is held while waiting.
 DWORD WINAPI waitForSingleObject(HANDLE handle, DWORD milliseconds) {
     return ::WaitForSingleObject(realHandles(&handle, 1).front(), milliseconds);

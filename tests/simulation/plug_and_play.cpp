@@ -128,8 +128,9 @@ bool shows(DeviceNode& node, const GUID& interfaceClass) {
     return false;
 }
 
-HDEVINFO
-getClassDevs(const Call& call, const GUID* interfaceClass, PCWSTR enumerator, DWORD flags, HDEVINFO existing) {
+HDEVINFO WINAPI setupDiGetClassDevsEx(
+    const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags, HDEVINFO existing, PCWSTR computer, PVOID) {
+    Call call("SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
     if (call.fails())
         return INVALID_HANDLE_VALUE;
     if (interfaceClass == nullptr || enumerator != nullptr || flags != (DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {
@@ -146,19 +147,7 @@ getClassDevs(const Call& call, const GUID* interfaceClass, PCWSTR enumerator, DW
             set->add(node);
     return existing == nullptr ? call.open(std::move(set)) : existing;
 }
-
-HDEVINFO WINAPI setupDiGetClassDevsEx(
-    const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags, HDEVINFO existing, PCWSTR computer, PVOID) {
-    Call call("SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
-    return getClassDevs(call, interfaceClass, enumerator, flags, existing);
-}
 SIMULATE(SetupDiGetClassDevsExW, setupDiGetClassDevsEx);
-
-HDEVINFO WINAPI setupDiGetClassDevs(const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags) {
-    Call call("SetupDiGetClassDevsW", interfaceClass, Hex{flags});
-    return getClassDevs(call, interfaceClass, enumerator, flags, nullptr);
-}
-SIMULATE(SetupDiGetClassDevsW, setupDiGetClassDevs);
 
 BOOL WINAPI setupDiEnumDeviceInfo(HDEVINFO handle, DWORD index, PSP_DEVINFO_DATA data) {
     Call call("SetupDiEnumDeviceInfo", index);

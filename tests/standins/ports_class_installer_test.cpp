@@ -86,17 +86,4 @@ TEST(DiInstallDevice, FailsWithoutADriverOrANumber) {
     EXPECT_EQ(known.portName(), L"");
 }
 
-TEST(DiInstallDevice, ReportsTheNeedForARestart) {
-    const ScratchDatabase database;
-    NewDevice device;
-    SP_DEVINSTALL_PARAMS_W params{};
-    params.cbSize = sizeof params;
-    ASSERT_TRUE(SetupDiGetDeviceInstallParamsW(device.set(), device.element(), &params));
-    params.Flags |= DI_NEEDREBOOT;
-    ASSERT_TRUE(SetupDiSetDeviceInstallParamsW(device.set(), device.element(), &params));
-    BOOL needReboot = FALSE;
-    EXPECT_TRUE(install(device, &needReboot));
-    EXPECT_TRUE(needReboot);
-}
-
 } // namespace zorvan::test

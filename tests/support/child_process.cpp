@@ -6,13 +6,17 @@ namespace zorvan::test {
 
 namespace {
 
-constexpr DWORD kTimeLimit = 30'000; // milliseconds
+constexpr DWORD kTimeLimit = 60'000; // milliseconds
 
 } // namespace
 
-ChildProcess::ChildProcess(std::wstring commandLine) {
+ChildProcess::ChildProcess(std::wstring commandLine, HANDLE output) {
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
+    if (output != nullptr) {
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdOutput = startup.hStdError = output;
+    }
     PROCESS_INFORMATION started{};
     if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started))
         throw std::runtime_error("a program cannot be started: error " + std::to_string(GetLastError()));

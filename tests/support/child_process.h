@@ -18,10 +18,10 @@ struct ProcessTraits {
 
 class ChildProcess {
 public:
-    // Throws when the program cannot be started.
-    explicit ChildProcess(std::wstring commandLine);
+    // Its output goes to an inheritable handle, if there is one. Throws when the program cannot be started.
+    explicit ChildProcess(std::wstring commandLine, HANDLE output = nullptr);
 
-    // Waits for its end, for at most half a minute. Throws when there is none.
+    // Waits for its end, for at most a minute. Throws when there is none.
     DWORD exitCode() const;
 
 private:

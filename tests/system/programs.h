@@ -1,5 +1,7 @@
-// Other programs that a system test runs, and the files of the source folder that it reads.
+// The source folder: files that a system test reads, and scripts that it runs.
 #pragma once
+
+#include "support/program.h"
 
 #include <string>
 
@@ -7,16 +9,6 @@ namespace zorvan::test {
 
 // The full path of a file of the source folder, such as "docs/reference.md".
 std::wstring sourcePath(const std::wstring& relative);
-
-std::string readFile(const std::wstring& path);
-
-struct ProgramResult {
-    unsigned long exitCode;
-    std::string output;
-};
-
-// Runs a program to its end, or for at most a minute; then it is ended and the test case with it.
-ProgramResult runProgram(const std::wstring& commandLine);
 
 // Runs a script of tests/system/scripts with cscript.
 ProgramResult runScript(const std::wstring& name, const std::wstring& arguments = L"");

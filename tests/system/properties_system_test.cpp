@@ -4,9 +4,6 @@
 
 #include "base/unique.h"
 
-#include <cmath>
-#include <limits>
-
 namespace zorvan::test {
 
 namespace {
@@ -36,41 +33,6 @@ TEST_F(PropertiesSystemTest, AnotherLibraryObjectSeesWhatIsSet) {
         EXPECT_EQ(S_OK, other->get_emulateTxOverflow(&read));
         EXPECT_EQ(value, read);
     }
-}
-
-// `enabled` takes any non-zero value for true, emulateTxOverflow only VARIANT_TRUE: intended, if unexpected.
-TEST_F(PropertiesSystemTest, OddTruthIsTrueForEnabledAlone) {
-    const auto device = create();
-    VARIANT_BOOL read = VARIANT_FALSE;
-    ASSERT_EQ(S_OK, device->put_enabled(VARIANT_FALSE));
-    EXPECT_EQ(S_OK, device->put_enabled(1));
-    EXPECT_EQ(S_OK, device->get_enabled(&read));
-    EXPECT_EQ(VARIANT_TRUE, read);
-
-    ASSERT_EQ(S_OK, device->put_emulateTxOverflow(VARIANT_TRUE));
-    EXPECT_EQ(S_OK, device->put_emulateTxOverflow(1));
-    EXPECT_EQ(S_OK, device->get_emulateTxOverflow(&read));
-    EXPECT_EQ(VARIANT_FALSE, read);
-}
-
-TEST_F(PropertiesSystemTest, CrossoverProbabilityIsKeptInThousandths) {
-    const auto device = create();
-    const struct {
-        double set;
-        double expected;
-    } rows[] = {{0.5, 0.5}, {0.125, 0.125}, {0.0015, 0.001}, {0.0009, 0.0}, {0.0, 0.0}};
-    for (const auto& row : rows) {
-        double read = -1;
-        EXPECT_EQ(S_OK, device->put_crossoverProbability(row.set));
-        EXPECT_EQ(S_OK, device->get_crossoverProbability(&read));
-        EXPECT_NEAR(row.expected, read, 1e-9);
-    }
-    ASSERT_EQ(S_OK, device->put_crossoverProbability(0.25));
-    for (const double bad : {-0.001, 0.5000001, std::numeric_limits<double>::quiet_NaN()})
-        EXPECT_EQ(E_INVALIDARG, device->put_crossoverProbability(bad)) << bad;
-    double read = -1;
-    EXPECT_EQ(S_OK, device->get_crossoverProbability(&read));
-    EXPECT_NEAR(0.25, read, 1e-9) << "a refused value changes nothing";
 }
 
 TEST_F(PropertiesSystemTest, AnotherProcessSeesWhatIsSet) {

@@ -109,18 +109,6 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
-std::wstring versionText(const std::wstring& path, const wchar_t* name) {
-    std::vector<char> block(GetFileVersionInfoSizeW(path.c_str(), nullptr));
-    if (block.empty() || !GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(block.size()), block.data()))
-        return L"(no version resource)";
-    void* text = nullptr;
-    UINT length = 0;
-    const std::wstring query = std::wstring(L"\\StringFileInfo\\040904B0\\") + name;
-    if (!VerQueryValueW(block.data(), query.c_str(), &text, &length))
-        return L"(missing)";
-    return static_cast<const wchar_t*>(text);
-}
-
 } // namespace
 
 TEST(LibraryFile, ExportsItsEntryPointsUndecorated) {
@@ -161,16 +149,6 @@ TEST(LibraryFile, CarriesItsResourcesInEnglish) {
 
 TEST(LibraryFile, NamesItsClassForPromptsOfTheSystem) {
     EXPECT_EQ(L"Qeltra Software Virtual Serial Port ActiveX", LibraryFile(libraryPath()).string(1000));
-}
-
-TEST(LibraryFile, TellsItsVersion) {
-    const std::pair<const wchar_t*, const wchar_t*> texts[] = {
-        {L"CompanyName", L"Qeltra Software"}, {L"FileVersion", L"3.0.0.0"},
-        {L"ProductName", L"zorvanlib"},       {L"ProductVersion", L"3.0.0.0"},
-        {L"InternalName", L"zorvanlib"},      {L"OriginalFilename", L"zorvanlib.dll"},
-    };
-    for (const auto& [name, text] : texts)
-        EXPECT_EQ(text, versionText(libraryPath(), name)) << name;
 }
 
 // The second accessors' help strings, which the type library holds but nobody can ask it for.

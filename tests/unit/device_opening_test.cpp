@@ -44,6 +44,7 @@ private:
 };
 
 TEST_F(DeviceOpening, HandsTheDriverAnEventThatIsValidInItsHost) {
+    const auto id = std::to_string(host().id);
     ASSERT_TRUE(opensAlive());
     ASSERT_FALSE(machine.kernel.events.empty());
     const auto event = machine.kernel.events.front();
@@ -51,22 +52,17 @@ TEST_F(DeviceOpening, HandsTheDriverAnEventThatIsValidInItsHost) {
     EXPECT_FALSE(event->initiallySignalled);
     EXPECT_FALSE(event->hadAttributes);
     EXPECT_EQ(event->name, std::nullopt);
-
-    const auto records = port().driver.records(Set::HostEvent);
-    ASSERT_EQ(records.size(), 1U);
-    EXPECT_EQ(records.front().size(), 8U);
-    EXPECT_EQ(host().handles.at(port().driver.state.hostEvent), event);
-}
-
-TEST_F(DeviceOpening, OpensTheHostOnlyToDuplicate) {
-    const auto id = std::to_string(host().id);
-    ASSERT_TRUE(opensAlive());
     EXPECT_EQ(
         callsOf({"OpenProcess", "DuplicateHandle", "OpenProcessToken"}),
         (std::vector<std::string>{
             "OpenProcess(0x40, not inheritable, " + id + ")",
             "DuplicateHandle(own, event, process " + id + ", 0x0, not inheritable, 0x2)",
             "DuplicateHandle(own, event, own, 0x0, not inheritable, 0x2)"})); // the event thread's
+
+    const auto records = port().driver.records(Set::HostEvent);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records.front().size(), 8U);
+    EXPECT_EQ(host().handles.at(port().driver.state.hostEvent), event);
 }
 
 TEST_F(DeviceOpening, AccessToTheHostIsGainedByTheDebugPrivilege) {
@@ -82,45 +78,33 @@ TEST_F(DeviceOpening, AccessToTheHostIsGainedByTheDebugPrivilege) {
     EXPECT_TRUE(machine.processes.debugPrivilegeEnabled); // intended: it stays enabled
 }
 
-TEST_F(DeviceOpening, HostThatRefusesOtherwiseIsNotAskedTwice) {
-    host().openError = ERROR_INVALID_PARAMETER;
-    ASSERT_TRUE(opensAlive());
-    EXPECT_EQ(machine.calls.count("OpenProcess"), 1);
-    EXPECT_EQ(machine.calls.count("OpenProcessToken"), 0);
-}
-
-TEST_F(DeviceOpening, SecondRefusalIsFinal) {
-    host().openError = ERROR_ACCESS_DENIED;
-    ASSERT_TRUE(opensAlive());
-    EXPECT_EQ(machine.calls.count("OpenProcess"), 2);
-    EXPECT_EQ(port().driver.records(Set::HostEvent), std::vector<Bytes>{Bytes(8)});
-}
-
-// The adjustment that assigns nothing reports success: the second attempt is made all the same.
-TEST_F(DeviceOpening, PrivilegeThatIsNotHeldChangesNothing) {
-    host().needsDebugPrivilege = true;
-    machine.processes.holdsDebugPrivilege = false;
-    ASSERT_TRUE(opensAlive());
-    EXPECT_EQ(machine.calls.count("OpenProcess"), 2);
-    EXPECT_EQ(port().driver.state.hostEvent, 0U);
-}
-
 // None of these is an error: the driver is told that there is no event.
 TEST_F(DeviceOpening, EventThatCannotBeHandedOverIsSentAsZero) {
     const struct {
-        const char* function;
+        const char* failing;
+        DWORD openError;
+        bool holdsPrivilege;
         int openings;
     } rows[] = {
-        {"OpenProcess", 1},           {"OpenProcessToken", 1}, {"LookupPrivilegeValueW", 2},
-        {"AdjustTokenPrivileges", 1}, {"DuplicateHandle", 2},
+        {"OpenProcess", 0, true, 1},
+        {"OpenProcessToken", 0, true, 1},
+        {"LookupPrivilegeValueW", 0, true, 2},
+        {"AdjustTokenPrivileges", 0, true, 1},
+        {"DuplicateHandle", 0, true, 2},
+        {"", 0, false, 2}, // the adjustment that assigns nothing reports success
+        {"", ERROR_ACCESS_DENIED, true, 2},
+        {"", ERROR_INVALID_PARAMETER, true, 1}, // no privilege would help
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.function);
+        SCOPED_TRACE(&row - rows);
         machine.calls.clear();
         machine.processes.debugPrivilegeEnabled = false;
-        host().needsDebugPrivilege = std::string_view(row.function) != "OpenProcess";
+        machine.processes.holdsDebugPrivilege = row.holdsPrivilege;
+        host().needsDebugPrivilege = row.openError == 0;
+        host().openError = row.openError;
         port().driver.requests.clear();
-        machine.fail(row.function, 1, ERROR_GEN_FAILURE);
+        if (*row.failing != 0)
+            machine.fail(row.failing, 1, ERROR_GEN_FAILURE);
         EXPECT_TRUE(opensAlive());
         EXPECT_EQ(machine.calls.count("OpenProcess"), row.openings);
         EXPECT_EQ(port().driver.records(Set::HostEvent), std::vector<Bytes>{Bytes(8)});
@@ -147,26 +131,20 @@ TEST_F(DeviceOpening, DriverThatRefusesYieldsADeviceThatIsNotAlive) {
         // Its path is known all the same.
         EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_path), port().serialPath);
     }
-}
-
-TEST_F(DeviceOpening, ControlPathThatDoesNotOpenYieldsADeviceThatIsNotAlive) {
     port().openError = ERROR_ACCESS_DENIED;
     EXPECT_FALSE(opensAlive());
 }
 
 TEST_F(DeviceOpening, MissingInterfacesLeaveTheDeviceOut) {
-    const struct {
-        const char* function;
-        int nth;
-    } rows[] = {
+    const std::pair<const char*, int> rows[] = {
         {"SetupDiEnumDeviceInterfaces", 1},      {"SetupDiEnumDeviceInterfaces", 2},
         {"SetupDiGetDeviceInterfaceDetailW", 1}, {"SetupDiGetDeviceInterfaceDetailW", 2},
         {"SetupDiGetDeviceInterfaceDetailW", 3}, {"SetupDiGetDeviceInterfaceDetailW", 4},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.function) + std::to_string(row.nth));
+    for (const auto& [function, nth] : rows) {
+        SCOPED_TRACE(std::string(function) + std::to_string(nth));
         machine.calls.clear();
-        machine.fail(row.function, row.nth, ERROR_GEN_FAILURE);
+        machine.fail(function, nth, ERROR_GEN_FAILURE);
         EXPECT_FALSE(open());
         EXPECT_EQ(machine.calls.count("CreateFileW"), 0);
     }
@@ -217,16 +195,11 @@ TEST_F(DeviceOpening, DeviceWithoutAReadableNameIsAlive) {
         change();
         const auto device = open();
         ASSERT_TRUE(device);
-        EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_portName), L"");
+        Bstr name;
+        EXPECT_RESULT(S_OK, device->get_portName(name.put()));
+        EXPECT_EQ(name.get(), nullptr);
         EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_FALSE);
     }
-}
-
-TEST_F(DeviceOpening, EmptyNameIsANullString) {
-    port().key.values.clear();
-    Bstr name;
-    EXPECT_RESULT(S_OK, open()->get_portName(name.put()));
-    EXPECT_EQ(name.get(), nullptr);
 }
 
 } // namespace

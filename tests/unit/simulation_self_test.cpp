@@ -69,29 +69,6 @@ TEST_F(Simulation, NoticesReferencesToTheTypeLibrary) {
     EXPECT_EQ(machine.held(), Held());
 }
 
-TEST_F(Simulation, FailsTheCallThatIsAskedFor) {
-    machine.fail("CreateMutexW", 2, ERROR_BUSY);
-    const auto create = [] { return SIMULATED(CreateMutexW)(nullptr, FALSE, nullptr); };
-    HANDLE first = create();
-    EXPECT_NE(first, nullptr);
-    EXPECT_EQ(create(), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_BUSY});
-    HANDLE third = create();
-    EXPECT_NE(third, nullptr);
-    EXPECT_EQ(machine.calls.count("CreateMutexW"), 3);
-    SIMULATED(CloseHandle)(first);
-    SIMULATED(CloseHandle)(third);
-}
-
-TEST_F(Simulation, RunsActionsAfterCalls) {
-    machine.calls.after("Sleep", 2, [&] { machine.addPort(L"COM5"); });
-    SIMULATED(Sleep)(60000);
-    EXPECT_TRUE(machine.plugAndPlay.nodes().empty());
-    SIMULATED(Sleep)(1);
-    EXPECT_EQ(machine.plugAndPlay.nodes().size(), 1U);
-    EXPECT_EQ(machine.clock.milliseconds, 60001U);
-}
-
 TEST_F(Simulation, HoldsWindowsClassesNotificationsAndThreads) {
     WNDCLASSEXW windowClass{};
     windowClass.cbSize = sizeof windowClass;
