@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+
 namespace zorvan::test {
 namespace {
 
@@ -69,6 +71,23 @@ TEST_F(BridgeTraffic, RequestsEndForTheRightReason) {
     const auto closed = here.startWrite(bytesOf("nobody is there"));
     here.close();
     EXPECT_EQ(closed->wait().error, DWORD{ERROR_OPERATION_ABORTED});
+}
+
+// Half of the bits, which leaves nothing of the data, within six standard deviations.
+TEST_F(BridgeTraffic, IsDisturbedWhereItArrives) {
+    RecordWriter record;
+    record.append(protocol::ErrorEmulationShort{protocol::kBitCrossover, 1, 500});
+    EXPECT_EQ(partner.set(Set::ErrorEmulation, record.bytes()), 0u);
+    const SerialClient here(device.portName());
+    const SerialClient there(partnerDevice.portName());
+    const Data zeros(125'000);
+    const auto write = here.startWrite(zeros);
+    const auto reply = there.startWrite(zeros);
+    EXPECT_EQ(here.read(zeros.size()).data, zeros);
+    int turned = 0;
+    for (const auto byte : there.read(zeros.size()).data)
+        turned += std::popcount(byte);
+    EXPECT_NEAR(turned, 500'000, 6 * 500);
 }
 
 } // namespace

@@ -56,8 +56,13 @@ std::wstring readPortName(HKEY deviceKey) {
 
 } // namespace
 
-void zorvanSetCompletion(CompleteRequest complete) {
+void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix) {
     setCompletion(complete);
+    try {
+        removeStaleNames(serialDevicePrefix);
+    } catch (const std::exception& failure) {
+        report("names that were left behind could not be removed", failure); // ports that need them run without
+    }
 }
 
 Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName) {

@@ -19,8 +19,10 @@ class Port;
 
 extern "C" {
 
-// How requests that were submitted are completed: on any thread, also before zorvanSubmit returns.
-ZORVAN_ENGINE_API void zorvanSetCompletion(CompleteRequest complete);
+// Comes first. Submitted requests are completed through the function, on any thread, also before zorvanSubmit
+// returns. The names of all serial devices begin with the prefix; what a driver process that died has left of them is
+// removed.
+ZORVAN_ENGINE_API void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix);
 
 // Makes the port of a device whose open hardware key is given (it stays the caller's) and whose serial traffic
 // enters at the named device object. Null: that failed.

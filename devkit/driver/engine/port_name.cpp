@@ -1,8 +1,10 @@
 #include "port_name.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 // Declared by the driver kit only, whose headers cannot stand beside <windows.h>.
 extern "C" {
@@ -32,8 +34,8 @@ UniqueRegistryKey serialPortMap() {
     UniqueRegistryKey key;
     throwIfFailed(
         RegCreateKeyExW(
-            HKEY_LOCAL_MACHINE, kSerialPortMap, 0, nullptr, REG_OPTION_VOLATILE, KEY_SET_VALUE, nullptr, key.put(),
-            nullptr),
+            HKEY_LOCAL_MACHINE, kSerialPortMap, 0, nullptr, REG_OPTION_VOLATILE, KEY_SET_VALUE | KEY_QUERY_VALUE,
+            nullptr, key.put(), nullptr),
         "RegCreateKeyEx of SERIALCOMM");
     return key;
 }
@@ -47,9 +49,36 @@ void addToMap(const std::wstring& deviceName, const std::wstring& portName) {
         "RegSetValueEx in SERIALCOMM");
 }
 
+struct MapEntry {
+    std::wstring device;
+    std::wstring port;
+};
+
+std::vector<MapEntry> mapEntries() {
+    const auto map = serialPortMap();
+    std::vector<MapEntry> entries;
+    for (DWORD i = 0;; ++i) {
+        wchar_t device[kMaximumLength + 1];
+        wchar_t port[kMaximumLength + 1]{};
+        auto length = static_cast<DWORD>(std::size(device));
+        auto size = static_cast<DWORD>(sizeof port - sizeof *port);
+        if (RegEnumValueW(map.get(), i, device, &length, nullptr, nullptr, reinterpret_cast<BYTE*>(port), &size) !=
+            ERROR_SUCCESS)
+            return entries;
+        entries.push_back({device, port});
+    }
+}
+
 void removeFromMap(const std::wstring& deviceName) noexcept {
     // Nothing can be done about a value that somebody else has removed or protected.
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSerialPortMap, deviceName.c_str());
+}
+
+// Whoever renames a port removes its DOS name first, and somebody else may have taken it since.
+void unpublish(const std::wstring& device, DosName& name) noexcept {
+    removeFromMap(device);
+    if (!name.isTaken(device))
+        name.remove();
 }
 
 } // namespace
@@ -103,10 +132,15 @@ PublishedPortName::PublishedPortName(const std::wstring& portName, std::wstring 
 }
 
 PublishedPortName::~PublishedPortName() {
-    removeFromMap(deviceName_);
-    // Whoever renames a port removes its DOS name first, and somebody else may have taken it since.
-    if (!dosName_.isTaken(deviceName_))
-        dosName_.remove();
+    unpublish(deviceName_, dosName_);
+}
+
+void removeStaleNames(const std::wstring& devicePrefix) {
+    for (const auto& [device, port] : mapEntries())
+        if (device.starts_with(devicePrefix)) {
+            DosName name(port);
+            unpublish(device, name);
+        }
 }
 
 } // namespace zorvan::driver

@@ -45,6 +45,9 @@ private:
     std::wstring deviceName_;
 };
 
+// Removes the names of devices that begin with the prefix and do not run any more.
+void removeStaleNames(const std::wstring& devicePrefix);
+
 // Whether a text can be a port's name at all. It need not end in a number.
 bool isPortName(const std::wstring& text);
 

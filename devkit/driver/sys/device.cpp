@@ -8,8 +8,6 @@ namespace {
 constexpr GUID kControlInterface = {0x24E7F5CF, 0xEF4A, 0x4BD2, {0x87, 0xF4, 0x72, 0x21, 0x02, 0xE5, 0x39, 0x63}};
 constexpr GUID kSerialInterface = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
-constexpr wchar_t kSerialDevicePrefix[] = L"\\Device\\ZorvanPort";
-
 LONG lastSerialDevice = 0;
 Device* volatile removedDevices = nullptr;
 
@@ -65,6 +63,12 @@ NTSTATUS createPort(Device& device, const SerialDeviceName& name) {
     return device.port ? STATUS_SUCCESS : STATUS_INSUFFICIENT_RESOURCES;
 }
 
+// A driver process that has died leaves its links behind, and the system enables no interface whose link is there.
+NTSTATUS enableInterface(UNICODE_STRING* interfacePath) {
+    IoDeleteSymbolicLink(interfacePath);
+    return IoSetDeviceInterfaceState(interfacePath, TRUE);
+}
+
 // An interface's path leads to the physical device, where control requests enter. The serial one is led to the
 // serial device instead, by a link of the same name.
 NTSTATUS leadTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
@@ -74,11 +78,11 @@ NTSTATUS leadTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
 
 // The control interface comes last: who is told of it finds the device complete.
 NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
-    auto status = IoSetDeviceInterfaceState(&device.serialInterface, TRUE);
+    auto status = enableInterface(&device.serialInterface);
     if (NT_SUCCESS(status))
         status = leadTo(&device.serialInterface, name);
     if (NT_SUCCESS(status))
-        status = IoSetDeviceInterfaceState(&device.controlInterface, TRUE);
+        status = enableInterface(&device.controlInterface);
     return status;
 }
 

@@ -9,6 +9,9 @@ namespace zorvan::driver {
 
 struct Device;
 
+// Each serial device has a number after it that is its own as long as the driver runs.
+inline constexpr wchar_t kSerialDevicePrefix[] = L"\\Device\\ZorvanPort";
+
 // Control requests enter at the function device, which is attached to the device node's stack; serial traffic at
 // the serial device, which has a name of its own.
 enum class Entrance { Control, Serial };

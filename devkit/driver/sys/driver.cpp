@@ -162,7 +162,7 @@ void NTAPI unload(DRIVER_OBJECT*) {
 } // namespace
 
 extern "C" NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING*) {
-    zorvanSetCompletion(completeSubmitted);
+    zorvanStartDriver(completeSubmitted, kSerialDevicePrefix);
     driver->DriverExtension->AddDevice = addDeviceOf;
     driver->DriverUnload = unload;
     driver->MajorFunction[IRP_MJ_CREATE] = createFile;
