@@ -99,5 +99,28 @@ TEST(Load, ABridgeMayEndAtAnyTime) {
     stop = true;
 }
 
+// Reads are cancelled at the moment at which they end, again and again, beside a bridge where nothing is cancelled.
+TEST(Load, ACancellationHitsNoOtherRequest) {
+    allowTime(std::chrono::minutes(2));
+    LoadedBridge bystander(1);
+    const DeviceNode device{0u};
+    const DeviceNode partner{1u};
+    ASSERT_EQ(ControlClient(device.controlPath()).bridgeTo(partner.portName()), 0u);
+    const SerialClient here(device.portName());
+    const SerialClient there(partner.portName());
+    const auto until = GetTickCount64() + kLoadTime;
+    std::jthread load([&] { bystander.run(until); });
+    std::jthread writer([&] {
+        while (GetTickCount64() < until)
+            here.startWrite({1})->wait(1);
+    });
+    while (GetTickCount64() < until) {
+        const auto read = there.startRead(1);
+        CancelIoEx(there.get(), read->overlapped());
+        const auto error = read->wait().error;
+        EXPECT_TRUE(error == ERROR_SUCCESS || error == ERROR_OPERATION_ABORTED) << error;
+    }
+}
+
 } // namespace
 } // namespace zorvan::test

@@ -3,6 +3,7 @@
 // It imports nothing but ntoskrnl.exe and the engine, which Wine's driver loader insists on; hence no C++ library, no
 // exceptions. Requests for files come on one thread of the driver process, plug-and-play requests on others.
 #include "device.h"
+#include "submitted_requests.h"
 
 using namespace zorvan::driver;
 
@@ -54,43 +55,25 @@ NTSTATUS NTAPI closeFile(DEVICE_OBJECT* object, IRP* irp) {
     return complete(irp, {Status::Success, 0});
 }
 
-// Called by the engine, on any thread.
-void completeSubmitted(void* request, Outcome outcome) {
-    auto* const irp = static_cast<IRP*>(request);
-    IoSetCancelRoutine(irp, nullptr);
-    complete(irp, outcome);
-}
-
-// The engine knows what it has completed already; the request that is being cancelled stays valid meanwhile.
-void NTAPI cancelSubmitted(DEVICE_OBJECT* object, IRP* irp) {
-    IoReleaseCancelSpinLock(irp->CancelIrql);
-    zorvanCancel(entranceOf(object).device->port, irp);
-}
-
-// The system hands over cancellations on this thread, too: none can come before the engine has the request.
-NTSTATUS submit(DEVICE_OBJECT* object, IRP* irp, Operation operation, std::uint32_t size) {
+NTSTATUS submitFor(DEVICE_OBJECT* object, IRP* irp, Operation operation, std::uint32_t size) {
     const auto& [entrance, device] = entranceOf(object);
-    const auto& stack = *IoGetCurrentIrpStackLocation(irp);
     if (entrance == Entrance::Control)
         return complete(irp, {Status::InvalidDeviceRequest, 0});
-    if (!isSerialOpener(*stack.FileObject))
+    if (!isSerialOpener(*IoGetCurrentIrpStackLocation(irp)->FileObject))
         return complete(irp, {Status::AccessDenied, 0});
-    IoMarkIrpPending(irp);
-    IoSetCancelRoutine(irp, cancelSubmitted);
-    zorvanSubmit(device->port, operation, irp, irp->AssociatedIrp.SystemBuffer, size);
-    return STATUS_PENDING;
+    return submit(*device, irp, operation, size);
 }
 
 NTSTATUS NTAPI read(DEVICE_OBJECT* object, IRP* irp) {
-    return submit(object, irp, Operation::Read, IoGetCurrentIrpStackLocation(irp)->Parameters.Read.Length);
+    return submitFor(object, irp, Operation::Read, IoGetCurrentIrpStackLocation(irp)->Parameters.Read.Length);
 }
 
 NTSTATUS NTAPI write(DEVICE_OBJECT* object, IRP* irp) {
-    return submit(object, irp, Operation::Write, IoGetCurrentIrpStackLocation(irp)->Parameters.Write.Length);
+    return submitFor(object, irp, Operation::Write, IoGetCurrentIrpStackLocation(irp)->Parameters.Write.Length);
 }
 
 NTSTATUS NTAPI flush(DEVICE_OBJECT* object, IRP* irp) {
-    return submit(object, irp, Operation::Flush, 0);
+    return submitFor(object, irp, Operation::Flush, 0);
 }
 
 Outcome control(const EntranceExtension& extension, const IO_STACK_LOCATION& stack, void* buffer) {
@@ -112,7 +95,7 @@ NTSTATUS NTAPI deviceControl(DEVICE_OBJECT* object, IRP* irp) {
     if ((request.IoControlCode & 3) != METHOD_BUFFERED)
         return complete(irp, {Status::InvalidDeviceRequest, 0});
     if (request.IoControlCode == IOCTL_SERIAL_WAIT_ON_MASK)
-        return submit(object, irp, Operation::WaitForEvent, request.OutputBufferLength);
+        return submitFor(object, irp, Operation::WaitForEvent, request.OutputBufferLength);
     return complete(irp, control(entranceOf(object), stack, irp->AssociatedIrp.SystemBuffer));
 }
 
@@ -156,6 +139,7 @@ NTSTATUS NTAPI addDeviceOf(DRIVER_OBJECT* driver, DEVICE_OBJECT* physical) {
 
 // The devices were removed before.
 void NTAPI unload(DRIVER_OBJECT*) {
+    freeCompletedRequests();
     deleteRemovedDevices();
 }
 
