@@ -13,9 +13,11 @@
 #include "simulation/clock.h"
 #include "simulation/dos_names.h"
 #include "simulation/driver.h"
+#include "simulation/driver_packages.h"
 #include "simulation/handle_table.h"
 #include "simulation/kernel_objects.h"
 #include "simulation/message_windows.h"
+#include "simulation/modules.h"
 #include "simulation/plug_and_play.h"
 #include "simulation/port_database.h"
 #include "simulation/processes.h"
@@ -41,6 +43,8 @@ public:
     PlugAndPlay plugAndPlay;
     PortDatabase portDatabase;
     DosNames dosNames;
+    Modules modules;
+    DriverPackages driverPackages;
     Threads threads;
     MessageWindows windows;
     Automation automation;

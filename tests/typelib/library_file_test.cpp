@@ -125,7 +125,8 @@ std::wstring versionText(const std::wstring& path, const wchar_t* name) {
 
 TEST(LibraryFile, ExportsItsEntryPointsUndecorated) {
     const std::set<std::string> expected = {
-        "DllCanUnloadNow", "DllGetClassObject", "DllInstall", "DllRegisterServer", "DllUnregisterServer",
+        "AutoInstallEx", "DllCanUnloadNow",   "DllGetClassObject",
+        "DllInstall",    "DllRegisterServer", "DllUnregisterServer",
     };
     EXPECT_EQ(expected, LibraryFile(libraryPath()).exportedNames());
 }
