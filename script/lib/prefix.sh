@@ -1,12 +1,14 @@
 # The Wine prefixes in which zorvanlib runs with its development kit. Sourced, not run; needs nothing else sourced.
 #
 #   prefix_provision PREFIX BUILD_DIR   creates the prefix if it is missing and brings it up to date with the build
+#   prefix_uninstall PREFIX BUILD_DIR   deletes all ports and takes library and driver out of it again
 #   prefix_run PREFIX PROGRAM ARG...    runs a Windows program in it; its exit status is the result
 #   prefix_stop PREFIX                  ends whatever runs in it
 #
-# A provisioned prefix has the stand-ins for what Wine lacks, the driver package where Windows keeps its own, and the
-# library registered in place, from BUILD_DIR/bin. What a provisioning has put in, and from what, is noted in
-# PREFIX/zorvanlib, so that the next one does only what has changed since.
+# A provisioned prefix has the stand-ins for what Wine lacks, and zorvanlib installed as a setup program would do it:
+# the driver package in C:\Program Files\zorvanlib and, through the library, in the driver store; the library below it
+# in bin, registered. What a provisioning has put in, and from what, is noted in PREFIX/zorvanlib, so that the next one
+# does only what has changed since.
 
 prefix_say() { printf '%s\n' "$@" >&2; }
 
@@ -32,14 +34,18 @@ prefix_stop() {
   prefix_env "$prefix" wineserver -w
 }
 
-# One provisioning of a prefix at a time. The lock is not handed on to Wine, whose server outlives this.
-prefix_provision() {
+prefix_provision() { prefix_alone prefix_bring_up_to_date "$@"; }
+prefix_uninstall() { prefix_alone prefix_take_out "$@"; }
+
+# prefix_alone COMMAND PREFIX BUILD_DIR: one at a time prepares a prefix. The lock is not handed on to Wine, whose
+# server outlives this.
+prefix_alone() {
   local prefix build_dir
-  prefix=$(realpath -m -- "$1")
-  build_dir=$(realpath -m -- "$2")
+  prefix=$(realpath -m -- "$2")
+  build_dir=$(realpath -m -- "$3")
   prefix_check "$prefix" "$build_dir" || return
   (
-    prefix_lock "$prefix" && prefix_bring_up_to_date 9>&-
+    prefix_lock "$prefix" && "$1" 9>&-
   ) 9>"$prefix.lock"
 }
 
@@ -58,7 +64,7 @@ prefix_check() {
     prefix_say "error: wine is not installed" "  run script/bootstrap"
     return 1
   fi
-  for file in zorvanlib.dll devkit/wine/msports.dll devkit/driver/zorvan.inf; do
+  for file in zorvanlib.dll devkit/{wine/msports.dll,difxapi/DIFxAPI.dll,driver/zorvan.inf,tools/driver_setup.exe,tools/delete_ports.exe}; do
     if [ ! -e "$build_dir/bin/$file" ]; then
       prefix_say "error: $build_dir/bin/$file is missing" "  build first: script/build"
       return 1
@@ -72,19 +78,18 @@ prefix_check() {
   mkdir -p "$prefix/zorvanlib"
 }
 
-# The steps below share the variables of prefix_provision: prefix, build_dir.
+# The steps below share the variables of prefix_alone: prefix, build_dir.
 
 prefix_bring_up_to_date() {
   prefix_update created "the prefix" prefix_create <<<"Windows 10" &&
     prefix_update stand-ins "the stand-ins for what Wine lacks" prefix_install_stand_ins \
       < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll) &&
+    prefix_update library "the library" prefix_install_library \
+      < <(prefix_fingerprint "$build_dir"/bin/zorvanlib.dll) &&
     prefix_update driver "the driver package" prefix_install_driver \
-      < <(prefix_fingerprint "$build_dir"/bin/devkit/driver/*) &&
-    prefix_update library "the library" prefix_register_library \
-      < <(prefix_fingerprint "$build_dir"/bin/zorvanlib.dll)
+      < <(prefix_fingerprint "$build_dir"/bin/devkit/{driver,difxapi}/*)
 }
 
-# Names and contents: a build folder that was moved has to be registered anew.
 prefix_fingerprint() { sha256sum -- "$@"; }
 
 # prefix_update NAME WHAT COMMAND: runs the command unless it was run for the same state, which is read from
@@ -114,6 +119,7 @@ prefix_create() {
     prefix_env "$prefix" wineserver -w
 }
 
+# Without an override Wine takes its own DLL of the same name, wherever it is asked to load one from.
 prefix_install_stand_ins() {
   local windows=$prefix/drive_c/windows dll settings=$prefix/zorvanlib/stand-ins.reg
   {
@@ -122,7 +128,7 @@ prefix_install_stand_ins() {
       '{4D36E978-E325-11CE-BFC1-08002BE10318}'
     printf '"Installer32"="msports.dll,PortsClassInstaller"\n\n'
     printf '[HKEY_CURRENT_USER\\Software\\Wine\\DllOverrides]\n'
-    for dll in "$build_dir"/bin/devkit/wine/*.dll; do
+    for dll in "$build_dir"/bin/devkit/{wine,difxapi}/*.dll; do
       printf '"%s"="native,builtin"\n' "$(basename "$dll" .dll)"
     done
   } >"$settings" &&
@@ -130,22 +136,55 @@ prefix_install_stand_ins() {
     prefix_wine regedit /S "$settings"
 }
 
-# Windows looks for drivers in its inf folder, and copies the driver's files from there when it installs a device.
-# Copies of an earlier installation are replaced too, for the ports that exist already. The running driver has its
-# files open and keeps the old code, hence the restart.
+# Wine's regsvr32 shows no windows; without /s it says in the log what went wrong.
+prefix_install_library() {
+  prefix_copy "$(prefix_home)/bin" "$build_dir/bin/zorvanlib.dll" && prefix_wine regsvr32 "$prefix_library"
+}
+
+# The ports that exist already get the new files, too. The running driver has them open and keeps the old code, hence
+# the restart.
 prefix_install_driver() {
-  local windows=$prefix/drive_c/windows file installed
   prefix_stop "$prefix" &&
-    cp --remove-destination -- "$build_dir"/bin/devkit/driver/* "$windows/inf/" || return
+    prefix_replace_installed_driver &&
+    prefix_copy "$(prefix_home)" "$build_dir"/bin/devkit/driver/* &&
+    prefix_copy "$(prefix_home)/bin" "$build_dir/bin/devkit/difxapi/DIFxAPI.dll" &&
+    prefix_driver_setup install
+}
+
+prefix_replace_installed_driver() {
+  local file installed
   for file in "$build_dir"/bin/devkit/driver/*; do
-    for installed in "$windows"/system32{,/drivers}/"$(basename "$file")"; do
+    for installed in "$prefix"/drive_c/windows/system32{,/drivers}/"$(basename "$file")"; do
       [ ! -e "$installed" ] || cp --remove-destination -- "$file" "$installed" || return
     done
   done
 }
 
-# Wine's regsvr32 shows no windows; without /s it says in the log what went wrong.
-prefix_register_library() {
-  local library=Z:$build_dir/bin/zorvanlib.dll
-  prefix_wine regsvr32 "${library//\//\\}"
+prefix_home() { printf '%s' "$prefix/drive_c/Program Files/zorvanlib"; }
+prefix_library='C:\Program Files\zorvanlib\bin\zorvanlib.dll'
+
+prefix_copy() {
+  mkdir -p -- "$1" && cp --remove-destination -- "${@:2}" "$1/"
+}
+
+prefix_driver_setup() { prefix_wine "$build_dir/bin/devkit/tools/driver_setup.exe" "$prefix_library" "$1"; }
+
+# What is not there needs no taking out. The notes go first: whatever comes of it, the next provisioning starts anew.
+prefix_take_out() {
+  [ -e "$(prefix_home)/bin/zorvanlib.dll" ] || return 0
+  rm -f "$prefix"/zorvanlib/{library,driver}
+  prefix_take_out_step delete-ports prefix_delete_ports &&
+    prefix_take_out_step driver-removal prefix_driver_setup uninstall &&
+    prefix_take_out_step library-removal prefix_wine regsvr32 /u "$prefix_library" &&
+    rm -rf -- "$(prefix_home)"
+}
+
+prefix_delete_ports() { prefix_wine "$build_dir/bin/devkit/tools/delete_ports.exe"; }
+
+prefix_take_out_step() {
+  local log=$prefix/zorvanlib/$1.log
+  "${@:2}" >"$log" 2>&1 </dev/null && return
+  prefix_say "error: zorvanlib could not be taken out of $prefix; the end of $log:"
+  tail -n 20 "$log" >&2
+  return 1
 }

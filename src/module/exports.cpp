@@ -5,6 +5,7 @@
 #include "module/class_factory.h"
 #include "module/module.h"
 #include "module/registration.h"
+#include "setup/auto_install.h"
 
 using namespace zorvan;
 
@@ -30,4 +31,9 @@ STDAPI DllUnregisterServer() {
 
 STDAPI DllInstall(BOOL install, PCWSTR commandLine) {
     return comBoundary([&] { return registration::install(install != FALSE, commandLine); });
+}
+
+// Called by setup programs, without COM. The first argument is reserved.
+STDAPI AutoInstallEx(UINT_PTR, int mode) {
+    return comBoundary([&] { return setup::autoInstall(mode); });
 }

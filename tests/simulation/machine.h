@@ -13,10 +13,12 @@
 #include "simulation/clock.h"
 #include "simulation/dos_names.h"
 #include "simulation/driver.h"
+#include "simulation/driver_packages.h"
 #include "simulation/files.h"
 #include "simulation/handle_table.h"
 #include "simulation/kernel_objects.h"
 #include "simulation/message_windows.h"
+#include "simulation/modules.h"
 #include "simulation/plug_and_play.h"
 #include "simulation/port_database.h"
 #include "simulation/processes.h"
@@ -44,6 +46,8 @@ public:
     PlugAndPlay plugAndPlay;
     PortDatabase portDatabase;
     DosNames dosNames;
+    Modules modules;
+    DriverPackages driverPackages;
     Threads threads;
     MessageWindows windows;
     Files files;

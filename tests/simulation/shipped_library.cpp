@@ -85,6 +85,10 @@ HRESULT ShippedLibrary::canUnloadNow() const {
     return function<decltype(&DllCanUnloadNow)>(module_, "DllCanUnloadNow")();
 }
 
+HRESULT ShippedLibrary::autoInstallEx(int mode) const {
+    return function<HRESULT(WINAPI*)(UINT_PTR, int)>(module_, "AutoInstallEx")(0, mode);
+}
+
 bool ShippedLibrary::isLoaded(const std::wstring& path) {
     return GetModuleHandleW(path.c_str()) != nullptr;
 }

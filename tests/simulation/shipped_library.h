@@ -19,6 +19,7 @@ public:
 
     HRESULT getClassObject(REFCLSID clsid, REFIID iid, void** object) const;
     HRESULT canUnloadNow() const;
+    HRESULT autoInstallEx(int mode) const;
 
     // Whether the DLL is in the process, by whatever references.
     static bool isLoaded(const std::wstring& path);

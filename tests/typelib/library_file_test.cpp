@@ -113,7 +113,8 @@ std::string lowerCase(std::string text) {
 
 TEST(LibraryFile, ExportsItsEntryPointsUndecorated) {
     const std::set<std::string> expected = {
-        "DllCanUnloadNow", "DllGetClassObject", "DllInstall", "DllRegisterServer", "DllUnregisterServer",
+        "AutoInstallEx", "DllCanUnloadNow",   "DllGetClassObject",
+        "DllInstall",    "DllRegisterServer", "DllUnregisterServer",
     };
     EXPECT_EQ(expected, LibraryFile(libraryPath()).exportedNames());
 }

@@ -1,0 +1,111 @@
+#include "driver_use.h"
+
+#include "base/unique.h"
+
+#include <setupapi.h>
+
+#include <algorithm>
+
+namespace zorvan::devkit::driverUse {
+
+namespace {
+
+constexpr DWORD kPatience = 10000; // milliseconds
+constexpr DWORD kInterval = 20;    // milliseconds
+
+struct DeviceSetTraits {
+    using Value = HDEVINFO;
+    static Value invalid() { return INVALID_HANDLE_VALUE; }
+    static void close(Value set) { SetupDiDestroyDeviceInfoList(set); }
+};
+using UniqueDeviceSet = Unique<DeviceSetTraits>;
+
+struct ServiceTraits {
+    using Value = SC_HANDLE;
+    static Value invalid() { return nullptr; }
+    static void close(Value service) { CloseServiceHandle(service); }
+};
+using UniqueService = Unique<ServiceTraits>;
+
+// Empty for a device without one.
+std::wstring serviceOf(HDEVINFO set, SP_DEVINFO_DATA& device) {
+    wchar_t name[256] = L"";
+    SetupDiGetDeviceRegistryPropertyW(
+        set, &device, SPDRP_SERVICE, nullptr, reinterpret_cast<BYTE*>(name), sizeof name - sizeof(wchar_t), nullptr);
+    return name;
+}
+
+bool isOneOf(const std::vector<std::wstring>& names, const std::wstring& name) {
+    return std::any_of(names.begin(), names.end(), [&](const std::wstring& one) {
+        return CompareStringOrdinal(one.c_str(), -1, name.c_str(), -1, TRUE) == CSTR_EQUAL;
+    });
+}
+
+bool isStopped(SC_HANDLE service) {
+    SERVICE_STATUS status{};
+    return QueryServiceStatus(service, &status) && status.dwCurrentState == SERVICE_STOPPED;
+}
+
+// A driver stops when it likes; one that does not in time is stopped by the next restart.
+bool stop(SC_HANDLE service) {
+    SERVICE_STATUS status{};
+    ControlService(service, SERVICE_CONTROL_STOP, &status); // fails for one that does not run
+    const ULONGLONG deadline = GetTickCount64() + kPatience;
+    while (!isStopped(service)) {
+        if (GetTickCount64() > deadline)
+            return false;
+        Sleep(kInterval);
+    }
+    return true;
+}
+
+// Returns whether it is over and done with.
+bool removeService(SC_HANDLE manager, const std::wstring& name) {
+    const UniqueService service(OpenServiceW(manager, name.c_str(), DELETE | SERVICE_STOP | SERVICE_QUERY_STATUS));
+    if (!service) {
+        if (GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
+            return true;
+        throwLastError();
+    }
+    const bool stopped = stop(service.get());
+    if (!DeleteService(service.get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE)
+        throwLastError();
+    return stopped;
+}
+
+// Returns whether it is gone. One that is in use goes with the next restart.
+bool removeFile(const std::wstring& path) {
+    if (DeleteFileW(path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND)
+        return true;
+    if (!MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT))
+        throwLastError();
+    return false;
+}
+
+} // namespace
+
+bool hasDevices(const DriverPackage& package) {
+    const UniqueDeviceSet set(SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES));
+    if (!set)
+        throwLastError();
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    for (DWORD i = 0; SetupDiEnumDeviceInfo(set.get(), i, &device); ++i)
+        if (isOneOf(package.services, serviceOf(set.get(), device)))
+            return true;
+    return false;
+}
+
+bool remove(const DriverPackage& package) {
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager)
+        throwLastError();
+    bool restartNeeded = false;
+    for (const std::wstring& service : package.services)
+        restartNeeded |= !removeService(manager.get(), service);
+    for (const std::wstring& file : package.installedFiles)
+        restartNeeded |= !removeFile(file);
+    return restartNeeded;
+}
+
+} // namespace zorvan::devkit::driverUse

@@ -1,0 +1,34 @@
+// DIFxAPI.dll, loaded for one use.
+#pragma once
+
+#include "base/unique.h"
+#include "setup/difxapi.h"
+
+#include <string>
+
+namespace zorvan::setup {
+
+struct ModuleTraits {
+    using Value = HMODULE;
+    static Value invalid() { return nullptr; }
+    static void close(Value module) { FreeLibrary(module); }
+};
+using UniqueModule = Unique<ModuleTraits>;
+
+class FrameworkLibrary {
+public:
+    // Throws when the library cannot be loaded or lacks an entry point that is asked for.
+    explicit FrameworkLibrary(const std::wstring& path);
+
+    // Both return what the framework does.
+    DWORD preinstall(const std::wstring& inf) const;
+    DWORD uninstall(const std::wstring& inf, bool& restartNeeded) const;
+
+private:
+    UniqueModule library_;
+    decltype(&DriverPackageInstallW) install_; // has to exist, but is never called; intended
+    decltype(&DriverPackagePreinstallW) preinstall_;
+    decltype(&DriverPackageUninstallW) uninstall_;
+};
+
+} // namespace zorvan::setup

@@ -1,0 +1,222 @@
+// The exported installer of the driver package, over a simulated framework library.
+#include "setup/difxapi.h"
+#include "simulation/heap.h"
+#include "simulation/simulation_test.h"
+
+#include <setupapi.h>
+
+#include <algorithm>
+#include <climits>
+
+namespace zorvan::simulation {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr int kInstall = 0;
+constexpr int kUninstall = 3;
+constexpr DWORD kAlreadyAnHResult = 0x80070005;
+
+class AutoInstall : public SimulationTest {
+protected:
+    void SetUp() override {
+        placeLibrary(L"C:\\Product\\bin\\zorvanlib.dll", L"C:\\Product\\bin\\DIFxAPI.dll");
+        dll();
+        machine.calls.clear();
+    }
+
+    void placeLibrary(const std::wstring& path, const std::wstring& framework) {
+        machine.modules.libraryPath = path;
+        machine.modules.loadable = {framework};
+    }
+
+    // As if nothing had been called before.
+    HRESULT autoInstall(int mode) {
+        const HRESULT status = dll().autoInstallEx(mode);
+        calls_ = machine.calls.texts();
+        machine.calls.clear();
+        return status;
+    }
+
+    const Texts& calls() const { return calls_; }
+
+    // Whether there was a call that starts so.
+    bool called(const std::string& start) const {
+        return std::any_of(calls_.begin(), calls_.end(), [&](const auto& call) { return call.starts_with(start); });
+    }
+
+private:
+    Texts calls_;
+};
+
+Texts operator+(Texts first, const Texts& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+const Texts kLoading = {
+    "GetModuleHandleW(zorvanlib)",
+    "GetModuleFileNameW(260)",
+    "LoadLibraryW(C:\\Product\\bin\\DIFxAPI.dll)",
+    "GetProcAddress(DriverPackageInstallW)",
+    "GetProcAddress(DriverPackagePreinstallW)",
+    "GetProcAddress(DriverPackageUninstallW)",
+};
+const Texts kPreinstallation = {"DriverPackagePreinstallW(C:\\Product\\zorvan.inf, 0x1)"};
+const Texts kRemoval = {
+    "DriverPackageUninstallW(C:\\Product\\zorvan.inf, 0x0, "
+    "Qeltra Software.Portwright Free.{0EB3618F-360F-40DD-ACC8-15B57A757D8E}, "
+    "Qeltra Software Portwright Free Virtual Serial Port Driver, Qeltra Software Portwright Free, "
+    "Qeltra Software Ltd.)",
+};
+const Texts kDeletion = {
+    "GetSystemDirectoryW(260)",
+    "DeleteFileW(C:\\windows\\system32drivers\\umdf\\zorvan32.dll)",
+    "DeleteFileW(C:\\windows\\system32drivers\\umdf\\zorvan64.dll)",
+};
+const Texts kFreeing = {"FreeLibrary(module C:\\Product\\bin\\DIFxAPI.dll)"};
+
+TEST_F(AutoInstall, DoesWhatTheModeAsksFor) {
+    const Texts installation = kLoading + kPreinstallation + kFreeing;
+    const Texts removal = kLoading + kRemoval + kDeletion + kFreeing;
+    const struct {
+        int mode;
+        Texts calls;
+    } rows[] = {{0, installation}, {1, {}},      {2, installation},  {3, removal},
+                {-1, removal},     {4, removal}, {INT_MAX, removal}, {INT_MIN, removal}};
+    for (const auto& row : rows) {
+        EXPECT_RESULT(S_OK, autoInstall(row.mode)) << row.mode;
+        EXPECT_EQ(row.calls, calls()) << row.mode;
+    }
+}
+
+TEST_F(AutoInstall, MapsWhatTheFrameworkReturns) {
+    const struct {
+        DWORD code;
+        bool restartNeeded;
+        DWORD installed;   // status of the installation, which knows of no restart
+        DWORD uninstalled; // status of the removal
+        bool deletes;      // whether the removal deletes the driver's binaries
+    } rows[] = {
+        {ERROR_SUCCESS, true, 0, 1, true},
+        {ERROR_DRIVER_PACKAGE_NOT_IN_STORE, false, 0xE0000302, 0, true},
+        {ERROR_DRIVER_PACKAGE_NOT_IN_STORE, true, 0xE0000302, 1, true},
+        {ERROR_NO_SUCH_DEVINST, false, 0, 0, false},
+        {ERROR_NO_SUCH_DEVINST, true, 0, 1, false},
+        {ERROR_ACCESS_DENIED, false, 0x80070005, 0x80070005, false},
+        {ERROR_ACCESS_DENIED, true, 0x80070005, 0x80070005, false},
+        {0x12345678, false, 0x80075678, 0x80075678, false}, // only the low half of a positive code is kept
+        {kAlreadyAnHResult, false, kAlreadyAnHResult, kAlreadyAnHResult, false},
+        {0xE0000300, true, 0xE0000300, 0xE0000300, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << std::hex << row.code << " restart: " << row.restartNeeded);
+        machine.driverPackages.restartNeeded = row.restartNeeded;
+        if (row.code != ERROR_SUCCESS) {
+            machine.fail("DriverPackagePreinstallW", 1, row.code);
+            machine.fail("DriverPackageUninstallW", 1, row.code);
+        }
+        EXPECT_RESULT(row.installed, dll().autoInstallEx(kInstall));
+        EXPECT_RESULT(row.uninstalled, autoInstall(kUninstall));
+        EXPECT_EQ(row.deletes, called("DeleteFileW("));
+    }
+}
+
+TEST_F(AutoInstall, LooksInItsOwnFolderAndTheOneAbove) {
+    // With the library's name, this fills the buffer but for the terminator.
+    const std::wstring longest = L"C:\\a\\" + std::wstring(240, L'b') + L"\\";
+    ASSERT_EQ(259U, (longest + L"zorvanlib.dll").size());
+    const struct {
+        std::wstring path; // without the name
+        std::wstring framework;
+        std::wstring inf;
+    } rows[] = {
+        {L"", L"DIFxAPI.dll", L"zorvan.inf"},
+        {L"\\", L"\\DIFxAPI.dll", L"zorvan.inf"},
+        {L"C:\\", L"C:\\DIFxAPI.dll", L"zorvan.inf"},
+        {L"bin\\", L"bin\\DIFxAPI.dll", L"zorvan.inf"},
+        {L"C:\\bin\\", L"C:\\bin\\DIFxAPI.dll", L"C:\\zorvan.inf"},
+        {L"C:\\a\\\\", L"C:\\a\\\\DIFxAPI.dll", L"C:\\a\\zorvan.inf"},
+        {L"C:/a\\b/", L"C:/a\\DIFxAPI.dll", L"zorvan.inf"}, // a slash separates nothing
+        {L"\\\\?\\C:\\a b\\bin\\", L"\\\\?\\C:\\a b\\bin\\DIFxAPI.dll", L"\\\\?\\C:\\a b\\zorvan.inf"},
+        {longest, longest + L"DIFxAPI.dll", L"C:\\a\\zorvan.inf"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(describe(row.path));
+        placeLibrary(row.path + L"zorvanlib.dll", row.framework);
+        EXPECT_RESULT(S_OK, autoInstall(kInstall));
+        EXPECT_TRUE(called("DriverPackagePreinstallW(" + describe(row.inf) + ","));
+        EXPECT_RESULT(S_OK, autoInstall(kUninstall));
+        EXPECT_TRUE(called("DriverPackageUninstallW(" + describe(row.inf) + ","));
+    }
+}
+
+TEST_F(AutoInstall, RefusesAPathThatWasCutOff) {
+    for (const std::size_t length : {260, 261, 1000}) {
+        placeLibrary(L"C:\\" + std::wstring(length - 3, L'b'), L"C:\\DIFxAPI.dll");
+        EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER), autoInstall(kInstall)) << length;
+        EXPECT_FALSE(called("LoadLibraryW(")) << length;
+    }
+}
+
+TEST_F(AutoInstall, ReportsWhatFailsBeforeTheFramework) {
+    const struct {
+        const char* function;
+        int nth;
+        DWORD error;
+        DWORD status;
+    } rows[] = {
+        {"GetModuleHandleW", 1, ERROR_MOD_NOT_FOUND, 0x8007007E},
+        {"GetModuleFileNameW", 1, ERROR_INVALID_HANDLE, 0x80070006},
+        {"LoadLibraryW", 1, ERROR_MOD_NOT_FOUND, 0x8007007E},
+        {"LoadLibraryW", 1, 0, 0}, // a failure without a last error
+        {"LoadLibraryW", 1, kAlreadyAnHResult, kAlreadyAnHResult},
+        {"GetProcAddress", 1, ERROR_PROC_NOT_FOUND, 0x80004003}, // DriverPackageInstallW, which is never called
+        {"GetProcAddress", 3, ERROR_PROC_NOT_FOUND, 0x80004003}, // DriverPackageUninstallW
+    };
+    for (const auto& row : rows)
+        for (const int mode : {kInstall, kUninstall}) {
+            SCOPED_TRACE(testing::Message() << row.function << " " << row.error << ", mode " << mode);
+            machine.fail(row.function, row.nth, row.error);
+            EXPECT_RESULT(row.status, autoInstall(mode));
+            EXPECT_FALSE(called("DriverPackage"));
+        }
+}
+
+TEST_F(AutoInstall, UninstallsWithoutAnEntryPointToInstall) {
+    machine.fail("GetProcAddress", 2, ERROR_PROC_NOT_FOUND); // DriverPackagePreinstallW
+    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
+    EXPECT_EQ(kLoading + kRemoval + kDeletion + kFreeing, calls());
+}
+
+TEST_F(AutoInstall, DoesNotMindBinariesThatStay) {
+    machine.fail("DeleteFileW", CallLog::kEvery, ERROR_ACCESS_DENIED);
+    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
+    EXPECT_EQ(kLoading + kRemoval + kDeletion + kFreeing, calls());
+    machine.fail("FreeLibrary", 1, ERROR_INVALID_HANDLE);
+    machine.fail("GetSystemDirectoryW", 1, ERROR_GEN_FAILURE);
+    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
+    EXPECT_FALSE(called("DeleteFileW("));
+    machine.driverPackages.systemFolder = L"C:\\" + std::wstring(257, L's'); // one too long
+    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
+    EXPECT_FALSE(called("DeleteFileW("));
+}
+
+TEST_F(AutoInstall, ReportsWhenThereIsNoMemory) {
+    bool reached = true;
+    for (long nth = 1; reached; ++nth) {
+        SCOPED_TRACE(nth);
+        ASSERT_LT(nth, 100);
+        Heap::failAllocation(nth);
+        const HRESULT status = autoInstall(kUninstall);
+        const bool stillToCome = Heap::failAllocation(0);
+        reached = !stillToCome;
+        EXPECT_RESULT(reached ? E_OUTOFMEMORY : S_OK, status);
+        EXPECT_EQ(machine.held(), std::vector<std::string>{"mutex"});
+    }
+}
+
+} // namespace
+
+} // namespace zorvan::simulation
