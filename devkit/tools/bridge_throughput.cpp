@@ -9,8 +9,8 @@
 namespace {
 
 constexpr wchar_t kPipe[] = L"\\\\.\\pipe\\zorvanlib-throughput";
-constexpr std::size_t kBlock = 64 * 1024;
-constexpr std::size_t kTotal = 32 * 1024 * 1024;
+constexpr std::size_t kBlock = std::size_t{64} * 1024;
+constexpr std::size_t kTotal = std::size_t{32} * 1024 * 1024;
 constexpr int kRounds = 7;
 
 struct HandleCloser {

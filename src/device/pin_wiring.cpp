@@ -8,14 +8,6 @@ bool mayDrive(PinSignal source, PinSignal target) {
     return (protocol::kAllowedTargets[static_cast<std::size_t>(source)] >> static_cast<unsigned>(target) & 1) != 0;
 }
 
-PinWiring::PinWiring() {
-    for (const bool remote : {false, true}) {
-        set({PinSignal::Dtr, remote}, {PinSignal::Dsr, !remote}, true);
-        set({PinSignal::Dtr, remote}, {PinSignal::Dcd, !remote}, true);
-        set({PinSignal::Rts, remote}, {PinSignal::Cts, !remote}, true);
-    }
-}
-
 bool PinWiring::set(Pin source, Pin target, bool connected) {
     auto& entry = entries_[static_cast<std::size_t>(source.signal) + (source.remote ? protocol::kPinCount : 0)];
     const auto bit = 1U << (static_cast<unsigned>(target.signal) + (target.remote ? protocol::kRemoteTargets : 0));

@@ -3,7 +3,6 @@
 
 #include "driver/protocol.h"
 
-#include <array>
 #include <cstdint>
 #include <span>
 
@@ -22,9 +21,6 @@ bool mayDrive(PinSignal source, PinSignal target);
 
 class PinWiring {
 public:
-    // As in a null modem cable.
-    PinWiring();
-
     // Connects the pins or parts them. Whether that changed anything.
     bool set(Pin source, Pin target, bool connected);
 
@@ -32,7 +28,7 @@ public:
     std::span<const std::uint16_t> entries() const { return entries_; }
 
 private:
-    std::array<std::uint16_t, protocol::kPinConnectionCount> entries_{};
+    protocol::PinConnections entries_ = protocol::kNullModem;
 };
 
 } // namespace zorvan

@@ -10,6 +10,7 @@
 //   QueryRemoteEndpoint   counted wide strings: server, port; then u32 reserved
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -94,6 +95,11 @@ inline constexpr unsigned kRemoteTargets = 8; // the first bit of the remote tar
 // The targets that a pin may have, on either side: outputs drive inputs, inputs drive outputs. RI drives RI alone,
 // although as an input it would be expected to drive outputs. Intended.
 inline constexpr std::uint8_t kAllowedTargets[kPinCount] = {0x36, 0x09, 0x09, 0x36, 0x09, 0x20};
+
+using PinConnections = std::array<std::uint16_t, kPinConnectionCount>;
+
+// How the pins are connected to start with: DTR drives the other side's DSR and DCD, RTS its CTS.
+inline constexpr PinConnections kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
 
 // What ErrorEmulationShort and ErrorEmulationLong emulate.
 inline constexpr std::uint32_t kBitCrossover = 0x11;  // ErrorEmulationShort: value in thousandths

@@ -12,6 +12,8 @@
 namespace zorvan::driver {
 namespace {
 
+using protocol::kNullModem;
+
 constexpr std::size_t kBits = 10'000'000;
 
 // How many bits of the bytes are turned over when they pass in blocks of many sizes.

@@ -3,10 +3,8 @@
 namespace zorvan::driver {
 namespace {
 
-constexpr std::uint8_t kAllowedTargets[protocol::kPinCount] = {0x36, 0x09, 0x09, 0x36, 0x09, 0x20};
-
 bool isAllowed(std::size_t source, std::uint16_t targets) {
-    const unsigned allowed = kAllowedTargets[source % protocol::kPinCount];
+    const unsigned allowed = protocol::kAllowedTargets[source % protocol::kPinCount];
     return (targets & ~(allowed | allowed << 8)) == 0;
 }
 

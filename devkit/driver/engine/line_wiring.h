@@ -3,15 +3,12 @@
 
 #include "driver/protocol.h"
 
-#include <array>
 #include <cstdint>
 
 namespace zorvan::driver {
 
 // In the order of protocol.h: source i is local pin i, source 6 + i remote pin i.
-using PinConnections = std::array<std::uint16_t, protocol::kPinConnectionCount>;
-
-inline constexpr PinConnections kNullModem{0x0600, 0, 0, 0x1000, 0, 0, 0x0006, 0, 0, 0x0010, 0, 0};
+using protocol::PinConnections;
 
 // A set of pins of one end: bit t is pin t.
 using Pins = std::uint8_t;

@@ -66,8 +66,8 @@ private:
     HANDLE pipe_;
     bool reading_ = true;
     bool writing_ = true;
-    Block readBlock_;
-    Block writeBlock_;
+    Block readBlock_{};
+    Block writeBlock_{};
     std::vector<std::uint8_t> arrived_;       // for which the port had no room yet
     std::span<const std::uint8_t> unwritten_; // of writeBlock_
     std::thread thread_;                      // last: it uses all the others

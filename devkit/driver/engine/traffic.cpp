@@ -166,7 +166,7 @@ bool Traffic::carry() {
 }
 
 bool Traffic::carryTo(Traffic& partner) {
-    std::array<std::uint8_t, kBlockSize> block;
+    std::array<std::uint8_t, kBlockSize> block{};
     bool moved = false;
     while (serial_) {
         const std::span room(block.data(), std::min(block.size(), partner.room()));
@@ -185,7 +185,7 @@ bool Traffic::carryTo(Traffic& partner) {
 void Traffic::overflow() {
     if (transmitOverflow_.enabled == 0 || !serial_ || (carrier_ && present_))
         return;
-    std::array<std::uint8_t, kBlockSize> block;
+    std::array<std::uint8_t, kBlockSize> block{};
     while (const auto lost = serial_->take(block))
         counters_.bytesSent += lost;
 }

@@ -86,7 +86,7 @@ private:
     bool present_ = false;
     bool carrierLacksRoom_ = false;
     bool carrierLacksBytes_ = false;
-    PinConnections pinConnections_ = kNullModem;
+    PinConnections pinConnections_ = protocol::kNullModem;
     protocol::ErrorEmulationState crossover_{};
     protocol::ErrorEmulationLong transmitOverflow_{protocol::kTransmitOverflow, 0, 0};
     protocol::TrafficCounters counters_{};
