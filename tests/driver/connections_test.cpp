@@ -17,24 +17,31 @@ UniqueHandle createPipe(const std::wstring& name) {
         (L"\\\\.\\pipe\\" + name).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, 0, 1, 256, 256, 0, nullptr));
 }
 
-// A file that goes with its last handle.
-UniqueHandle temporaryFile() {
-    wchar_t folder[MAX_PATH];
-    wchar_t path[MAX_PATH];
-    GetTempPathW(MAX_PATH, folder);
-    GetTempFileNameW(folder, L"zor", 0, path);
-    return fileHandle(CreateFileW(
-        path, GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-        OPEN_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+// Pipes are made for one instance at a time.
+bool isOpen(const std::wstring& pipeName) {
+    return !createPipe(pipeName);
 }
 
-bool isOpenInHost(std::uint32_t hostProcessId, std::uint64_t value) {
-    const UniqueHandle host(OpenProcess(PROCESS_DUP_HANDLE, FALSE, hostProcessId));
-    UniqueHandle copy;
-    return DuplicateHandle(
-        host.get(), reinterpret_cast<HANDLE>(value), GetCurrentProcess(), copy.put(), 0, FALSE,
-        DUPLICATE_SAME_ACCESS);
-}
+// A file that goes with its last handle. Its path tells whether one is left; a handle's value may be in use again.
+class TemporaryFile {
+public:
+    TemporaryFile() {
+        wchar_t folder[MAX_PATH];
+        GetTempPathW(MAX_PATH, folder);
+        GetTempFileNameW(folder, L"zor", 0, path_);
+    }
+
+    UniqueHandle open() const {
+        return fileHandle(CreateFileW(
+            path_, GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+            nullptr, OPEN_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    }
+
+    bool isHeld() const { return GetFileAttributesW(path_) != INVALID_FILE_ATTRIBUTES; }
+
+private:
+    wchar_t path_[MAX_PATH];
+};
 
 protocol::Bytes pipeRecord(std::uint64_t pipe, std::uint8_t serverEnd = 1) {
     return RecordWriter().append(protocol::PipeConnection{pipe, serverEnd}).bytes();
@@ -94,42 +101,46 @@ TEST_F(Connections, APipeIsHeldUntilDisconnected) {
     const auto pipe = connectPipe(L"zorvan-driver-test");
     EXPECT_EQ(client.mode(), kPipe);
     EXPECT_EQ(client.ask<std::uint64_t>(Query::PipeHandle), pipe);
-    EXPECT_TRUE(isOpenInHost(client.hostProcessId(), pipe));
+    EXPECT_TRUE(isOpen(L"zorvan-driver-test"));
 
     EXPECT_EQ(client.set(Set::Disconnect), 0u);
     EXPECT_EQ(client.mode(), kListening);
     EXPECT_TRUE(client.replyOf(Query::PipeHandle).empty());
-    EXPECT_FALSE(isOpenInHost(client.hostProcessId(), pipe));
-    EXPECT_TRUE(createPipe(L"zorvan-driver-test")) << "an instance of the pipe is still open";
+    EXPECT_FALSE(isOpen(L"zorvan-driver-test"));
 }
 
 TEST_F(Connections, ANewConnectionEndsTheFormerOne) {
-    const auto first = connectPipe(L"zorvan-driver-test-1");
+    connectPipe(L"zorvan-driver-test-1");
     const auto second = connectPipe(L"zorvan-driver-test-2");
-    EXPECT_FALSE(isOpenInHost(client.hostProcessId(), first));
+    EXPECT_FALSE(isOpen(L"zorvan-driver-test-1"));
+    EXPECT_TRUE(isOpen(L"zorvan-driver-test-2"));
     EXPECT_EQ(client.ask<std::uint64_t>(Query::PipeHandle), second);
 
     EXPECT_EQ(client.listen(), 0u);
-    EXPECT_FALSE(isOpenInHost(client.hostProcessId(), second));
+    EXPECT_FALSE(isOpen(L"zorvan-driver-test-2"));
 }
 
 TEST_F(Connections, FilesAreHeldUntilDisconnected) {
-    const auto output = client.copyToHost(temporaryFile().get());
-    const auto input = client.copyToHost(temporaryFile().get());
+    const TemporaryFile outputFile;
+    const TemporaryFile inputFile;
+    const auto output = client.copyToHost(outputFile.open().get());
+    const auto input = client.copyToHost(inputFile.open().get());
     EXPECT_EQ(client.set(Set::ConnectFiles, fileRecord(output, input)), 0u);
     EXPECT_EQ(client.mode(), kHandles);
     EXPECT_EQ(client.replyOf(Query::FileHandles), fileRecord(output, input));
+    EXPECT_TRUE(outputFile.isHeld() && inputFile.isHeld());
 
     EXPECT_EQ(client.set(Set::Disconnect), 0u);
     EXPECT_EQ(client.mode(), kListening);
-    EXPECT_FALSE(isOpenInHost(client.hostProcessId(), output));
-    EXPECT_FALSE(isOpenInHost(client.hostProcessId(), input));
+    EXPECT_FALSE(outputFile.isHeld());
+    EXPECT_FALSE(inputFile.isHeld());
 }
 
 TEST_F(Connections, HandlesThatCannotCarryTrafficAreRefused) {
     const UniqueHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
     const auto eventInHost = client.copyToHost(event.get());
-    const auto file = client.copyToHost(temporaryFile().get());
+    const TemporaryFile refused;
+    const auto file = client.copyToHost(refused.open().get());
     const auto pipe = connectPipe(L"zorvan-driver-test");
     const struct {
         const char* what;
@@ -152,8 +163,8 @@ TEST_F(Connections, HandlesThatCannotCarryTrafficAreRefused) {
 
     EXPECT_EQ(client.mode(), kPipe);
     EXPECT_EQ(client.ask<std::uint64_t>(Query::PipeHandle), pipe);
-    EXPECT_TRUE(isOpenInHost(client.hostProcessId(), pipe));
-    EXPECT_TRUE(isOpenInHost(client.hostProcessId(), file)) << "a refused handle stays its owner's";
+    EXPECT_TRUE(isOpen(L"zorvan-driver-test"));
+    EXPECT_TRUE(refused.isHeld()) << "a refused handle stays its owner's";
 }
 
 TEST_F(Connections, APortWhoseHostProcessIsGoneIsBroken) {
