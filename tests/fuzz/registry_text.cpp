@@ -1,0 +1,109 @@
+// Text that is put into a registry script, such as a path: whatever it holds, it arrives as it is and is never taken
+// for a part of the script.
+#include "module/registry_script.h"
+#include "property.h"
+#include "wide_input.h"
+
+#include <optional>
+#include <string>
+
+using namespace zorvan;
+using namespace zorvan::registration;
+using zorvan::fuzz::require;
+
+namespace {
+
+constexpr WideString::value_type kNul = 0;
+constexpr WideString::value_type kPercent = '%';
+
+WideString widened(std::string_view ascii) {
+    return {ascii.begin(), ascii.end()};
+}
+
+std::vector<std::uint8_t> terminated(WideStringView text) {
+    std::vector<std::uint8_t> data;
+    for (const auto unit : text) {
+        data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        data.push_back(static_cast<std::uint8_t>(unit >> 8));
+    }
+    data.insert(data.end(), {0, 0});
+    return data;
+}
+
+// As the library puts its path into a script: the quotes doubled, through a variable.
+RegistryKey keyWith(WideStringView text) {
+    const Replacement replacements[] = {{"TEXT", doubleQuotes(text)}};
+    const auto script =
+        replaceVariables(widened("HKCU { Key = s '%text%' { val Name = s '@%TEXT%' } }"), replacements);
+    auto trees = parseRegistryScript(script);
+    require(trees.size() == 1 && trees.front().keys.size() == 1, "a text adds no keys");
+    return std::move(trees.front().keys.front());
+}
+
+void requireArrives(WideStringView text) {
+    const RegistryKey key = keyWith(text);
+    require(key.keys.empty() && key.values.size() == 2, "a text adds neither keys nor values");
+    require(key.values.front().data == terminated(text), "a text arrives as it is");
+    require(key.values.back().data == terminated(widened("@") + WideString(text)), "a text arrives within another");
+}
+
+void requireRefused(WideStringView text) {
+    try {
+        keyWith(text);
+    } catch (const ScriptError&) {
+        return;
+    }
+    require(false, "a text with a NUL is refused: the registry would cut it");
+}
+
+std::vector<WideString> splitAtPercent(WideStringView text) {
+    std::vector<WideString> parts(1);
+    for (const auto unit : text) {
+        if (unit == kPercent)
+            parts.emplace_back();
+        else
+            parts.back() += unit;
+    }
+    return parts;
+}
+
+// What stands between two percent signs is every second part.
+std::optional<WideString> modelOfReplacing(WideStringView script) {
+    const auto parts = splitAtPercent(script);
+    if (parts.size() % 2 == 0)
+        return std::nullopt;
+    WideString result;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const bool isVariable = i % 2 == 1;
+        if (!isVariable)
+            result += parts[i];
+        else if (parts[i].empty())
+            result += kPercent;
+        else if (parts[i] == widened("A") || parts[i] == widened("a"))
+            result += widened("%a%'");
+        else
+            return std::nullopt;
+    }
+    return result;
+}
+
+std::optional<WideString> replaced(WideStringView script) {
+    const Replacement replacements[] = {{"a", widened("%a%'")}};
+    try {
+        return replaceVariables(script, replacements);
+    } catch (const ScriptError&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const WideString text = fuzz::wideInput({data, size});
+    require(replaced(text) == modelOfReplacing(text), "variables are replaced once, from left to right");
+    if (text.find(kNul) == WideString::npos)
+        requireArrives(text);
+    else
+        requireRefused(text);
+    return 0;
+}
