@@ -185,32 +185,43 @@ void requireSameWhenWritten(const Trees& trees) {
     require(again && same(trees, *again), "trees that are written as a script again make the same trees");
 }
 
-// HKEY_CLASSES_ROOT is the key Software\Classes of the current user then. A tree as deep as a script may be does not
-// fit below it; that is refused.
-void requireMoved(const RegistryTree& classes, const std::optional<Trees>& rewritten) {
-    if (!rewritten)
+bool isSpace(WideString::value_type unit) {
+    return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
+}
+
+// What follows on the name of the root, which is the first word.
+WideStringView withoutRoot(WideStringView script) {
+    const auto* const name = std::find_if_not(script.begin(), script.end(), isSpace);
+    const auto* const end = std::find_if(name, script.end(), isSpace);
+    return script.substr(static_cast<std::size_t>(end - script.begin()));
+}
+
+// HKEY_CLASSES_ROOT is the key Software\Classes of the current user then. Keys that are too deep there are refused.
+void requireMoved(WideStringView script, const RegistryTree& classes) {
+    const WideString model =
+        widened("HKCU { Software { Classes ") + WideString(withoutRoot(script)) + widened(" } }");
+    const auto expected = parse(model);
+    const auto moved = parse(rewriteForCurrentUser(script));
+    require(moved.has_value() == expected.has_value(), "a script for the current user is a script");
+    if (!moved)
         return;
-    require(rewritten->size() == 1, "a script for the current user is one tree");
-    const RegistryTree& user = rewritten->front();
-    require(user.root == RegistryRoot::CurrentUser && user.keys.size() == 1, "it belongs to the current user");
-    const RegistryKey& software = user.keys.front();
-    require(software.name == widened("Software") && software.keys.size() == 1, "it names Software alone");
-    const RegistryKey& moved = software.keys.front();
-    require(moved.name == widened("Classes") && sameContents(moved, classes), "it has all classes");
+    require(same(*moved, *expected), "a script for the current user has all classes");
+    require(sameContents(moved->front().keys.front().keys.front(), classes), "and has them in the place of the root");
 }
 
 void requireRewritten(WideStringView script, const Trees& trees) {
-    const WideString rewritten = rewriteForCurrentUser(script);
     const bool isForClasses = !trees.empty() && trees.front().root == RegistryRoot::ClassesRoot;
-    require(isForClasses || rewritten == script, "a script for another root stays what it is");
-    if (isForClasses && trees.size() == 1)
-        requireMoved(trees.front(), parse(rewritten));
+    if (!isForClasses)
+        require(rewriteForCurrentUser(script) == script, "a script for another root stays what it is");
+    else if (trees.size() == 1)
+        requireMoved(script, trees.front());
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const WideString script = fuzz::wideInput({data, size});
+    const std::vector<WideString::value_type> units = fuzz::wideInput({data, size});
+    const WideStringView script(units.data(), units.size());
     const auto trees = parse(script);
     if (!trees)
         return 0;

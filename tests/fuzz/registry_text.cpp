@@ -4,6 +4,9 @@
 #include "property.h"
 #include "wide_input.h"
 
+#include <algorithm>
+#include <cstring>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -40,11 +43,23 @@ RegistryKey keyWith(WideStringView text) {
     return std::move(trees.front().keys.front());
 }
 
+// A name in quotes is never a keyword.
+void requireIsName(WideStringView text) {
+    const auto script = widened("HKCU { '") + doubleQuotes(text) + widened("' }");
+    const auto trees = parseRegistryScript(script);
+    require(trees.size() == 1 && trees.front().keys.size() == 1, "a name adds one key");
+    const RegistryKey& key = trees.front().keys.front();
+    require(key.name == text && key.rule == KeyRule::Plain, "a name arrives as it is");
+    require(key.keys.empty() && key.values.empty(), "a name adds neither keys nor values");
+}
+
 void requireArrives(WideStringView text) {
     const RegistryKey key = keyWith(text);
     require(key.keys.empty() && key.values.size() == 2, "a text adds neither keys nor values");
     require(key.values.front().data == terminated(text), "a text arrives as it is");
     require(key.values.back().data == terminated(widened("@") + WideString(text)), "a text arrives within another");
+    if (!text.empty())
+        requireIsName(text);
 }
 
 void requireRefused(WideStringView text) {
@@ -54,6 +69,31 @@ void requireRefused(WideStringView text) {
         return;
     }
     require(false, "a text with a NUL is refused: the registry would cut it");
+}
+
+// Decimal, without sign, of 32 bits.
+std::optional<std::uint32_t> modelOfNumber(WideStringView text) {
+    constexpr std::size_t kMostDigits = 10;
+    if (text.empty() || !std::all_of(text.begin(), text.end(), [](auto unit) { return unit >= '0' && unit <= '9'; }))
+        return std::nullopt;
+    const std::string digits(
+        std::find_if(text.begin(), text.end() - 1, [](auto unit) { return unit != '0'; }), text.end());
+    if (digits.size() > kMostDigits || std::stoull(digits) > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
+    return static_cast<std::uint32_t>(std::stoull(digits));
+}
+
+std::optional<std::uint32_t> parsedNumber(WideStringView text) {
+    try {
+        const auto script = widened("HKCU { Key = d '") + doubleQuotes(text) + widened("' }");
+        const auto data = parseRegistryScript(script).front().keys.front().values.front().data;
+        std::uint32_t number = 0;
+        require(data.size() == sizeof number, "a number has four bytes");
+        std::memcpy(&number, data.data(), sizeof number);
+        return number;
+    } catch (const ScriptError&) {
+        return std::nullopt;
+    }
 }
 
 std::vector<WideString> splitAtPercent(WideStringView text) {
@@ -99,9 +139,11 @@ std::optional<WideString> replaced(WideStringView script) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const WideString text = fuzz::wideInput({data, size});
+    const std::vector<WideString::value_type> units = fuzz::wideInput({data, size});
+    const WideStringView text(units.data(), units.size());
     require(replaced(text) == modelOfReplacing(text), "variables are replaced once, from left to right");
-    if (text.find(kNul) == WideString::npos)
+    require(parsedNumber(text) == modelOfNumber(text), "a number is what its digits say, or is refused");
+    if (text.find(kNul) == WideStringView::npos)
         requireArrives(text);
     else
         requireRefused(text);

@@ -7,17 +7,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace zorvan::fuzz {
 
-inline WideString wideInput(std::span<const std::uint8_t> bytes) {
-    WideString text;
+// Nothing stands behind the text, so that the sanitizer sees reads beyond the end.
+inline std::vector<WideString::value_type> wideInput(std::span<const std::uint8_t> bytes) {
+    std::vector<WideString::value_type> text;
     while (!bytes.empty()) {
         const bool isPair = bytes[0] == 0xFF && bytes.size() > 2;
-        text += static_cast<WideString::value_type>(isPair ? bytes[1] << 8 | bytes[2] : bytes[0]);
+        text.push_back(static_cast<WideString::value_type>(isPair ? bytes[1] << 8 | bytes[2] : bytes[0]));
         bytes = bytes.subspan(isPair ? 3 : 1);
     }
-    return text;
+    return {text.begin(), text.end()}; // memory as long as the text
 }
 
 } // namespace zorvan::fuzz
