@@ -11,6 +11,7 @@
 using namespace zorvan;
 using namespace zorvan::registration;
 using zorvan::fuzz::require;
+using zorvan::fuzz::widened;
 
 namespace {
 
@@ -80,10 +81,6 @@ void requireFit(const RegistryKey& key) {
 }
 
 // Writing a script.
-
-WideString widened(std::string_view ascii) {
-    return {ascii.begin(), ascii.end()};
-}
 
 WideString quoted(WideStringView text) {
     return widened("'") + doubleQuotes(text) + widened("' ");

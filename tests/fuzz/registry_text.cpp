@@ -13,15 +13,12 @@
 using namespace zorvan;
 using namespace zorvan::registration;
 using zorvan::fuzz::require;
+using zorvan::fuzz::widened;
 
 namespace {
 
 constexpr WideString::value_type kNul = 0;
 constexpr WideString::value_type kPercent = '%';
-
-WideString widened(std::string_view ascii) {
-    return {ascii.begin(), ascii.end()};
-}
 
 std::vector<std::uint8_t> terminated(WideStringView text) {
     std::vector<std::uint8_t> data;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace zorvan::fuzz {
@@ -20,6 +21,10 @@ inline std::vector<WideString::value_type> wideInput(std::span<const std::uint8_
         bytes = bytes.subspan(isPair ? 3 : 1);
     }
     return {text.begin(), text.end()}; // memory as long as the text
+}
+
+inline WideString widened(std::string_view ascii) {
+    return {ascii.begin(), ascii.end()};
 }
 
 } // namespace zorvan::fuzz
