@@ -6,7 +6,9 @@
 #include "base/unique.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -37,7 +39,9 @@ int report(HRESULT status) {
 }
 
 int autoInstall(const wchar_t* path, int mode) {
-    const UniqueModule library(LoadLibraryW(path));
+    // In full, so that a name without a folder is not looked for elsewhere.
+    std::error_code error;
+    const UniqueModule library(LoadLibraryW(std::filesystem::absolute(path, error).c_str()));
     if (!library)
         return failed(path, GetLastError());
     // GetProcAddress has one type for every function.

@@ -55,4 +55,10 @@ require_own_build_dir() {
     "run this as that user, or remove the folder"
 }
 
+# was_configured_elsewhere BUILD_FOLDER SOURCE_FOLDER: a checkout that was moved or copied brings along build folders of
+# another place, which CMake refuses.
+was_configured_elsewhere() {
+  [ -e "$1/CMakeCache.txt" ] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$2" "$1/CMakeCache.txt"
+}
+
 seconds_since() { printf '%d' $(($(date +%s) - $1)); }

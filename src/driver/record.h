@@ -105,7 +105,10 @@ private:
     std::size_t readCount(std::size_t itemSize) {
         const std::size_t promised = read<std::uint32_t>();
         const auto present = std::min(promised, rest_.size() / itemSize);
-        truncated_ |= present < promised;
+        if (present < promised) {
+            truncated_ = true;
+            rest_ = rest_.first(present * itemSize); // half an item is none, nor is it the start of the next one
+        }
         return present;
     }
 

@@ -10,6 +10,12 @@ namespace zorvan::registration {
 
 namespace {
 
+using Unit = WideString::value_type;
+
+WideString widened(std::string_view ascii) {
+    return {ascii.begin(), ascii.end()};
+}
+
 // A registry key path cannot be deeper than this many levels in one call either; the bound keeps a hostile script
 // from exhausting the stack.
 constexpr int kMaximumDepth = 32;
@@ -30,31 +36,31 @@ constexpr RootName kRootNames[] = {
     {"HKDD", "HKEY_DYN_DATA", RegistryRoot::DynamicData},
 };
 
-wchar_t lowerCase(wchar_t character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<wchar_t>(character - 'A' + 'a') : character;
+Unit lowerCase(Unit character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<Unit>(character - 'A' + 'a') : character;
 }
 
-bool equalsIgnoringCase(std::wstring_view text, std::string_view ascii) {
-    return std::equal(text.begin(), text.end(), ascii.begin(), ascii.end(), [](wchar_t left, char right) {
-        return lowerCase(left) == lowerCase(static_cast<wchar_t>(right));
+bool equalsIgnoringCase(WideStringView text, std::string_view ascii) {
+    return std::equal(text.begin(), text.end(), ascii.begin(), ascii.end(), [](Unit left, char right) {
+        return lowerCase(left) == lowerCase(static_cast<Unit>(right));
     });
 }
 
-bool isSpace(wchar_t character) {
+bool isSpace(Unit character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
 // The words of the language.
 
 struct Word {
-    std::wstring text;
+    WideString text;
     bool quoted; // a quoted word is never a keyword or a brace
     std::size_t end;
 
     bool is(std::string_view keyword) const { return !quoted && equalsIgnoringCase(text, keyword); }
 };
 
-Word quotedWord(std::wstring_view script, std::size_t openingQuote) {
+Word quotedWord(WideStringView script, std::size_t openingQuote) {
     Word word{{}, true, 0};
     for (std::size_t i = openingQuote + 1; i < script.size(); ++i) {
         if (script[i] == '\'') {
@@ -70,14 +76,14 @@ Word quotedWord(std::wstring_view script, std::size_t openingQuote) {
     throw ScriptError("a quoted text has no end");
 }
 
-Word plainWord(std::wstring_view script, std::size_t start) {
+Word plainWord(WideStringView script, std::size_t start) {
     std::size_t end = start;
     while (end < script.size() && !isSpace(script[end]))
         ++end;
-    return {std::wstring(script.substr(start, end - start)), false, end};
+    return {WideString(script.substr(start, end - start)), false, end};
 }
 
-std::optional<Word> nextWord(std::wstring_view script, std::size_t position) {
+std::optional<Word> nextWord(WideStringView script, std::size_t position) {
     while (position < script.size() && isSpace(script[position]))
         ++position;
     if (position == script.size())
@@ -85,9 +91,9 @@ std::optional<Word> nextWord(std::wstring_view script, std::size_t position) {
     return script[position] == '\'' ? quotedWord(script, position) : plainWord(script, position);
 }
 
-std::vector<Word> splitIntoWords(std::wstring_view script) {
+std::vector<Word> splitIntoWords(WideStringView script) {
     // A name with a NUL would reach the registry cut short, as the name of another key.
-    if (script.find(L'\0') != std::wstring_view::npos)
+    if (script.find(Unit{0}) != WideStringView::npos)
         throw ScriptError("the script holds a NUL character");
     std::vector<Word> words;
     for (std::size_t position = 0; auto word = nextWord(script, position);) {
@@ -108,41 +114,41 @@ std::optional<RegistryRoot> findRoot(const Word& word) {
 
 using Data = std::vector<std::uint8_t>;
 
-void appendUnit(Data& data, wchar_t unit) {
+void appendUnit(Data& data, Unit unit) {
     data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
     data.push_back(static_cast<std::uint8_t>(unit >> 8));
 }
 
-void appendTerminated(Data& data, std::wstring_view text) {
-    for (const wchar_t unit : text)
+void appendTerminated(Data& data, WideStringView text) {
+    for (const Unit unit : text)
         appendUnit(data, unit);
-    appendUnit(data, L'\0');
+    appendUnit(data, 0);
 }
 
-Data stringData(std::wstring_view text) {
+Data stringData(WideStringView text) {
     Data data;
     appendTerminated(data, text);
     return data;
 }
 
 // The characters \0 stand between the strings. An empty string would end the list early and is left out.
-Data multiStringData(std::wstring_view text) {
-    static constexpr std::wstring_view kSeparator = L"\\0";
+Data multiStringData(WideStringView text) {
+    const WideString separator = widened("\\0");
     Data data;
     while (!text.empty()) {
-        const std::size_t length = std::min(text.find(kSeparator), text.size());
+        const std::size_t length = std::min(text.find(separator), text.size());
         if (length != 0)
             appendTerminated(data, text.substr(0, length));
-        text.remove_prefix(std::min(length + kSeparator.size(), text.size()));
+        text.remove_prefix(std::min(length + separator.size(), text.size()));
     }
-    appendUnit(data, L'\0');
+    appendUnit(data, 0);
     return data;
 }
 
 // Decimal, without sign.
-Data dwordData(std::wstring_view text) {
+Data dwordData(WideStringView text) {
     std::uint64_t number = 0;
-    for (const wchar_t digit : text) {
+    for (const Unit digit : text) {
         if (digit < '0' || digit > '9')
             throw ScriptError("a number holds something else than digits");
         number = number * 10 + static_cast<std::uint64_t>(digit - '0');
@@ -157,8 +163,8 @@ Data dwordData(std::wstring_view text) {
     return data;
 }
 
-unsigned hexadecimalDigit(wchar_t digit) {
-    const wchar_t lower = lowerCase(digit);
+unsigned hexadecimalDigit(Unit digit) {
+    const Unit lower = lowerCase(digit);
     if (lower >= '0' && lower <= '9')
         return static_cast<unsigned>(lower - '0');
     if (lower >= 'a' && lower <= 'f')
@@ -166,7 +172,7 @@ unsigned hexadecimalDigit(wchar_t digit) {
     throw ScriptError("binary data holds something else than hexadecimal digits");
 }
 
-Data binaryData(std::wstring_view text) {
+Data binaryData(WideStringView text) {
     if (text.size() % 2 != 0)
         throw ScriptError("binary data has half a byte");
     Data data;
@@ -177,7 +183,7 @@ Data binaryData(std::wstring_view text) {
 
 class Parser {
 public:
-    explicit Parser(std::wstring_view script) : words_(splitIntoWords(script)) {}
+    explicit Parser(WideStringView script) : words_(splitIntoWords(script)) {}
 
     std::vector<RegistryTree> parse() {
         std::vector<RegistryTree> trees;
@@ -232,14 +238,14 @@ private:
     }
 
     RegistryValue parseNamedValue() {
-        std::wstring name = parseName();
+        WideString name = parseName();
         if (!takeIf("="))
             throw ScriptError("an equals sign is missing");
         return parseValue(std::move(name));
     }
 
     // An empty name would stand for the parent key itself, which a removal must never reach.
-    std::wstring parseName() {
+    WideString parseName() {
         const Word& word = take();
         const bool isPunctuation = word.is("{") || word.is("}") || word.is("=") || word.is("val");
         if (isPunctuation || word.text.empty())
@@ -247,9 +253,9 @@ private:
         return word.text;
     }
 
-    RegistryValue parseValue(std::wstring name) {
+    RegistryValue parseValue(WideString name) {
         const Word& type = take();
-        const std::wstring_view text = take().text;
+        const WideStringView text = take().text;
         if (type.is("s"))
             return {std::move(name), ValueType::String, stringData(text)};
         if (type.is("m"))
@@ -282,7 +288,7 @@ private:
     std::size_t position_ = 0;
 };
 
-const std::wstring& findReplacement(std::wstring_view name, std::span<const Replacement> replacements) {
+const WideString& findReplacement(WideStringView name, std::span<const Replacement> replacements) {
     for (const Replacement& replacement : replacements)
         if (equalsIgnoringCase(name, replacement.name))
             return replacement.text;
@@ -291,18 +297,18 @@ const std::wstring& findReplacement(std::wstring_view name, std::span<const Repl
 
 } // namespace
 
-std::wstring replaceVariables(std::wstring_view script, std::span<const Replacement> replacements) {
-    constexpr wchar_t kPercent = L'%';
-    std::wstring result;
+WideString replaceVariables(WideStringView script, std::span<const Replacement> replacements) {
+    constexpr Unit kPercent = '%';
+    WideString result;
     while (true) {
         const std::size_t start = script.find(kPercent);
         result += script.substr(0, start);
-        if (start == std::wstring_view::npos)
+        if (start == WideStringView::npos)
             return result;
         const std::size_t end = script.find(kPercent, start + 1);
-        if (end == std::wstring_view::npos)
+        if (end == WideStringView::npos)
             throw ScriptError("a percent sign stands alone");
-        const std::wstring_view name = script.substr(start + 1, end - start - 1);
+        const WideStringView name = script.substr(start + 1, end - start - 1);
         if (name.empty())
             result += kPercent;
         else
@@ -311,24 +317,24 @@ std::wstring replaceVariables(std::wstring_view script, std::span<const Replacem
     }
 }
 
-std::wstring doubleQuotes(std::wstring_view text) {
-    constexpr wchar_t kQuote = L'\'';
-    std::wstring result;
-    for (const wchar_t character : text)
+WideString doubleQuotes(WideStringView text) {
+    constexpr Unit kQuote = '\'';
+    WideString result;
+    for (const Unit character : text)
         result.append(character == kQuote ? 2 : 1, character);
     return result;
 }
 
-std::wstring rewriteForCurrentUser(std::wstring_view script) {
+WideString rewriteForCurrentUser(WideStringView script) {
     const auto first = nextWord(script, 0);
     if (!first || findRoot(*first) != RegistryRoot::ClassesRoot)
-        return std::wstring(script);
-    std::wstring result = L"HKCU\r\n{\tSoftware\r\n\t{\r\n\t\tClasses";
+        return WideString(script);
+    WideString result = widened("HKCU\r\n{\tSoftware\r\n\t{\r\n\t\tClasses");
     result += script.substr(first->end);
-    return result += L"\r\n\t}\r\n}\r\n";
+    return result += widened("\r\n\t}\r\n}\r\n");
 }
 
-std::vector<RegistryTree> parseRegistryScript(std::wstring_view script) {
+std::vector<RegistryTree> parseRegistryScript(WideStringView script) {
     return Parser(script).parse();
 }
 

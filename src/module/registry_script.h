@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <span>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace zorvan::registration {
@@ -34,7 +35,7 @@ public:
 enum class ValueType : std::uint32_t { String = 1, Binary = 3, Dword = 4, MultiString = 7 };
 
 struct RegistryValue {
-    std::wstring name; // empty: the key's default value
+    WideString name; // empty: the key's default value
     ValueType type;
     std::vector<std::uint8_t> data; // as the registry stores it
 };
@@ -47,7 +48,7 @@ enum class KeyRule {
 };
 
 struct RegistryKey {
-    std::wstring name;
+    WideString name;
     KeyRule rule = KeyRule::Plain;
     std::vector<RegistryValue> values;
     std::vector<RegistryKey> keys;
@@ -72,20 +73,20 @@ struct RegistryTree {
 
 struct Replacement {
     std::string_view name; // compared without regard to case
-    std::wstring text;
+    WideString text;
 };
 
 // Puts the replacements in the place of %NAME%, and a percent sign in the place of %%. Throws ScriptError for a name
 // that is not among them.
-std::wstring replaceVariables(std::wstring_view script, std::span<const Replacement> replacements);
+WideString replaceVariables(WideStringView script, std::span<const Replacement> replacements);
 
 // Text for use inside single quotes.
-std::wstring doubleQuotes(std::wstring_view text);
+WideString doubleQuotes(WideStringView text);
 
 // A script for HKCR becomes one for the current user's classes; any other stays what it is.
-std::wstring rewriteForCurrentUser(std::wstring_view script);
+WideString rewriteForCurrentUser(WideStringView script);
 
 // Throws ScriptError.
-std::vector<RegistryTree> parseRegistryScript(std::wstring_view script);
+std::vector<RegistryTree> parseRegistryScript(WideStringView script);
 
 } // namespace zorvan::registration

@@ -52,8 +52,6 @@ public:
         return modules;
     }
 
-    WORD characteristics() const { return headers().OptionalHeader.DllCharacteristics; }
-
     std::string_view resource(const wchar_t* type, WORD number) const {
         const HRSRC found = FindResourceW(module_, MAKEINTRESOURCEW(number), type);
         if (found == nullptr)
@@ -129,12 +127,6 @@ TEST(LibraryFile, NeedsOnlyModulesOfWindows) {
     EXPECT_FALSE(modules.empty());
     for (const std::string& module : modules)
         EXPECT_TRUE(ofWindows.contains(lowerCase(module))) << module;
-}
-
-TEST(LibraryFile, IsHardened) {
-    constexpr WORD kHardened = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT |
-                               IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA;
-    EXPECT_EQ(kHardened, LibraryFile(libraryPath()).characteristics() & kHardened);
 }
 
 TEST(LibraryFile, CarriesItsResourcesInEnglish) {

@@ -40,6 +40,8 @@ TEST(Record, CountThatPromisesTooMuchIsCutToWhatIsThere) {
     RecordReader text(bytes);
     EXPECT_EQ(text.readString(), L"AB");
     EXPECT_TRUE(text.truncated());
+    EXPECT_EQ(text.read<std::uint8_t>(), 0) << "half a code unit is not the start of the next item";
+    EXPECT_TRUE(text.atEnd());
     RecordReader list(bytes);
     EXPECT_EQ(list.readList(), (std::vector<std::uint16_t>{'A', 'B'}));
     EXPECT_TRUE(list.truncated());
