@@ -2,8 +2,8 @@
 #include "one_port.h"
 
 #include "simulation/subscribers.h"
+#include "support/latch.h"
 
-#include <latch>
 #include <thread>
 
 namespace zorvan::simulation {
@@ -120,11 +120,11 @@ TEST_F(BridgePins, KeepEverythingAlive) {
 
 // Each has its own target of one pin: no other's change may undo it.
 TEST_F(BridgePins, MayBeConnectedFromSeveralThreads) {
-    std::latch start(4);
+    test::Latch start(4);
     std::vector<std::thread> threads;
     for (const std::size_t target : {1U, 2U, 4U, 5U})
         threads.emplace_back([this, &start, target, dtr = pin(0), other = pin(target)] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             for (int round = 0; round < 200; ++round) {
                 EXPECT_RESULT(S_OK, dtr->sendTo(other.get()));
                 EXPECT_EQ(inForce()[0] >> target & 1, 1);
