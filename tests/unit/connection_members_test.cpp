@@ -1,5 +1,5 @@
 // What all members about connections have in common: their calls of Windows in order, what becomes of each one's
-// failure, a removed port, null pointers.
+// failure, a removed port.
 #include "one_port.h"
 
 #include <functional>
@@ -186,18 +186,6 @@ TEST_F(ConnectionMembers, OfARemovedPortTestThatFirstOrReportTheOpen) {
         EXPECT_EQ(machine.calls.texts().empty(), member.testsAlive);
         forgetCalls();
     }
-}
-
-TEST_F(ConnectionMembers, RefuseNullPointersBeforeAnythingElse) {
-    using Device = IVirtualSerialDevice;
-    for (const auto getter :
-         {&Device::get_securityDescriptor, &Device::get_PipeName, &Device::get_remoteServer, &Device::get_remotePort,
-          &Device::get_remoteEndpoint, &Device::get_inputFileName, &Device::get_outputFileName})
-        EXPECT_RESULT(E_POINTER, (device5().*getter)(nullptr));
-    EXPECT_RESULT(E_POINTER, device5().get_pair(nullptr));
-    EXPECT_RESULT(E_POINTER, device5().get_localSocket(nullptr));
-    EXPECT_RESULT(E_POINTER, readObject(device5(), &Device::get_localSocket)->get_RI(nullptr));
-    EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
 }
 
 } // namespace
