@@ -1,6 +1,9 @@
-// A client that passes what it should not.
+// A client that passes what it should not, and lets go of objects while they work for it.
 #include "one_port.h"
+#include "simulation/subscribers.h"
+#include "support/latch.h"
 
+#include <thread>
 
 namespace zorvan::simulation {
 
@@ -141,6 +144,96 @@ TEST_F(HostileClient, ForeignDevicesAndPinsAreRefused) {
     EXPECT_RESULT(E_INVALIDARG, pin->sendTo(others.get()));
     removePort();
     EXPECT_RESULT(E_HANDLE, same->createBridge(&device5(), VARIANT_FALSE));
+}
+
+class ReleasingClient : public SimulationTest {
+protected:
+    Journal journal;
+    Listener first{journal, "first"};
+    Listener second{journal, "second"};
+    ComPointer<IVirtualSerialLibrary> library;
+    ComPointer<IVirtualSerialDevice> device;
+
+    void SetUp() override {
+        machine.addPort(L"COM5");
+        library = createLibrary();
+        device = SimulationTest::device(*library, L"COM5");
+        for (auto* listener : {&first, &second})
+            EXPECT_RESULT(S_OK, library->addListener(listener));
+        first.onEvent = [this] {
+            library = {};
+            device = {};
+            return S_OK;
+        };
+    }
+
+    void TearDown() override {
+        device = {};
+        library = {};
+        SimulationTest::TearDown();
+    }
+};
+
+// The listeners' own thread is among the event thread's tests. On the client's it is its own call that reports.
+TEST_F(ReleasingClient, LastReferencesMayGoInsideAListenerOfTheClientsOwnCall) {
+    const auto byName = [](IVirtualSerialDevice& port) {
+        Variant name(L"COM6");
+        return put(port, L"portName", std::move(name));
+    };
+    const std::function<HRESULT()> calls[] = {
+        [&] { return device->put_portName(Bstr(L"COM6").get()); },
+        [&] { return byName(*device); },
+        [&] {
+            ComPointer<IVirtualSerialDevice> created;
+            return library->createDevice(Variant(), created.put());
+        },
+    };
+    for (const auto& call : calls) {
+        SCOPED_TRACE(&call - calls);
+        machine.plugAndPlay.nodes().clear();
+        device = {};
+        library = {};
+        SetUp();
+        EXPECT_RESULT(S_OK, call());
+        machine.threads.awaitEnd();
+        EXPECT_EQ(first.references() + second.references(), 0);
+        EXPECT_RESULT(S_OK, dll().canUnloadNow());
+    }
+    EXPECT_EQ(
+        journal.texts(), (Texts{
+                             "first changed COM6 name", "second changed COM6 name", "first changed COM6 name",
+                             "second changed COM6 name", "first added COM1", "second added COM1"}));
+}
+
+// While it does not return, everything else goes on that does not wait for its report to end.
+TEST_F(ReleasingClient, ListenerMayTakeItsTime) {
+    test::Latch arrived(1);
+    test::Latch released(1);
+    Callback script(journal, "script");
+    second.onEvent = [&] {
+        arrived.arrive();
+        released.wait();
+        return E_FAIL;
+    };
+    first.onEvent = [] { return E_OUTOFMEMORY; };
+    machine.change([&] { machine.addPort(L"COM6"); });
+    std::thread announcing([&] { machine.announce(); });
+    arrived.wait();
+    EXPECT_EQ(portNames(*library), (std::set<std::wstring>{L"COM5", L"COM6"}));
+    ComPointer<IUnknown> another;
+    EXPECT_RESULT(
+        S_OK, classFactory()->CreateInstance(nullptr, __uuidof(IUnknown), reinterpret_cast<void**>(another.put())));
+    EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_mode), VSDM_Listening);
+    EXPECT_RESULT(S_OK, device->disconnectDevice());
+    LONG id = 0;
+    EXPECT_RESULT(S_OK, library->added(script.variant(), &id));
+    EXPECT_RESULT(S_OK, library->stopEventDispatching());
+    EXPECT_RESULT(S_OK, library->dispatchEvents(nullptr, INFINITE));
+    device = {};
+    library = {}; // the report has a reference of its own
+    released.arrive();
+    announcing.join();
+    EXPECT_EQ(journal.texts(), (Texts{"first added COM6", "second added COM6"}));
 }
 
 } // namespace
