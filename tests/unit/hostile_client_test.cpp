@@ -70,11 +70,13 @@ TEST_F(HostileClient, VariantsOfOtherTypesAreRefusedOrConverted) {
     for (const auto& variant : variants.all()) {
         SCOPED_TRACE(nameOf(variant));
         LONG number = 0;
+        machine.calls.clear();
         if (variant.vt != VT_EMPTY) {
             ComPointer<IVirtualSerialDevice> created;
             EXPECT_RESULT(E_INVALIDARG, library->createDevice(variant, created.put()));
             EXPECT_FALSE(created);
             EXPECT_RESULT(E_INVALIDARG, device5().startListening(variant));
+            EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
         }
         const HRESULT asIndex = conversion(variant, VT_UI4, number);
         ComPointer<IVirtualSerialDevice> found;
@@ -87,8 +89,6 @@ TEST_F(HostileClient, VariantsOfOtherTypesAreRefusedOrConverted) {
         EXPECT_RESULT(asNumber, library->added(variant, &id));
         EXPECT_EQ(id, 4711);
     }
-    EXPECT_EQ(machine.plugAndPlay.nodes().size(), 1U);
-    EXPECT_TRUE(driver().requests.empty());
 }
 
 // A client's own object with the face of a device or a pin. What it says of interfaces that it cannot know varies.

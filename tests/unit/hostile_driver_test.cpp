@@ -132,28 +132,34 @@ std::vector<std::size_t> lengths() {
     return all;
 }
 
-// Replies of one length: noise, and noise after a count that is true, or promises or hides something.
+// Replies of one length: nothing but zeros or ones, and noise after a count that is true, or promises too much or
+// too little.
 class Replies {
 public:
-    std::vector<Bytes> of(std::size_t length) {
+    Replies() {
+        std::mt19937 random(20);
+        for (auto& byte : noise_)
+            byte = static_cast<std::uint8_t>(random());
+    }
+
+    std::vector<Bytes> of(std::size_t length) const {
         const auto units = static_cast<std::uint32_t>(length < 4 ? 0 : (length - 4) / 2);
-        std::vector<Bytes> replies{Bytes(length), Bytes(length, 0xFF), noise(length)};
+        std::vector<Bytes> replies{Bytes(length), Bytes(length, 0xFF)};
         for (const auto count : {0U, 1U, units - 1, units, units + 1, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
-            replies.push_back(noise(length));
+            const auto begin = noise_.begin() + count % 4096;
+            replies.emplace_back(begin, begin + static_cast<std::ptrdiff_t>(length));
             std::memcpy(replies.back().data(), &count, std::min(length, sizeof count));
         }
         return replies;
     }
 
-private:
-    Bytes noise(std::size_t length) {
-        Bytes bytes(length);
-        for (auto& byte : bytes)
-            byte = static_cast<std::uint8_t>(random_());
-        return bytes;
+    // A reply of this length that is all noise.
+    Bytes noise(std::size_t length) const {
+        return {noise_.begin(), noise_.begin() + static_cast<std::ptrdiff_t>(length)};
     }
 
-    std::mt19937 random_{20};
+private:
+    Bytes noise_ = Bytes(protocol::kReplySize + 4096);
 };
 
 class HostileDriver : public OnePort {
@@ -170,8 +176,8 @@ TEST_F(HostileDriver, RepliesAreReadAsFarAsTheyGo) {
     const Driver honest = driver();
     const auto held = machine.held();
     int tried = 0;
+    const Replies replies;
     for (const auto& member : kMembers) {
-        Replies replies;
         for (const auto length : lengths())
             for (const auto& reply : replies.of(length)) {
                 SCOPED_TRACE(std::string(member.name) + ", " + std::to_string(length) + " bytes");
@@ -192,10 +198,10 @@ TEST_F(HostileDriver, HostMayBeAnyProcess) {
     const auto own = GetCurrentProcessId();
     const auto dead = host().id + 1000;
     machine.processes.add(own);
-    Replies replies;
+    const Replies replies;
     std::vector<Bytes> said;
     for (const auto length : lengths())
-        said.push_back(replies.of(length)[2]);
+        said.push_back(replies.noise(length));
     for (const std::uint32_t id : {DWORD{0}, own, dead, DWORD{0xFFFFFFFF}})
         said.push_back(protocol::RecordWriter().append(id).bytes());
     const Driver honest = driver();
