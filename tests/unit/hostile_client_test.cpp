@@ -92,24 +92,13 @@ TEST_F(HostileClient, VariantsOfOtherTypesAreRefusedOrConverted) {
 }
 
 // A client's own object with the face of a device or a pin. What it says of interfaces that it cannot know varies.
-class Impostor : public IDispatch {
+class Impostor : public Callback {
 public:
-    explicit Impostor(HRESULT answer) : answer_(answer) {}
+    Impostor(Journal& journal, HRESULT answer) : Callback(journal, "impostor"), answer_(answer) {}
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) noexcept override {
         *object = nullptr;
         return answer_;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() noexcept override { return 1; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE
-    Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) noexcept override {
-        return E_NOTIMPL;
     }
 
     // For callers that only query it.
@@ -123,12 +112,13 @@ private:
 };
 
 TEST_F(HostileClient, ForeignDevicesAndPinsAreRefused) {
+    Journal journal;
     const auto socket = readObject(device5(), &IVirtualSerialDevice::get_localSocket);
     const auto pin = readObject(*socket, &ISocket::get_RI);
     forgetCalls();
     for (const HRESULT answer : {E_NOINTERFACE, E_ACCESSDENIED, S_OK}) {
         SCOPED_TRACE(answer);
-        Impostor impostor(answer);
+        Impostor impostor(journal, answer);
         EXPECT_RESULT(
             FAILED(answer) ? answer : E_NOINTERFACE,
             device5().createBridge(impostor.as<IVirtualSerialDevice>(), VARIANT_FALSE));
