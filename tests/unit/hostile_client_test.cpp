@@ -223,6 +223,9 @@ TEST_F(ReleasingClient, ListenerMayTakeItsTime) {
     library = {}; // the report has a reference of its own
     released.arrive();
     announcing.join();
+    another = {};
+    machine.threads.awaitEnd();
+    EXPECT_EQ(script.references(), 0);
     EXPECT_EQ(journal.texts(), (Texts{"first added COM6", "second added COM6"}));
 }
 
