@@ -4,6 +4,8 @@
 
 #include <oleauto.h>
 
+#include <algorithm>
+
 namespace zorvan {
 
 BSTR newBstr(std::wstring_view text) {
@@ -27,6 +29,18 @@ const wchar_t* nulTerminated(const wchar_t* text) {
 
 bool isOmitted(const VARIANT& argument) {
     return argument.vt == VT_EMPTY || (argument.vt == VT_ERROR && argument.scode == DISP_E_PARAMNOTFOUND);
+}
+
+bool hasNames(const LPOLESTR* names, UINT count, const DISPID* ids) {
+    if (count == 0)
+        return true;
+    return names != nullptr && ids != nullptr &&
+           std::all_of(names, names + count, [](const OLECHAR* name) { return name != nullptr; });
+}
+
+bool hasArguments(const DISPPARAMS* parameters) {
+    return parameters != nullptr && (parameters->cArgs == 0 || parameters->rgvarg != nullptr) &&
+           (parameters->cNamedArgs == 0 || parameters->rgdispidNamedArgs != nullptr);
 }
 
 Variant::~Variant() {

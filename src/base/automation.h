@@ -23,6 +23,12 @@ const wchar_t* nulTerminated(const wchar_t* text);
 // VT_EMPTY, or the VT_ERROR by which a script's call says that an optional argument was left out.
 bool isOmitted(const VARIANT& argument);
 
+// Whether GetIDsOfNames was given each name and the place for its identifier.
+bool hasNames(const LPOLESTR* names, UINT count, const DISPID* ids);
+
+// Whether Invoke was given the arguments and names that it is told of.
+bool hasArguments(const DISPPARAMS* parameters);
+
 constexpr VARIANT_BOOL toVariantBool(bool value) {
     return value ? VARIANT_TRUE : VARIANT_FALSE;
 }

@@ -115,6 +115,7 @@ public:
     HRESULT STDMETHODCALLTYPE Invoke(
         DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
         UINT* badArgument) noexcept override {
+        const ComPointer<Interface> self(this); // a member may lead to listeners, who may release the caller's
         return typeInformation_.invoke(
             static_cast<Interface*>(this), member, flags, parameters, result, exception, badArgument);
     }

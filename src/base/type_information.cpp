@@ -1,5 +1,6 @@
 #include "base/type_information.h"
 
+#include "base/automation.h"
 #include "base/com_pointer.h"
 #include "base/hresult_error.h"
 
@@ -39,12 +40,16 @@ HRESULT TypeInformation::get(UINT index, ITypeInfo** information) noexcept {
 }
 
 HRESULT TypeInformation::idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) noexcept {
+    if (!hasNames(names, count, ids))
+        return E_POINTER;
     return comBoundary([&] { return loaded().GetIDsOfNames(names, count, ids); });
 }
 
 HRESULT TypeInformation::invoke(
     void* instance, DISPID member, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
     UINT* badArgument) noexcept {
+    if (!hasArguments(parameters))
+        return E_INVALIDARG;
     return comBoundary(
         [&] { return loaded().Invoke(instance, member, flags, parameters, result, exception, badArgument); });
 }

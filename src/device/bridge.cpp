@@ -53,6 +53,8 @@ void sendBridge(const std::wstring& path, const BridgeRequest& request) {
 ComPointer<CVirtualSerialDevice> ownDevice(IVirtualSerialDevice& device) {
     ComPointer<IDeviceControl> control;
     throwIfFailed(device.QueryInterface(kInterfaceId<IDeviceControl>, reinterpret_cast<void**>(control.put())));
+    if (!control)
+        throw HResultError(E_NOINTERFACE); // some foreign objects say yes to everything
     return ComPointer<CVirtualSerialDevice>(static_cast<CVirtualSerialDevice*>(control.get()));
 }
 

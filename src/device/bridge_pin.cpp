@@ -8,7 +8,8 @@ namespace {
 
 ComPointer<IPinControl> ownPin(IPin& pin) {
     ComPointer<IPinControl> control;
-    if (FAILED(pin.QueryInterface(kInterfaceId<IPinControl>, reinterpret_cast<void**>(control.put()))))
+    pin.QueryInterface(kInterfaceId<IPinControl>, reinterpret_cast<void**>(control.put()));
+    if (!control) // some foreign objects say yes to everything
         throw HResultError(E_NOINTERFACE);
     return control;
 }

@@ -13,6 +13,7 @@ namespace zorvan {
 
 HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
     return comBoundary([&] {
+        const ComPointer<CVirtualSerialDevice> self(this); // a listener may release the caller's reference
         rename(nulTerminated(portName));
         return library_.portNameChanged(this);
     });

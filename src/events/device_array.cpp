@@ -1,6 +1,6 @@
 #include "events/device_array.h"
 
-#include "base/hresult_error.h"
+#include "base/automation.h"
 
 #include <oleauto.h>
 
@@ -38,7 +38,7 @@ HRESULT CDeviceArray::GetTypeInfoCount(UINT* count) noexcept {
 }
 
 HRESULT CDeviceArray::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept {
-    if (count != 0 && (names == nullptr || ids == nullptr))
+    if (!hasNames(names, count, ids))
         return E_POINTER;
     bool allKnown = true;
     for (UINT i = 0; i < count; ++i) {

@@ -198,6 +198,9 @@ Request requestOf(DWORD code, const void* input, DWORD inputSize, DWORD outputSi
     return request;
 }
 
+// What a reader finds that reads on behind the reply.
+constexpr std::uint8_t kBehindTheReply = 0xCC;
+
 BOOL WINAPI deviceIoControl(
     HANDLE handle, DWORD code, LPVOID input, DWORD inputSize, LPVOID output, DWORD outputSize, LPDWORD returned,
     LPOVERLAPPED overlapped) {
@@ -215,7 +218,8 @@ BOOL WINAPI deviceIoControl(
         return Call::failed(error);
     if (reply.size() > outputSize)
         return Call::failed(ERROR_INSUFFICIENT_BUFFER);
-    std::copy(reply.begin(), reply.end(), static_cast<std::uint8_t*>(output));
+    auto* const end = std::copy(reply.begin(), reply.end(), static_cast<std::uint8_t*>(output));
+    std::fill(end, static_cast<std::uint8_t*>(output) + outputSize, kBehindTheReply);
     *returned = static_cast<DWORD>(reply.size());
     return TRUE;
 }

@@ -110,21 +110,6 @@ TEST_F(DeviceCreation, ReadsTheNumberFromTheFourthCharacter) {
     }
 }
 
-TEST_F(DeviceCreation, RefusesWhatIsNoString) {
-    Bstr text(L"COM7");
-    Variant arguments[4];
-    arguments[0].vt = VT_BSTR | VT_BYREF;
-    arguments[0].pbstrVal = text.put();
-    arguments[1].vt = VT_ERROR;
-    arguments[1].scode = E_FAIL;
-    arguments[2].vt = VT_NULL;
-    arguments[3].vt = VT_I4;
-    machine.calls.clear();
-    for (const auto& argument : arguments)
-        EXPECT_RESULT(E_INVALIDARG, create(argument)) << argument.vt;
-    EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
-}
-
 TEST_F(DeviceCreation, RefusesNumbersOfPresentPortsOnly) {
     for (const auto* name : {L"COM10", L"COM1", L"COM3", L"COM3", L"TTY5", L"COM6extra"}) // twice is no fault
         machine.addSerialPort(name);

@@ -5,7 +5,6 @@ namespace zorvan::simulation {
 
 namespace {
 
-using protocol::Query;
 using protocol::Set;
 
 class DeviceOpening : public SimulationTest {
@@ -111,12 +110,6 @@ TEST_F(DeviceOpening, EventThatCannotBeHandedOverIsSentAsZero) {
     }
 }
 
-TEST_F(DeviceOpening, EmptyReplyIsHostZero) {
-    port().driver.answer(Query::HostProcessId, {});
-    EXPECT_TRUE(opensAlive());
-    EXPECT_EQ(machine.calls.texts("OpenProcess").front(), "OpenProcess(0x40, not inheritable, 0)");
-}
-
 TEST_F(DeviceOpening, DriverThatRefusesYieldsADeviceThatIsNotAlive) {
     for (const auto code : {std::uint32_t{0x81F16004}, std::uint32_t{0x81F1A034}}) {
         SCOPED_TRACE(code);
@@ -158,28 +151,6 @@ TEST_F(DeviceOpening, KeyIsOpenedForReadingOnly) {
     EXPECT_EQ(
         machine.calls.texts("RegQueryValueExW"),
         std::vector<std::string>{"RegQueryValueExW(key of ROOT\\PORTS\\0000, PortName, 520)"});
-}
-
-TEST_F(DeviceOpening, PortNameIsTheTextUpToItsFirstNul) {
-    const std::pair<RegistryValue, const wchar_t*> rows[] = {
-        {textValue(L"COM12"), L"COM12"},
-        {textValue(L"COM12", REG_EXPAND_SZ), L"COM12"},
-        {textValue(std::wstring(L"COM1\0x", 6)), L"COM1"},
-        {textValue(L""), L""},
-        {{REG_SZ, {}}, L""},
-        {{REG_EXPAND_SZ, {}}, L""},
-        {textValue(L"anything"), L"anything"},
-        {textValue(std::wstring(259, L'X')), nullptr}, // as long as the 520 bytes allow
-        {textValue(std::wstring(260, L'X')), L""},     // longer
-    };
-    for (const auto& [value, expected] : rows) {
-        port().key.values[L"PortName"] = value;
-        const auto device = open();
-        ASSERT_TRUE(device);
-        EXPECT_EQ(
-            readText(*device, &IVirtualSerialDevice::get_portName),
-            expected == nullptr ? std::wstring(259, L'X') : expected);
-    }
 }
 
 TEST_F(DeviceOpening, DeviceWithoutAReadableNameIsAlive) {

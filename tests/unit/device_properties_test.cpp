@@ -9,7 +9,6 @@ namespace zorvan::simulation {
 namespace {
 
 using protocol::Bytes;
-using protocol::Query;
 using protocol::Set;
 
 class DeviceProperties : public SimulationTest {
@@ -147,55 +146,6 @@ TEST_F(DeviceProperties, ImpossibleProbabilitiesAreRefusedBeforeAnythingIsOpened
         EXPECT_RESULT(E_INVALIDARG, device5().put_crossoverProbability(probability));
     }
     EXPECT_EQ(machine.calls.count("CreateFileW"), 0);
-}
-
-TEST_F(DeviceProperties, RepliesAreReadFieldByField) {
-    driver().answer(Query::ErrorEmulation, {0, 0, 0, 0, 0xF4, 1, 0, 0}); // not enabled, 500
-    EXPECT_DOUBLE_EQ(read(device5(), &IVirtualSerialDevice::get_crossoverProbability), 0.5);
-    driver().answer(Query::ErrorEmulationLong, {1, 0, 0, 0, 0, 0, 0, 2, 9, 9, 9, 9, 9, 9, 9, 9});
-    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_emulateTxOverflow), VARIANT_TRUE);
-    driver().answer(Query::ErrorEmulationLong, {1, 0, 0, 0, 0, 0, 0, 0, 9, 9, 9, 9, 9, 9, 9, 9});
-    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_emulateTxOverflow), VARIANT_FALSE);
-    driver().answer(Query::Enabled, {2, 0});
-    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_enabled), VARIANT_TRUE);
-    driver().answer(Query::Enabled, {0, 1});
-    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_enabled), VARIANT_FALSE);
-    for (const auto mode : Bytes{0, 3, 77}) {
-        driver().answer(Query::Mode, {mode, 0, 0, 0});
-        EXPECT_EQ(static_cast<int>(read(device5(), &IVirtualSerialDevice::get_mode)), mode);
-    }
-}
-
-// A reply need not be whole: beyond its end everything is zero, and an empty one says that there is nothing.
-TEST_F(DeviceProperties, ShortRepliesReadAsZeros) {
-    Bytes full{1, 0, 0, 0, 0, 0, 0, 0x80, 2, 0, 0, 0, 0, 0, 0, 0x70, 3, 0, 0, 0, 0, 0, 0, 0x60};
-    full.resize(0x10000, 0xFF);
-    const struct {
-        std::size_t size;
-        std::uint64_t connections, sent, received;
-    } rows[] = {
-        {0x10000, 0x8000000000000001, 0x7000000000000002, 0x6000000000000003},
-        {24, 0x8000000000000001, 0x7000000000000002, 0x6000000000000003},
-        {23, 0x8000000000000001, 0x7000000000000002, 3},
-        {16, 0x8000000000000001, 0x7000000000000002, 0},
-        {9, 0x8000000000000001, 2, 0},
-        {1, 1, 0, 0},
-        {0, 0, 0, 0},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.size);
-        driver().answer(Query::Traffic, Bytes(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(row.size)));
-        EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_connections), row.connections);
-        EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_bytesSent), row.sent);
-        EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_bytesReceived), row.received);
-    }
-    for (const auto query : {Query::Mode, Query::Enabled, Query::ErrorEmulation, Query::ErrorEmulationLong})
-        driver().answer(query, {});
-    for (const auto& member : kDeviceMembers) {
-        std::uint64_t out = 0;
-        EXPECT_RESULT(S_OK, member.call(device5(), &out)) << member.name;
-        EXPECT_EQ(out, 0U) << member.name;
-    }
 }
 
 } // namespace
