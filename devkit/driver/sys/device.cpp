@@ -1,6 +1,7 @@
 #include "device.h"
 
 #include "interface_state.h"
+#include "kernel_call.h"
 
 namespace zorvan::driver {
 namespace {
@@ -66,6 +67,7 @@ NTSTATUS createPort(Device& device, const SerialDeviceName& name) {
 // A driver process that has died leaves its links behind, and the system enables no interface whose link is there.
 NTSTATUS enableInterface(UNICODE_STRING* interfacePath) {
     IoDeleteSymbolicLink(interfacePath);
+    const KernelCall call;
     return IoSetDeviceInterfaceState(interfacePath, TRUE);
 }
 
@@ -87,6 +89,7 @@ NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
 }
 
 NTSTATUS registerInterfaces(Device& device) {
+    const KernelCall call;
     auto status = IoRegisterDeviceInterface(device.physical, &kControlInterface, nullptr, &device.controlInterface);
     if (NT_SUCCESS(status))
         status = IoRegisterDeviceInterface(device.physical, &kSerialInterface, nullptr, &device.serialInterface);
