@@ -48,8 +48,8 @@ public:
     }
 
     // Devices are released after the lock.
-    std::map<IVirtualSerialDevice*, Heard> takeHeard() {
-        std::map<IVirtualSerialDevice*, Heard> heard;
+    std::map<const IVirtualSerialDevice*, Heard> takeHeard() {
+        std::map<const IVirtualSerialDevice*, Heard> heard;
         const std::lock_guard lock(lock_);
         heard.swap(heard_);
         return heard;
@@ -75,7 +75,7 @@ private:
 
     std::mutex lock_;
     std::condition_variable noted_;
-    std::map<IVirtualSerialDevice*, Heard> heard_;
+    std::map<const IVirtualSerialDevice*, Heard> heard_;
     unsigned long long events_ = 0;
 };
 
@@ -96,13 +96,14 @@ void EventWatch::awaitDeleted(IVirtualSerialDevice& device) {
     listener_->await(device, &Heard::deleted, "that the deletion of a port is reported within 20 s");
 }
 
-void EventWatch::expectComplete(std::size_t ports) {
+void EventWatch::expectComplete(std::initializer_list<const IVirtualSerialDevice*> ports, bool alone) {
     const auto heard = listener_->takeHeard();
-    expect(heard.size() == ports, "how many ports were reported");
-    const bool once = std::all_of(heard.begin(), heard.end(), [](const auto& entry) {
-        return entry.second.added == 1 && entry.second.deleted == 1;
+    const bool once = std::all_of(ports.begin(), ports.end(), [&](const IVirtualSerialDevice* port) {
+        const auto found = heard.find(port);
+        return found != heard.end() && found->second.added == 1 && found->second.deleted == 1;
     });
     expect(once, "that each port is reported as added once and as deleted once");
+    expect(!alone || heard.size() == ports.size(), "that no other port is reported");
 }
 
 unsigned long long EventWatch::events() const {

@@ -6,6 +6,7 @@
 #include "base/com_object.h"
 
 #include <condition_variable>
+#include <initializer_list>
 #include <map>
 #include <mutex>
 
@@ -22,9 +23,9 @@ public:
     void awaitAdded(IVirtualSerialDevice& device);
     void awaitDeleted(IVirtualSerialDevice& device);
 
-    // Every port that was heard of has been added once and deleted once, and there were so many. They are forgotten:
-    // an event that comes later still is one too many.
-    void expectComplete(std::size_t ports);
+    // Each of these ports has been added once and deleted once. All that was heard is forgotten: an event that comes
+    // later still is one too many. Alone, nothing may have been heard of any other port.
+    void expectComplete(std::initializer_list<const IVirtualSerialDevice*> ports, bool alone);
 
     unsigned long long events() const;
 

@@ -57,9 +57,9 @@ void RoundFile::written(bool succeeded) const {
         throw std::runtime_error("the file for the figures cannot be written");
 }
 
-void Verdict::add(double progress, const Sample& sample) {
+void Verdict::add(double progress, const Work& work, const Sample& sample) {
     for (std::size_t i = 0; i < kFigures.size(); ++i)
-        growth_[i].add(quarterAt(progress), kFigures[i].of(sample));
+        growth_[i].add(quarterAt(progress), kFigures[i].of(sample) - kFigures[i].keptPerPort * work.ports);
 }
 
 bool Verdict::print() const {

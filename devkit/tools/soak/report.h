@@ -29,10 +29,10 @@ private:
     std::unique_ptr<std::FILE, Closer> file_;
 };
 
-// The growth of every figure.
+// The growth of every figure, less what the system keeps for the ports.
 class Verdict {
 public:
-    void add(double progress, const Sample& sample);
+    void add(double progress, const Work& work, const Sample& sample);
 
     // Whether there were rounds enough to tell.
     bool possible() const { return growth_.front().enough(); }

@@ -7,9 +7,18 @@ namespace zorvan::devkit {
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{64} * 1024;
-constexpr wchar_t kPipe[] = L"\\\\.\\pipe\\zorvanlib-soak";
-constexpr wchar_t kNewName[] = L"COM199";
-constexpr std::size_t kPortsInRound = 2;
+constexpr unsigned kPortsInRound = 2;
+constexpr unsigned kFirstNewNumber = 100; // the system's choices are smaller
+
+// Of this process alone.
+std::wstring pipeName() {
+    return L"\\\\.\\pipe\\zorvanlib-soak-" + std::to_wstring(GetCurrentProcessId());
+}
+
+// As no other port has the old name, none has the new one.
+std::wstring newNameFor(const std::wstring& name) {
+    return L"COM" + std::to_wstring(kFirstNewNumber + std::stoul(name.substr(3)));
+}
 
 ComPtr<IPin> pinOf(IVirtualSerialDevice& device, HRESULT (IVirtualSerialDevice::*side)(ISocket**)) {
     ComPtr<ISocket> socket;
@@ -41,12 +50,12 @@ void OwnPort::remove() {
     removed_ = true;
 }
 
-Rounds::Rounds()
-    : library_(createLibrary()), pipePort_(*library_.Get()), filePort_(*library_.Get()), watch_(library_) {}
+Rounds::Rounds(bool alone)
+    : alone_(alone), library_(createLibrary()), pipePort_(*library_.Get()), filePort_(*library_.Get()),
+      watch_(library_) {}
 
 void Rounds::run() {
     joinNewPorts();
-    watch_.expectComplete(kPortsInRound);
     pipe();
     files();
     listen();
@@ -66,12 +75,14 @@ void Rounds::joinNewPorts() {
     second.remove();
     watch_.awaitDeleted(first.device());
     watch_.awaitDeleted(second.device());
+    watch_.expectComplete({&first.device(), &second.device()}, alone_);
     work_.ports += kPortsInRound;
 }
 
 void Rounds::rename(IVirtualSerialDevice& device) {
-    check(device.put_portName(makeBstr(kNewName).get()), "setting portName");
-    expect(portName(device) == kNewName, "the new name");
+    const auto name = newNameFor(portName(device));
+    check(device.put_portName(makeBstr(name).get()), "setting portName");
+    expect(portName(device) == name, "the new name");
 }
 
 void Rounds::bridge(IVirtualSerialDevice& first, IVirtualSerialDevice& second) {
@@ -97,10 +108,11 @@ void Rounds::pins(IVirtualSerialDevice& device) {
 
 void Rounds::pipe() {
     auto& device = pipePort_.device();
-    check(device.createAndConnectPipe(makeBstr(kPipe).get(), 1, 4096, 4096, 0), "createAndConnectPipe");
-    expect(textOf(device, &IVirtualSerialDevice::get_PipeName) == kPipe, "PipeName");
+    const auto name = pipeName();
+    check(device.createAndConnectPipe(makeBstr(name).get(), 1, 4096, 4096, 0), "createAndConnectPipe");
+    expect(textOf(device, &IVirtualSerialDevice::get_PipeName) == name, "PipeName");
     {
-        const OpenFile pipe(kPipe);
+        const OpenFile pipe(name);
         const OpenPort port(device);
         send(port, pipe, randomBytes(kBlock, work_.rounds));
         send(pipe, port, randomBytes(kBlock, work_.rounds));

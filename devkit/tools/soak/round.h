@@ -34,7 +34,8 @@ struct Work {
 // that are created, renamed, joined and deleted. A failure is thrown as std::runtime_error.
 class Rounds {
 public:
-    Rounds();
+    // Not alone: other processes work on ports, too, whose events do not count.
+    explicit Rounds(bool alone);
 
     void run();
     const Work& work() const { return work_; }
@@ -50,6 +51,7 @@ private:
     void listen();
     void otherClient();
 
+    bool alone_;
     ComPtr<IVirtualSerialLibrary> library_;
     OwnPort pipePort_;
     OwnPort filePort_;

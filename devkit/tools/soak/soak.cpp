@@ -1,8 +1,10 @@
 // Works on ports for a long time, and fails when anything goes wrong or when client, driver or host processes hold
 // more and more.
 //
-//   soak.exe --minutes MINUTES [--csv FILE]
-//   soak.exe --rounds ROUNDS [--csv FILE]
+//   soak.exe --minutes MINUTES [--csv FILE] [--not-alone]
+//   soak.exe --rounds ROUNDS [--csv FILE] [--not-alone]
+//
+// Not alone: other processes work on ports meanwhile, and their events do not count.
 //
 // Ends with 0 when all went as it should. Too few rounds to judge growth by are a failure of a run that was given
 // minutes, as nobody knew how many rounds they would be.
@@ -37,6 +39,7 @@ struct Length {
 struct Options {
     Length length;
     const wchar_t* csv = nullptr;
+    bool alone = true;
 };
 
 class Stopwatch {
@@ -48,8 +51,8 @@ private:
     Clock::time_point begun_ = Clock::now();
 };
 
-void soakFor(const Length& length, Verdict& verdict, std::optional<RoundFile>& file) {
-    Rounds rounds;
+void soakFor(const Options& options, Verdict& verdict, std::optional<RoundFile>& file) {
+    Rounds rounds(options.alone);
     const Sampler sampler(rounds.residentPort());
     const Stopwatch watch;
     printHeading();
@@ -58,8 +61,8 @@ void soakFor(const Length& length, Verdict& verdict, std::optional<RoundFile>& f
         rounds.run();
         const auto sample = sampler.take();
         const double now = watch.seconds();
-        verdict.add(progress, sample);
-        progress = length.progress(now, rounds.work().rounds);
+        verdict.add(progress, rounds.work(), sample);
+        progress = options.length.progress(now, rounds.work().rounds);
         if (file)
             file->add(now, rounds.work(), sample);
         if (now - printed >= kSecondsBetweenLines || progress >= 1) {
@@ -74,7 +77,7 @@ void soak(const Options& options) {
     if (options.csv != nullptr)
         file.emplace(options.csv);
     Verdict verdict;
-    soakFor(options.length, verdict, file);
+    soakFor(options, verdict, file);
     if (verdict.possible())
         expect(verdict.print(), "that nothing grows");
     else if (options.length.rounds == 0)
@@ -83,22 +86,31 @@ void soak(const Options& options) {
         std::puts("Growth was not judged: too few rounds.");
 }
 
+// Takes an option with its value.
+bool take(Options& options, std::wstring_view name, const wchar_t* value) {
+    if (name == L"--minutes")
+        options.length.seconds = 60 * std::wcstod(value, nullptr);
+    else if (name == L"--rounds")
+        options.length.rounds = std::wcstoul(value, nullptr, 10);
+    else if (name == L"--csv")
+        options.csv = value;
+    else
+        return false;
+    return true;
+}
+
 std::optional<Options> parse(int count, wchar_t** arguments) {
     Options options;
-    for (int i = 1; i + 1 < count; i += 2) {
-        const std::wstring_view name = arguments[i];
-        const wchar_t* const value = arguments[i + 1];
-        if (name == L"--minutes")
-            options.length.seconds = 60 * std::wcstod(value, nullptr);
-        else if (name == L"--rounds")
-            options.length.rounds = std::wcstoul(value, nullptr, 10);
-        else if (name == L"--csv")
-            options.csv = value;
-        else
+    for (int i = 1; i < count; ++i) {
+        if (arguments[i] == std::wstring_view(L"--not-alone"))
+            options.alone = false;
+        else if (i + 1 == count || !take(options, arguments[i], arguments[i + 1]))
             return std::nullopt;
+        else
+            ++i;
     }
     const bool oneLength = (options.length.seconds > 0) != (options.length.rounds != 0);
-    return oneLength && count % 2 == 1 ? std::optional(options) : std::nullopt;
+    return oneLength ? std::optional(options) : std::nullopt;
 }
 
 int failed(const char* what) {
@@ -127,6 +139,6 @@ int wmain(int argumentCount, wchar_t** arguments) {
     const auto options = zorvan::devkit::parse(argumentCount, arguments);
     if (options)
         return zorvan::devkit::run(*options);
-    std::fputs("usage: soak --minutes MINUTES | --rounds ROUNDS [--csv FILE]\n", stderr);
+    std::fputs("usage: soak --minutes MINUTES | --rounds ROUNDS [--csv FILE] [--not-alone]\n", stderr);
     return 2;
 }
