@@ -15,10 +15,10 @@ struct Sample {
 
 // One figure of a sample.
 struct Figure {
-    const char* name;
-    ProcessFigures Sample::*whose;
-    std::int64_t ProcessFigures::*which;
-    std::int64_t allowance;       // what it may rise from one quarter of a run to the next: see growth.h
+    const char* name = "";
+    ProcessFigures Sample::*whose = nullptr;
+    std::int64_t ProcessFigures::*which = nullptr;
+    std::int64_t allowance = 0;   // what it may rise from one quarter of a run to the next: see growth.h
     std::int64_t keptPerPort = 0; // what the system keeps for each port that was ever created
 
     std::int64_t of(const Sample& sample) const { return sample.*whose.*which; }
