@@ -107,6 +107,14 @@ void deleteDevice(Device& device) {
     IoDeleteDevice(device.function); // the device itself goes with it
 }
 
+// Wine creates the physical device of a root-enumerated node and forgets it when the node is removed; on Windows its
+// creator deletes it.
+void deleteRemovedDevice(Device& device) {
+    auto* const physical = device.physical;
+    deleteDevice(device);
+    IoDeleteDevice(physical);
+}
+
 void addRemovedDevice(Device& device) {
     auto* const head = const_cast<void* volatile*>(reinterpret_cast<void* const volatile*>(&removedDevices));
     do
@@ -180,7 +188,7 @@ void reapRemovedDevices(const Device* present) {
         if (device == present || device->openFiles != 0)
             addRemovedDevice(*device);
         else
-            deleteDevice(*device);
+            deleteRemovedDevice(*device);
         device = next;
     }
 }
@@ -188,7 +196,7 @@ void reapRemovedDevices(const Device* present) {
 void deleteRemovedDevices() {
     for (auto* device = takeRemovedDevices(); device;) {
         auto* const next = device->nextRemoved;
-        deleteDevice(*device);
+        deleteRemovedDevice(*device);
         device = next;
     }
 }

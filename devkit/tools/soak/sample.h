@@ -28,7 +28,7 @@ constexpr std::int64_t kHandleAllowance = 2;
 constexpr std::int64_t kThreadAllowance = 1;
 // Memory in KiB. In the driver's process it goes up and down with the buffers of the last requests, which are kept.
 constexpr std::int64_t kMemoryAllowance = 64;
-constexpr std::int64_t kDriverMemoryAllowance = 256;
+constexpr std::int64_t kDriverMemoryAllowance = 128;
 // Wine's setupapi never frees the list of drivers that fit a new device, and has no function that would.
 constexpr std::int64_t kDriverList = 8; // KiB, rounded up
 
