@@ -1,7 +1,11 @@
 #include "device_tree.h"
 
+#include <cfgmgr32.h>
 #include <setupapi.h>
 
+#include <cstdio>
+#include <cwchar>
+#include <iterator>
 #include <optional>
 
 namespace zorvan::devkit {
@@ -31,10 +35,38 @@ HDEVINFO WINAPI getClassDevs(
         setupOrInterfaceClass, enumerator, parent, flags, set, machine, reserved);
 }
 
+using InstanceId = wchar_t[MAX_DEVICE_ID_LEN];
+
+bool nodeExists(const InstanceId& id) {
+    constexpr wchar_t kEnum[] = L"System\\CurrentControlSet\\Enum\\";
+    wchar_t path[std::size(kEnum) + MAX_DEVICE_ID_LEN];
+    std::swprintf(path, std::size(path), L"%ls%ls", kEnum, id); // fits
+    UniqueRegistryKey key;
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.put()) == ERROR_SUCCESS;
+}
+
+// The first one of the name that is free. False for a name that cannot have one.
+bool chooseInstanceId(PCWSTR name, InstanceId& id) {
+    if (name == nullptr || std::wcschr(name, L'\\') != nullptr)
+        return false;
+    unsigned number = 0;
+    do
+        if (std::swprintf(id, std::size(id), L"ROOT\\%ls\\%04u", name, number++) < 0)
+            return false;
+    while (nodeExists(id));
+    return true;
+}
+
+// Where setupapi chooses an instance ID itself, it leaves a registry key open each time. So it is chosen here.
 BOOL WINAPI createDeviceInfo(
     HDEVINFO set, PCWSTR name, const GUID* setupClass, PCWSTR description, HWND parent, DWORD flags,
     PSP_DEVINFO_DATA device) {
     const auto lock = lockUnlessDriver();
+    InstanceId id;
+    if ((flags & DICD_GENERATE_ID) != 0 && chooseInstanceId(name, id)) {
+        name = id;
+        flags &= ~static_cast<DWORD>(DICD_GENERATE_ID);
+    }
     return original(&SetupDiCreateDeviceInfoW, deviceTreeRedirects[1])(
         set, name, setupClass, description, parent, flags, device);
 }

@@ -2,6 +2,7 @@
 
 #include "control_requests.h"
 #include "engine_lock.h"
+#include "kernel_call.h"
 #include "ports.h"
 
 #include <cstdio>
@@ -63,6 +64,14 @@ void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePref
     } catch (const std::exception& failure) {
         report("names that were left behind could not be removed", failure); // ports that need them run without
     }
+}
+
+void zorvanBeginKernelCall() {
+    beginKernelCall();
+}
+
+void zorvanEndKernelCall() {
+    endKernelCall();
 }
 
 Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName) {

@@ -24,6 +24,10 @@ extern "C" {
 // removed.
 ZORVAN_ENGINE_API void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix);
 
+// Around the calls of the kernel that leave something open (kernel_call.h), on their thread.
+ZORVAN_ENGINE_API void zorvanBeginKernelCall();
+ZORVAN_ENGINE_API void zorvanEndKernelCall();
+
 // Makes the port of a device whose open hardware key is given (it stays the caller's) and whose serial traffic
 // enters at the named device object. Null: that failed.
 ZORVAN_ENGINE_API Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName);

@@ -1,6 +1,7 @@
 #include "device.h"
 
 #include "interface_state.h"
+#include "kernel_call.h"
 
 namespace zorvan::driver {
 namespace {
@@ -66,6 +67,7 @@ NTSTATUS createPort(Device& device, const SerialDeviceName& name) {
 // A driver process that has died leaves its links behind, and the system enables no interface whose link is there.
 NTSTATUS enableInterface(UNICODE_STRING* interfacePath) {
     IoDeleteSymbolicLink(interfacePath);
+    const KernelCall call;
     return IoSetDeviceInterfaceState(interfacePath, TRUE);
 }
 
@@ -87,6 +89,7 @@ NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
 }
 
 NTSTATUS registerInterfaces(Device& device) {
+    const KernelCall call;
     auto status = IoRegisterDeviceInterface(device.physical, &kControlInterface, nullptr, &device.controlInterface);
     if (NT_SUCCESS(status))
         status = IoRegisterDeviceInterface(device.physical, &kSerialInterface, nullptr, &device.serialInterface);
@@ -102,6 +105,14 @@ void deleteDevice(Device& device) {
     RtlFreeUnicodeString(&device.serialInterface);
     IoDetachDevice(device.physical);
     IoDeleteDevice(device.function); // the device itself goes with it
+}
+
+// Wine creates the physical device of a root-enumerated node and forgets it when the node is removed; on Windows its
+// creator deletes it.
+void deleteRemovedDevice(Device& device) {
+    auto* const physical = device.physical;
+    deleteDevice(device);
+    IoDeleteDevice(physical);
 }
 
 void addRemovedDevice(Device& device) {
@@ -177,7 +188,7 @@ void reapRemovedDevices(const Device* present) {
         if (device == present || device->openFiles != 0)
             addRemovedDevice(*device);
         else
-            deleteDevice(*device);
+            deleteRemovedDevice(*device);
         device = next;
     }
 }
@@ -185,7 +196,7 @@ void reapRemovedDevices(const Device* present) {
 void deleteRemovedDevices() {
     for (auto* device = takeRemovedDevices(); device;) {
         auto* const next = device->nextRemoved;
-        deleteDevice(*device);
+        deleteRemovedDevice(*device);
         device = next;
     }
 }

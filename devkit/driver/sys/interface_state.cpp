@@ -1,5 +1,7 @@
 #include "interface_state.h"
 
+#include "kernel_call.h"
+
 namespace zorvan::driver {
 namespace {
 
@@ -82,7 +84,10 @@ void disableInterface(UNICODE_STRING* interfacePath) {
     const BorrowedKey interfaceKey(path.path());
     path.append(L"\\#");
     const BorrowedKey referenceKey(path.path());
-    IoSetDeviceInterfaceState(interfacePath, FALSE);
+    {
+        const KernelCall call;
+        IoSetDeviceInterfaceState(interfacePath, FALSE);
+    }
     if (referenceKey.created()) {
         path.append(L"\\Control"); // made by the call above
         deleteKey(path.path());
