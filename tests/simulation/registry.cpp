@@ -53,12 +53,14 @@ LSTATUS WINAPI regQueryValue(HKEY handle, LPCWSTR name, LPDWORD reserved, LPDWOR
         return static_cast<LSTATUS>(*call.failure());
     if ((opened->access & KEY_QUERY_VALUE) == 0)
         return ERROR_ACCESS_DENIED;
-    const auto value = opened->key.values.find(name);
-    if (value == opened->key.values.end())
+    const auto found = opened->key.values.find(name);
+    if (found == opened->key.values.end())
         return ERROR_FILE_NOT_FOUND;
+    auto value = found->second;
+    value.bytes.resize(call.bring(value.bytes.size()));
     if (type != nullptr)
-        *type = value->second.type;
-    return copyOut(value->second, data, size);
+        *type = value.type;
+    return copyOut(value, data, size);
 }
 SIMULATE(RegQueryValueExW, regQueryValue);
 
