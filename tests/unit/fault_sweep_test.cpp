@@ -554,6 +554,7 @@ TEST_F(FaultSweep, Module) {
              std::string given;
              require(createInstance(scene, given), "CreateInstance");
          }},
+        {"AutoInstallEx, install", autoInstall(0), {{"GetProcAddress", noEntryPoint}}},
         {"AutoInstallEx, uninstall",
          autoInstall(3),
          {{"GetProcAddress", noEntryPoint},
