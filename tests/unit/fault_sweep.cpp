@@ -46,15 +46,24 @@ const Function& functionNamed(const std::string& name) {
         {"LogonUserW", {ERROR_LOGON_FAILURE}},
         {"OpenProcess", {ERROR_INVALID_PARAMETER}},
         {"OpenThreadToken", {ERROR_ACCESS_DENIED}},
+        {"LoadTypeLib", {static_cast<DWORD>(TYPE_E_CANTLOADLIBRARY), true}},
         {"RegCloseKey", closingWithResult},
+        {"RegCreateKeyExW", {ERROR_ACCESS_DENIED, true}},
+        {"RegDeleteKeyExW", {ERROR_ACCESS_DENIED, true}},
+        {"RegEnumKeyExW", {ERROR_KEY_DELETED, true}},
+        {"RegOpenKeyExW", {ERROR_ACCESS_DENIED, true}},
         {"RegQueryValueExW", {ERROR_FILE_NOT_FOUND, true}},
         {"RegSetValueExW", {ERROR_ACCESS_DENIED, true}},
+        {"RegisterTypeLib", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
+        {"RegisterTypeLibForUser", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
         {"SafeArrayCreateVector", allocating},
         {"SafeArrayLock", {static_cast<DWORD>(E_UNEXPECTED), true}},
         {"SetupDiDeleteDeviceInterfaceData", closing},
         {"SetupDiDestroyDeviceInfoList", closing},
         {"SetupDiEnumDeviceInfo", {ERROR_NO_MORE_ITEMS}},
         {"SysAllocStringLen", allocating},
+        {"UnRegisterTypeLib", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
+        {"UnRegisterTypeLibForUser", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
         {"VarBstrCmp", {static_cast<DWORD>(E_INVALIDARG), true}},
         {"VariantChangeType", {static_cast<DWORD>(DISP_E_TYPEMISMATCH), true}},
         {"VariantCopy", {static_cast<DWORD>(E_OUTOFMEMORY), true}},
@@ -124,6 +133,23 @@ std::string textOf(const PortState& port) {
     return text;
 }
 
+std::string textOf(const RegistryKey& key, const std::string& path) {
+    std::string text = path + "\n";
+    for (const auto& [name, value] : key.values)
+        text += path + ", " + describe(name) + " = " + describe(key.text(name)) + "\n";
+    for (const auto& [name, subkey] : key.keys)
+        text += textOf(subkey, path + "\\" + describe(name));
+    return text;
+}
+
+std::string textOf(const Registry& registry) {
+    std::string text = textOf(registry.classesRoot, "HKCR") + textOf(registry.currentUser, "HKCU");
+    text += textOf(registry.localMachine, "HKLM");
+    for (const auto* libraries : {&registry.typeLibraries, &registry.typeLibrariesOfUser})
+        text += std::to_string(libraries->size()) + " type libraries\n";
+    return text;
+}
+
 // What a method may change, in words.
 std::string stateOf(Machine& machine) {
     std::string text;
@@ -141,6 +167,8 @@ std::string stateOf(Machine& machine) {
         text += "claimed " + std::to_string(number) + "\n";
     for (const auto& [name, target] : machine.dosNames.targets)
         text += "DOS name " + describe(name) + "\n";
+    text += textOf(machine.registry);
+    text += "locale " + std::to_string(GetThreadLocale()) + ", ";
     text += std::to_string(machine.users.actingAs.size()) + " threads acting as users";
     return text;
 }
@@ -166,7 +194,8 @@ void describeConnections(DeviceNode& port, Process& host, DWORD partner) {
 
 MachineState::MachineState(const Machine& machine)
     : nodes_(const_cast<Machine&>(machine).plugAndPlay.nodes()), processes_(machine.processes),
-      portDatabase_(machine.portDatabase), dosNames_(machine.dosNames), users_(machine.users) {}
+      portDatabase_(machine.portDatabase), registry_(machine.registry), dosNames_(machine.dosNames),
+      users_(machine.users) {}
 
 // In place, because the library may know nodes by their address: a test's calls are over, its handles closed.
 void MachineState::restore(Machine& machine) const {
@@ -176,6 +205,7 @@ void MachineState::restore(Machine& machine) const {
         std::copy(nodes_.begin(), nodes_.end(), nodes.begin());
         machine.processes = processes_;
         machine.portDatabase = portDatabase_;
+        machine.registry = registry_;
         machine.dosNames = dosNames_;
         machine.users = users_;
     });
@@ -229,6 +259,11 @@ void FaultSweep::SetUp() {
     machine.users.accounts = {{L"user", {L"domain", kPassword}}};
     machine.modules.libraryPath = L"C:\\Product\\bin\\zorvanlib.dll";
     machine.modules.loadable = {L"C:\\Product\\bin\\DIFxAPI.dll"};
+    // What others have registered.
+    for (const auto* name : {L"AppID", L"CLSID"}) {
+        machine.registry.classesRoot.keys[name].keys[L"other"];
+        machine.registry.currentUser.keys[L"Software"].keys[L"Classes"].keys[name].keys[L"other"];
+    }
     initial_ = std::make_unique<MachineState>(machine);
     test::allowTime(std::chrono::seconds(120));
 }
@@ -325,6 +360,9 @@ Scene& FaultSweep::sharedScene() {
     if (shared_ == nullptr) {
         initial_->restore(machine);
         shared_ = std::make_unique<Scene>(machine, dll());
+        // Keeps the type library loaded: whoever asks for it reads the file again otherwise.
+        DISPID unused = DISPID_UNKNOWN;
+        require(dispatchId(*shared_->library, L"createDevice", unused), "the type library");
         sharedState_ = std::make_unique<MachineState>(machine);
     }
     return *shared_;

@@ -34,6 +34,7 @@ private:
     std::deque<DeviceNode> nodes_;
     Processes processes_;
     PortDatabase portDatabase_;
+    Registry registry_;
     DosNames dosNames_;
     Users users_;
 };

@@ -564,6 +564,45 @@ TEST_F(FaultSweep, Module) {
     });
 }
 
+// Registration
+
+HRESULT registerServer(Scene& scene, std::string&) {
+    return scene.dll.registerServer();
+}
+
+HRESULT unregisterServer(Scene& scene, std::string&) {
+    return scene.dll.unregisterServer();
+}
+
+Act installing(bool install, const wchar_t* commandLine) {
+    return [=](Scene& scene, std::string&) { return scene.dll.install(install, commandLine); };
+}
+
+// Functions that are looked up, and that there are others for.
+const Outcomes kLookedUp{{"GetModuleHandleW", kUnnoticed}, {"GetProcAddress", kUnnoticed}};
+// What was done before a failure stays done.
+const Outcomes kNotUndone = kLookedUp + Outcomes{{kElse, kReportedLate}, {kAllocation, oneOf({E_OUTOFMEMORY})}};
+
+TEST_F(FaultSweep, Registration) {
+    const auto isRegistered = [](Scene& scene) { require(scene.dll.registerServer(), "DllRegisterServer"); };
+    sweep({
+        {"DllRegisterServer", registerServer, kNotUndone},
+        {"DllUnregisterServer", unregisterServer, kNotUndone, false, isRegistered},
+        {"DllInstall, install", installing(true, nullptr), kLookedUp},
+    });
+}
+
+TEST_F(FaultSweep, RegistrationForTheUser) {
+    const auto isRegistered = [](Scene& scene) { require(scene.dll.install(true, L"user"), "DllInstall"); };
+    const HRESULT noFunction = HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);
+    // There is no other function for the user's type library.
+    const Outcomes forUser{{"GetModuleHandleW", kUnnoticed}, {"GetProcAddress", oneOf({S_OK, noFunction})}};
+    sweep({
+        {"DllInstall, install for the user", installing(true, L"user"), {{"GetModuleHandleW", kUnnoticed}}},
+        {"DllInstall, uninstall for the user", installing(false, L"user"), forUser + kNotUndone, false, isRegistered},
+    });
+}
+
 } // namespace
 
 } // namespace zorvan::simulation
