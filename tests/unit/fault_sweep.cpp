@@ -124,8 +124,8 @@ std::string textOf(const PortState& port) {
     text += " name " + describe(port.portName) + " sd " + describe(port.securityDescriptor);
     text += " crossover " + std::to_string(port.crossover.enabled) + "/" + std::to_string(port.crossover.value);
     text += " overflow " + std::to_string(port.transmitOverflow.enabled);
-    text += " pipe " + std::to_string(port.pipe.pipe) + " files " + std::to_string(port.files.inputFile) + "/" +
-            std::to_string(port.files.outputFile);
+    text += port.pipe.pipe != 0 ? " pipe" : " no pipe";
+    text += port.files.inputFile != 0 && port.files.outputFile != 0 ? " files" : " no files";
     text += " bridge " + describe(port.remotePort) + "@" + describe(port.remoteServer);
     text += port.permanent ? " permanent pins" : " pins";
     for (const auto entry : port.pins)
@@ -419,17 +419,27 @@ void FaultSweep::run(Scene& scene, const Row& row, const Fault& fault) {
         check(row, fault, before, answer);
     if (row.verify)
         row.verify(scene, fault);
-    const bool undone = answer.state == before && isNothing(answer.given);
-    if (fault.kind == Fault::Kind::None || (row.fresh && !undone))
+    if (fault.kind != Fault::Kind::None)
+        repeat(scene, row, untouched, answer.state == before && isNothing(answer.given));
+}
+
+// On the same object, in the state that the failure has left when nothing was done.
+void FaultSweep::repeat(Scene& scene, const Row& row, const MachineState& untouched, bool undone) {
+    if (!undone && row.fresh)
         return;
+    if (!undone) {
+        untouched.restore(machine);
+        if (row.arrange)
+            row.arrange(scene);
+    }
     const bool disturbed = disturbed_;
-    untouched.restore(machine);
-    if (row.arrange)
-        row.arrange(scene);
     const auto again = call(scene, row, {});
+    disturbed_ = disturbed;
     EXPECT_RESULT(success_.result, again.result) << "when nothing fails any more";
     EXPECT_EQ(success_.given, again.given) << "when nothing fails any more";
-    disturbed_ = disturbed;
+    if (!row.fresh) {
+        EXPECT_EQ(success_.state, again.state) << "when nothing fails any more";
+    }
 }
 
 FaultSweep::Answer FaultSweep::call(Scene& scene, const Row& row, const Fault& fault) {

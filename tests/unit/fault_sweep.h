@@ -154,6 +154,7 @@ private:
 
     Scene& sharedScene();
     void run(Scene& scene, const Row& row, const Fault& fault);
+    void repeat(Scene& scene, const Row& row, const MachineState& untouched, bool undone);
     Answer call(Scene& scene, const Row& row, const Fault& fault);
     void check(const Row& row, const Fault& fault, const std::string& before, const Answer& answer) const;
     void checkGiven(const Answer& answer, const Outcome& outcome, const std::string& before) const;
