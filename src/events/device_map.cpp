@@ -6,6 +6,7 @@
 #include <exception>
 #include <mutex>
 #include <shared_mutex>
+#include <utility>
 
 namespace zorvan {
 

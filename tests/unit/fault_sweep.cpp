@@ -268,23 +268,38 @@ void FaultSweep::SetUp() {
     test::allowTime(std::chrono::seconds(120));
 }
 
+FaultSweep::Counts FaultSweep::total_;
+
+FaultSweep::Counts& FaultSweep::Counts::operator+=(const Counts& more) {
+    methods += more.methods;
+    calls += more.calls;
+    allocations += more.allocations;
+    return *this;
+}
+
+std::string FaultSweep::Counts::text() const {
+    return std::to_string(calls) + " calls and " + std::to_string(allocations) + " allocations failed";
+}
+
 void FaultSweep::sweep(const std::vector<Row>& rows) {
-    Counts total;
+    Counts swept;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const auto counts = sweepRow(row);
-        std::printf("  %-50s %5d calls %5d allocations\n", row.name, counts.calls, counts.allocations);
-        total.calls += counts.calls;
-        total.allocations += counts.allocations;
+        std::printf("  %s: %s\n", row.name, counts.text().c_str());
+        swept += counts;
     }
     shared_.reset();
     machine.threads.awaitEnd();
     expectNothingHeld();
-    std::printf(
-        "  %zu methods: %d calls and %d allocations have failed\n", rows.size(), total.calls, total.allocations);
-    RecordProperty("methods", static_cast<int>(rows.size()));
-    RecordProperty("calls_failed", total.calls);
-    RecordProperty("allocations_failed", total.allocations);
+    total_ += swept;
+    RecordProperty("methods", swept.methods);
+    RecordProperty("calls_failed", swept.calls);
+    RecordProperty("allocations_failed", swept.allocations);
+}
+
+void FaultSweep::TearDownTestSuite() {
+    std::printf("Of %d methods and cases of methods, %s.\n", total_.methods, total_.text().c_str());
 }
 
 FaultSweep::Counts FaultSweep::sweepRow(const Row& row) {
@@ -293,7 +308,7 @@ FaultSweep::Counts FaultSweep::sweepRow(const Row& row) {
     attempt(row, {});
     const auto functions = calls_;
     sweepFunctions(row, functions);
-    return {sweepCalls(row, functions), sweepAllocations(row)};
+    return {1, sweepCalls(row, functions), sweepAllocations(row)};
 }
 
 int FaultSweep::sweepCalls(const Row& row, const std::vector<std::string>& functions) {

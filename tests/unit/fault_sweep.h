@@ -128,6 +128,8 @@ class FaultSweep : public SimulationTest {
 protected:
     void SetUp() override;
 
+    static void TearDownTestSuite();
+
     // Prints and records how many calls and allocations of each row have failed.
     void sweep(const std::vector<Row>& rows);
 
@@ -138,8 +140,12 @@ private:
         std::string state;
     };
     struct Counts {
+        int methods = 0;
         int calls = 0;
         int allocations = 0;
+
+        Counts& operator+=(const Counts& more);
+        std::string text() const;
     };
 
     Counts sweepRow(const Row& row);
@@ -159,6 +165,8 @@ private:
     void check(const Row& row, const Fault& fault, const std::string& before, const Answer& answer) const;
     void checkGiven(const Answer& answer, const Outcome& outcome, const std::string& before) const;
     void expectNothingHeld();
+
+    static Counts total_; // of all tests
 
     std::unique_ptr<MachineState> initial_;
     std::unique_ptr<Scene> shared_;
