@@ -190,6 +190,51 @@ void describeConnections(DeviceNode& port, Process& host, DWORD partner) {
     state.files.outputFile = host.own(std::make_shared<File>(L"C:\\out.txt"));
 }
 
+std::string documentedName(ITypeInfo& information, MEMBERID member) {
+    Bstr name;
+    require(information.GetDocumentation(member, name.put(), nullptr, nullptr, nullptr), "GetDocumentation");
+    return describe(name.text());
+}
+
+std::string memberName(ITypeInfo& information, const FUNCDESC& function) {
+    const char* const kind = function.invkind == INVOKE_PROPERTYGET   ? "get_"
+                             : function.invkind == INVOKE_PROPERTYPUT ? "put_"
+                                                                      : "";
+    return documentedName(information, MEMBERID_NIL) + "::" + kind + documentedName(information, function.memid);
+}
+
+// The members of IUnknown and IDispatch are listed with each interface, by numbers that no interface gives itself.
+bool isInherited(const FUNCDESC& function) {
+    constexpr MEMBERID kFirstInherited = 0x60000000;
+    return function.memid >= kFirstInherited;
+}
+
+void listMembers(ITypeInfo& information, std::vector<std::string>& names) {
+    FUNCDESC* function = nullptr;
+    for (UINT i = 0; SUCCEEDED(information.GetFuncDesc(i, &function)); ++i) {
+        if (!isInherited(*function))
+            names.push_back(memberName(information, *function));
+        information.ReleaseFuncDesc(function);
+    }
+}
+
+// Of the interfaces for automation: the only other one is the client's to implement.
+std::vector<std::string> listedMembers() {
+    ComPointer<ITypeLib> library;
+    require(LoadTypeLib(shippedLibraryPath().c_str(), library.put()), "LoadTypeLib");
+    std::vector<std::string> names;
+    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+        TYPEKIND kind{};
+        ComPointer<ITypeInfo> information;
+        require(library->GetTypeInfoType(i, &kind), "GetTypeInfoType");
+        require(library->GetTypeInfo(i, information.put()), "GetTypeInfo");
+        if (kind == TKIND_DISPATCH)
+            listMembers(*information, names);
+    }
+    EXPECT_FALSE(names.empty());
+    return names;
+}
+
 } // namespace
 
 MachineState::MachineState(const Machine& machine)
@@ -269,6 +314,7 @@ void FaultSweep::SetUp() {
 }
 
 FaultSweep::Counts FaultSweep::total_;
+std::set<std::string> FaultSweep::swept_;
 
 FaultSweep::Counts& FaultSweep::Counts::operator+=(const Counts& more) {
     methods += more.methods;
@@ -288,6 +334,8 @@ void FaultSweep::sweep(const std::vector<Row>& rows) {
         const auto counts = sweepRow(row);
         std::printf("  %s: %s\n", row.name, counts.text().c_str());
         swept += counts;
+        const std::string name = row.name;
+        swept_.insert(name.substr(0, name.find(','))); // what follows says which case it is
     }
     shared_.reset();
     machine.threads.awaitEnd();
@@ -299,6 +347,10 @@ void FaultSweep::sweep(const std::vector<Row>& rows) {
 }
 
 void FaultSweep::TearDownTestSuite() {
+    const auto& suite = *testing::UnitTest::GetInstance()->current_test_suite();
+    const bool isWhole = suite.test_to_run_count() == suite.total_test_count();
+    for (const auto& member : isWhole ? listedMembers() : std::vector<std::string>())
+        EXPECT_TRUE(swept_.contains(member)) << member << " has no row";
     std::printf("Of %d methods and cases of methods, %s.\n", total_.methods, total_.text().c_str());
 }
 

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -128,6 +129,7 @@ class FaultSweep : public SimulationTest {
 protected:
     void SetUp() override;
 
+    // When every test of the sweep ran: no member that the type library lists is missing.
     static void TearDownTestSuite();
 
     // Prints and records how many calls and allocations of each row have failed.
@@ -167,6 +169,7 @@ private:
     void expectNothingHeld();
 
     static Counts total_; // of all tests
+    static std::set<std::string> swept_;
 
     std::unique_ptr<MachineState> initial_;
     std::unique_ptr<Scene> shared_;
