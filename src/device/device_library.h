@@ -10,7 +10,7 @@ namespace zorvan {
 
 struct IDeviceLibrary : public IUnknown {
     // The device whose IDeviceControl::deviceNumber is this, with a reference for the caller.
-    // HRESULT_FROM_WIN32(ERROR_NOT_FOUND): there is none. E_FAIL: its entry holds no object.
+    // HRESULT_FROM_WIN32(ERROR_NOT_FOUND): there is none.
     virtual HRESULT STDMETHODCALLTYPE findDeviceByNumber(DWORD number, IVirtualSerialDevice** device) noexcept = 0;
 
     // The device has been renamed: reports it to listeners and callbacks.

@@ -3,10 +3,38 @@
 #include "base/hresult_error.h"
 #include "pnp/opening.h"
 
+#include <exception>
 #include <mutex>
 #include <shared_mutex>
+#include <utility>
 
 namespace zorvan {
+
+namespace {
+
+// Takes steps that must all be tried, whatever became of those before; then throws what failed first.
+class Steps {
+public:
+    template <class Step>
+    void take(Step&& step) {
+        try {
+            std::forward<Step>(step)();
+        } catch (...) {
+            if (!failure_)
+                failure_ = std::current_exception();
+        }
+    }
+
+    void throwFailure() const {
+        if (failure_)
+            std::rethrow_exception(failure_);
+    }
+
+private:
+    std::exception_ptr failure_;
+};
+
+} // namespace
 
 void DeviceMap::refresh() {
     const std::unique_lock refreshing(refreshLock_);
@@ -14,19 +42,23 @@ void DeviceMap::refresh() {
 
     DeviceReferences deleted;
     DeviceReferences added;
+    // No later refresh finds what this one has changed: it is reported even when memory runs out on the way.
+    Steps steps;
     {
         const std::unique_lock writing(mapLock_);
         deleted = removeMissing(present);
-        added = addNew(present);
+        steps.take([&] { addNew(present, added); });
     }
     if (!added.empty())
-        sink_.devicesAdded(added);
+        steps.take([&] { sink_.devicesAdded(added); });
     if (!deleted.empty())
-        sink_.devicesDeleted(deleted);
+        steps.take([&] { sink_.devicesDeleted(deleted); });
+    steps.throwFailure();
 }
 
 DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present) {
     DeviceReferences deleted;
+    deleted.reserve(entries_.size()); // nothing fails from here on
     for (auto entry = entries_.begin(); entry != entries_.end();) {
         if (present.contains(entry->first)) {
             ++entry;
@@ -39,8 +71,8 @@ DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present) {
     return deleted;
 }
 
-DeviceReferences DeviceMap::addNew(pnp::PresentDevices& present) {
-    DeviceReferences added;
+void DeviceMap::addNew(pnp::PresentDevices& present, DeviceReferences& added) {
+    added.reserve(present.records.size());
     for (auto& record : present.records) {
         if (entries_.contains(record.instanceId))
             continue;
@@ -51,7 +83,6 @@ DeviceReferences DeviceMap::addNew(pnp::PresentDevices& present) {
             continue;
         }
     }
-    return added;
 }
 
 ComPointer<IVirtualSerialDevice> DeviceMap::add(HDEVINFO set, pnp::PresentDevice& record) {

@@ -49,7 +49,7 @@ private:
 
     // All need the map lock held for writing.
     DeviceReferences removeMissing(const pnp::PresentDevices& present);
-    DeviceReferences addNew(pnp::PresentDevices& present);
+    void addNew(pnp::PresentDevices& present, DeviceReferences& added);
     ComPointer<IVirtualSerialDevice> add(HDEVINFO set, pnp::PresentDevice& record);
 
     IDeviceLibrary& library_;

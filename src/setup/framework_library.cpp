@@ -29,7 +29,7 @@ Function* entryPoint(const UniqueModule& library, const char* name) {
 
 } // namespace
 
-// That what installs is not looked at is intended: a removal works without it.
+// That the entry point that installs is not asked for here is intended: a removal works without it.
 FrameworkLibrary::FrameworkLibrary(const std::wstring& path)
     : library_(load(path)), install_(entryPoint<decltype(DriverPackageInstallW)>(library_, "DriverPackageInstallW")),
       preinstall_(entryPoint<decltype(DriverPackagePreinstallW)>(library_, "DriverPackagePreinstallW")),
@@ -39,6 +39,8 @@ FrameworkLibrary::FrameworkLibrary(const std::wstring& path)
 }
 
 DWORD FrameworkLibrary::preinstall(const std::wstring& inf) const {
+    if (preinstall_ == nullptr)
+        throw HResultError(E_POINTER);
     return preinstall_(inf.c_str(), DRIVER_PACKAGE_REPAIR);
 }
 

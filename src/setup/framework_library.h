@@ -20,14 +20,14 @@ public:
     // Throws when the library cannot be loaded or lacks an entry point that is asked for.
     explicit FrameworkLibrary(const std::wstring& path);
 
-    // Both return what the framework does.
+    // Both return what the framework does; the first throws when the framework cannot install.
     DWORD preinstall(const std::wstring& inf) const;
     DWORD uninstall(const std::wstring& inf, bool& restartNeeded) const;
 
 private:
     UniqueModule library_;
-    decltype(&DriverPackageInstallW) install_; // has to exist, but is never called; intended
-    decltype(&DriverPackagePreinstallW) preinstall_;
+    decltype(&DriverPackageInstallW) install_;       // has to exist, but is never called; intended
+    decltype(&DriverPackagePreinstallW) preinstall_; // null: only removals work
     decltype(&DriverPackageUninstallW) uninstall_;
 };
 

@@ -88,6 +88,59 @@ HRESULT WINAPI loadRegTypeLib(REFGUID id, WORD major, WORD minor, LCID locale, I
 }
 SIMULATE(LoadRegTypeLib, loadRegTypeLib);
 
+// The library asks for the type library in its own module.
+HRESULT WINAPI loadTypeLib(LPCOLESTR path, ITypeLib** library) {
+    Call call("LoadTypeLib", path);
+    if (call.failedResult())
+        return *call.failedResult();
+    if (call->modules.libraryPath != path)
+        return TYPE_E_CANTLOADLIBRARY;
+    return LoadTypeLib(call->automation.typeLibraryFile().c_str(), library);
+}
+SIMULATE(LoadTypeLib, loadTypeLib);
+
+HRESULT registered(const Call& call, std::set<std::string>& libraries, ITypeLib& library) {
+    if (call.failedResult())
+        return *call.failedResult();
+    TLIBATTR* attributes = nullptr;
+    const HRESULT result = library.GetLibAttr(&attributes);
+    if (SUCCEEDED(result)) {
+        libraries.insert(describe(&attributes->guid));
+        library.ReleaseTLibAttr(attributes);
+    }
+    return result;
+}
+
+HRESULT unregistered(const Call& call, std::set<std::string>& libraries, const GUID& id) {
+    if (call.failedResult())
+        return *call.failedResult();
+    return libraries.erase(describe(&id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
+}
+
+HRESULT WINAPI registerTypeLib(ITypeLib* library, OLECHAR* path, OLECHAR*) {
+    Call call("RegisterTypeLib", path);
+    return registered(call, call->registry.typeLibraries, *library);
+}
+SIMULATE(RegisterTypeLib, registerTypeLib);
+
+HRESULT WINAPI registerTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR*) {
+    Call call("RegisterTypeLibForUser", path);
+    return registered(call, call->registry.typeLibrariesOfUser, *library);
+}
+SIMULATE_UNDECLARED(RegisterTypeLibForUser, registerTypeLibForUser);
+
+HRESULT WINAPI unregisterTypeLib(REFGUID id, WORD, WORD, LCID, SYSKIND) {
+    Call call("UnRegisterTypeLib", &id);
+    return unregistered(call, call->registry.typeLibraries, id);
+}
+SIMULATE(UnRegisterTypeLib, unregisterTypeLib);
+
+HRESULT WINAPI unregisterTypeLibForUser(REFGUID id, WORD, WORD, LCID, SYSKIND) {
+    Call call("UnRegisterTypeLibForUser", &id);
+    return unregistered(call, call->registry.typeLibrariesOfUser, id);
+}
+SIMULATE_UNDECLARED(UnRegisterTypeLibForUser, unregisterTypeLibForUser);
+
 BSTR followed(BSTR text) {
     stringWatch::follow(text);
     return text;

@@ -93,6 +93,16 @@ void CallLog::failNth(int nth, DWORD error) {
     fail({}, nth, error);
 }
 
+void CallLog::shortenNth(int nth, Share share) {
+    const Guard lock(simulationMutex());
+    failures_.push_back({{}, nth, ERROR_SUCCESS, {}, share});
+}
+
+bool CallLog::disturbed() const {
+    const Guard lock(simulationMutex());
+    return disturbed_;
+}
+
 void CallLog::after(const std::string& function, int nth, std::function<void()> action) {
     const Guard lock(simulationMutex());
     actions_.push_back({function, nth, 0, std::move(action)});
@@ -103,6 +113,7 @@ void CallLog::clear() {
     records_.clear();
     failures_.clear();
     actions_.clear();
+    disturbed_ = false;
 }
 
 int CallLog::count(const std::string& function) const {
@@ -134,14 +145,18 @@ std::vector<std::string> CallLog::texts(const std::string& function) const {
     return texts;
 }
 
-std::optional<DWORD> CallLog::add(Record record) {
+CallLog::Fate CallLog::add(Record record) {
     records_.push_back(std::move(record));
-    std::optional<DWORD> failure;
+    Fate fate;
     // Each rule counts every call; the first one whose turn it is decides.
-    for (auto& rule : failures_)
-        if (rule.applies(records_.back().function) && !failure)
-            failure = rule.error;
-    return failure;
+    for (auto& rule : failures_) {
+        if (!rule.applies(records_.back().function) || fate.error)
+            continue;
+        fate.share = rule.share;
+        if (rule.share == Share::Whole)
+            fate.error = rule.error;
+    }
+    return fate;
 }
 
 std::vector<std::function<void()>> CallLog::actionsAfter(const std::string& function) {
@@ -154,7 +169,7 @@ std::vector<std::function<void()>> CallLog::actionsAfter(const std::string& func
 
 Call::Call(const char* function, const std::vector<std::string>& arguments)
     : lastError_(GetLastError()), lock_(simulationMutex()), machine_(Machine::current()), function_(function),
-      failure_(machine_.calls.add({function, joined(arguments)})) {
+      fate_(machine_.calls.add({function, joined(arguments)})) {
     SetLastError(lastError_);
 }
 
@@ -169,16 +184,30 @@ Call::~Call() {
     SetLastError(lastError_);
 }
 
+std::optional<DWORD> Call::failure() const {
+    if (fate_.error)
+        machine_.calls.disturbed_ = true;
+    return fate_.error;
+}
+
 bool Call::fails() const {
-    if (failure_)
-        SetLastError(*failure_);
-    return failure_.has_value();
+    const auto error = failure();
+    if (error)
+        SetLastError(*error);
+    return error.has_value();
 }
 
 std::optional<HRESULT> Call::failedResult() const {
-    if (!failure_)
-        return std::nullopt;
-    return HRESULT_FROM_WIN32(static_cast<LONG>(*failure_));
+    if (const auto error = failure())
+        return HRESULT_FROM_WIN32(static_cast<LONG>(*error));
+    return std::nullopt;
+}
+
+std::size_t Call::bring(std::size_t all) const {
+    if (fate_.share == Share::Whole)
+        return all;
+    machine_.calls.disturbed_ = true;
+    return fate_.share == Share::Half ? all / 2 : 0;
 }
 
 BOOL Call::failed(DWORD error) {

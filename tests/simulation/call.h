@@ -42,6 +42,9 @@ std::string describe(Hex number);
 std::string describe(const GUID* guid);
 std::string describe(HANDLE handle);
 
+// How much of what it is asked for a call that succeeds brings.
+enum class Share { Whole, Half, Nothing };
+
 // The calls of the library so far, and those that are to fail. Every member may be used at any time from any thread.
 class CallLog {
 public:
@@ -52,10 +55,14 @@ public:
     void fail(const std::string& function, int nth, DWORD error);
     // Makes the nth call from now on fail, of whatever function that can fail.
     void failNth(int nth, DWORD error);
+    // Makes the nth call from now on succeed with a share of its data only, of whatever function that brings data.
+    void shortenNth(int nth, Share share);
+    // Whether a call has failed, or brought less, because it was told to.
+    bool disturbed() const;
     // Runs the action at the end of the nth call from now on. It may change the machine and the last error.
     void after(const std::string& function, int nth, std::function<void()> action);
 
-    // Forgets the recorded calls and what is to come of fail and after.
+    // Forgets the recorded calls, and what is to come of fail, shortenNth and after.
     void clear();
 
     int count(const std::string& function) const;
@@ -79,15 +86,23 @@ private:
         int countdown;        // to the call that the rule is for; kEvery, kOver
         DWORD error;
         std::function<void()> action;
+        Share share = Share::Whole; // of a call that succeeds
         bool applies(const std::string& called);
     };
 
-    std::optional<DWORD> add(Record record);
+    // What is arranged for a call.
+    struct Fate {
+        std::optional<DWORD> error;
+        Share share = Share::Whole;
+    };
+
+    Fate add(Record record);
     std::vector<std::function<void()>> actionsAfter(const std::string& function);
 
     std::vector<Record> records_;
     std::vector<Rule> failures_;
     std::vector<Rule> actions_;
+    bool disturbed_ = false;
 };
 
 class Call {
@@ -105,8 +120,11 @@ public:
     // Whether a test wants this call to fail; its error is then the last error.
     bool fails() const;
     // The same for a function that returns its error, or an HRESULT.
-    std::optional<DWORD> failure() const { return failure_; }
+    std::optional<DWORD> failure() const;
     std::optional<HRESULT> failedResult() const;
+
+    // How many items of its data a successful call brings: all, unless a test wants fewer.
+    std::size_t bring(std::size_t all) const;
 
     // Sets the last error, for a function's own failures: return call.failed(ERROR_NO_MORE_ITEMS).
     static BOOL failed(DWORD error);
@@ -137,7 +155,7 @@ private:
     std::unique_lock<std::recursive_mutex> lock_;
     Machine& machine_;
     std::string function_;
-    std::optional<DWORD> failure_;
+    const CallLog::Fate fate_;
 };
 
 } // namespace zorvan::simulation

@@ -11,7 +11,7 @@ BOOL WINAPI getComputerName(COMPUTER_NAME_FORMAT format, LPWSTR buffer, LPDWORD 
     Call call("GetComputerNameExW", static_cast<DWORD>(format), *size);
     if (call.fails())
         return FALSE;
-    const auto& name = call->hostName;
+    const auto name = call->hostName.substr(0, call.bring(call->hostName.size()));
     if (*size <= name.size()) {
         *size = static_cast<DWORD>(name.size()) + 1;
         return Call::failed(ERROR_MORE_DATA);

@@ -94,7 +94,7 @@ BOOL WINAPI setupDiGetDeviceRegistryProperty(
         return FALSE;
     if (property != SPDRP_FRIENDLYNAME || !element->node->friendlyName)
         return Call::failed(ERROR_INVALID_DATA);
-    const auto& text = *element->node->friendlyName;
+    const auto text = element->node->friendlyName->substr(0, call.bring(element->node->friendlyName->size()));
     const auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
     if (type != nullptr)
         *type = REG_SZ;

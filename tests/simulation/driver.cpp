@@ -216,6 +216,7 @@ BOOL WINAPI deviceIoControl(
     const DWORD error = file->node.driver.handle(requestOf(code, input, inputSize, outputSize, file->access), reply);
     if (error != ERROR_SUCCESS)
         return Call::failed(error);
+    reply.resize(call.bring(reply.size()));
     if (reply.size() > outputSize)
         return Call::failed(ERROR_INSUFFICIENT_BUFFER);
     auto* const end = std::copy(reply.begin(), reply.end(), static_cast<std::uint8_t*>(output));

@@ -78,7 +78,7 @@ BOOL WINAPI getFileInformation(HANDLE handle, FILE_INFO_BY_HANDLE_CLASS kind, LP
     if (kind != FileNameInfo)
         return Call::failed(ERROR_INVALID_PARAMETER);
     const auto name = file->name();
-    const auto length = static_cast<DWORD>(name.size() * sizeof(wchar_t));
+    const auto length = static_cast<DWORD>(call.bring(name.size()) * sizeof(wchar_t));
     constexpr DWORD kHeader = offsetof(FILE_NAME_INFO, FileName);
     if (size < kHeader + length)
         return Call::failed(ERROR_MORE_DATA);

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include <malloc.h>
 
@@ -31,6 +32,14 @@ void lookForSecret(const void* block, std::size_t size) {
         ++secretsFreed;
 }
 
+// New memory may hold what the test or its simulation left behind, which the library has not written; and whoever
+// reads it before writing it shall not find zeros.
+void scribble(void* block, std::size_t from, std::size_t size) {
+    constexpr int kUnwritten = 0xCD;
+    if (block != nullptr && size > from)
+        std::memset(static_cast<std::uint8_t*>(block) + from, kUnwritten, size - from);
+}
+
 bool isToFail() {
     return allocationsToFailure > 0 && --allocationsToFailure == 0;
 }
@@ -42,7 +51,11 @@ void* counted(void* block) {
 }
 
 void* __cdecl countedMalloc(std::size_t size) {
-    return isToFail() ? nullptr : counted(std::malloc(size));
+    if (isToFail())
+        return nullptr;
+    void* block = counted(std::malloc(size));
+    scribble(block, 0, size);
+    return block;
 }
 SIMULATE(malloc, countedMalloc);
 
@@ -54,9 +67,11 @@ SIMULATE(calloc, countedCalloc);
 void* __cdecl countedRealloc(void* block, std::size_t size) {
     if (isToFail())
         return nullptr;
+    const std::size_t before = block == nullptr ? 0 : _msize(block);
     if (block != nullptr)
-        lookForSecret(block, _msize(block)); // it may move, and leave what it held behind
+        lookForSecret(block, before); // it may move, and leave what it held behind
     void* moved = std::realloc(block, size);
+    scribble(moved, before, size);
     return block == nullptr ? counted(moved) : moved;
 }
 SIMULATE(realloc, countedRealloc);

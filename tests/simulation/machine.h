@@ -45,6 +45,7 @@ public:
     Processes processes;
     PlugAndPlay plugAndPlay;
     PortDatabase portDatabase;
+    Registry registry;
     DosNames dosNames;
     Modules modules;
     DriverPackages driverPackages;

@@ -63,6 +63,18 @@ DWORD WINAPI getModuleFileName(HMODULE module, LPWSTR buffer, DWORD size) {
 }
 SIMULATE(GetModuleFileNameW, getModuleFileName);
 
+HRSRC WINAPI findResource(HMODULE module, LPCWSTR name, LPCWSTR type) {
+    Call call("FindResourceW", type);
+    return call.fails() ? nullptr : ::FindResourceW(module, name, type);
+}
+SIMULATE(FindResourceW, findResource);
+
+HGLOBAL WINAPI loadResource(HMODULE module, HRSRC resource) {
+    Call call("LoadResource");
+    return call.fails() ? nullptr : ::LoadResource(module, resource);
+}
+SIMULATE(LoadResource, loadResource);
+
 HMODULE WINAPI loadLibrary(LPCWSTR name) {
     Call call("LoadLibraryW", name);
     if (call.fails())

@@ -171,7 +171,7 @@ CONFIGRET WINAPI cmGetDeviceId(DEVINST instance, PWSTR buffer, ULONG length, ULO
     if (node == nullptr)
         return CR_NO_SUCH_DEVNODE;
     // Without room for the terminator the text is not terminated.
-    const auto& id = node->instanceId;
+    const auto id = node->instanceId.substr(0, call.bring(node->instanceId.size()));
     std::copy_n(id.c_str(), std::min<std::size_t>(id.size() + 1, length), buffer);
     return id.size() > length ? CR_BUFFER_SMALL : CR_SUCCESS;
 }

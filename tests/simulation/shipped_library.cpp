@@ -85,6 +85,18 @@ HRESULT ShippedLibrary::canUnloadNow() const {
     return function<decltype(&DllCanUnloadNow)>(module_, "DllCanUnloadNow")();
 }
 
+HRESULT ShippedLibrary::registerServer() const {
+    return function<HRESULT(WINAPI*)()>(module_, "DllRegisterServer")();
+}
+
+HRESULT ShippedLibrary::unregisterServer() const {
+    return function<HRESULT(WINAPI*)()>(module_, "DllUnregisterServer")();
+}
+
+HRESULT ShippedLibrary::install(bool install, const wchar_t* commandLine) const {
+    return function<HRESULT(WINAPI*)(BOOL, PCWSTR)>(module_, "DllInstall")(install ? TRUE : FALSE, commandLine);
+}
+
 HRESULT ShippedLibrary::autoInstallEx(int mode) const {
     return function<HRESULT(WINAPI*)(UINT_PTR, int)>(module_, "AutoInstallEx")(0, mode);
 }

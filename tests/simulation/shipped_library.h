@@ -19,6 +19,9 @@ public:
 
     HRESULT getClassObject(REFCLSID clsid, REFIID iid, void** object) const;
     HRESULT canUnloadNow() const;
+    HRESULT registerServer() const;
+    HRESULT unregisterServer() const;
+    HRESULT install(bool install, const wchar_t* commandLine) const;
     HRESULT autoInstallEx(int mode) const;
 
     // Whether the DLL is in the process, by whatever references.
