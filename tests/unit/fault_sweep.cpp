@@ -1,5 +1,7 @@
 #include "fault_sweep.h"
 
+#include "function_failures.h"
+#include "listed_members.h"
 #include "runner/runner.h"
 #include "simulation/heap.h"
 
@@ -13,72 +15,6 @@ namespace {
 
 // More than any method makes.
 constexpr int kTooMany = 5000;
-
-// How a function fails, and what that means to most methods.
-struct Function {
-    DWORD error = ERROR_GEN_FAILURE;
-    bool returnsError = false; // so that 0 is a success
-    Outcome outcome = kReported;
-};
-
-const Function& functionNamed(const std::string& name) {
-    static const Function usual;
-    static const Function closing{ERROR_INVALID_HANDLE, false, kUnnoticed};
-    static const Function closingWithResult{ERROR_INVALID_HANDLE, true, kUnnoticed};
-    static const Function allocating{ERROR_NOT_ENOUGH_MEMORY, true, failsWith(E_OUTOFMEMORY)};
-    static const std::map<std::string, Function> functions{
-        {"CM_Get_Device_IDW", {13 /* CR_NO_SUCH_DEVNODE */, true}},
-        {"CloseHandle", closing},
-        {"ComDBClaimPort", {ERROR_SHARING_VIOLATION, true}},
-        {"ComDBClose", closingWithResult},
-        {"ComDBOpen", {ERROR_ACCESS_DENIED, true}},
-        {"ComDBReleasePort", {ERROR_ACCESS_DENIED, true}},
-        {"CreateFileW", {ERROR_ACCESS_DENIED}},
-        {"CreateNamedPipeW", {ERROR_PIPE_BUSY}},
-        {"DeviceIoControl", {ERROR_BUSY}},
-        {"DriverPackagePreinstallW", {ERROR_FILE_NOT_FOUND, true}},
-        {"DriverPackageUninstallW", {0xE0000235 /* ERROR_IN_WOW64 */, true}},
-        {"DuplicateHandle", {ERROR_INVALID_HANDLE}},
-        {"FreeLibrary", closing},
-        {"GetProcAddress", {ERROR_PROC_NOT_FOUND}},
-        {"LoadLibraryW", {ERROR_MOD_NOT_FOUND}},
-        {"LoadRegTypeLib", {static_cast<DWORD>(TYPE_E_LIBNOTREGISTERED), true}},
-        {"LogonUserW", {ERROR_LOGON_FAILURE}},
-        {"OpenProcess", {ERROR_INVALID_PARAMETER}},
-        {"OpenThreadToken", {ERROR_ACCESS_DENIED}},
-        {"LoadTypeLib", {static_cast<DWORD>(TYPE_E_CANTLOADLIBRARY), true}},
-        {"RegCloseKey", closingWithResult},
-        {"RegCreateKeyExW", {ERROR_ACCESS_DENIED, true}},
-        {"RegDeleteKeyExW", {ERROR_ACCESS_DENIED, true}},
-        {"RegEnumKeyExW", {ERROR_KEY_DELETED, true}},
-        {"RegOpenKeyExW", {ERROR_ACCESS_DENIED, true}},
-        {"RegQueryValueExW", {ERROR_FILE_NOT_FOUND, true}},
-        {"RegSetValueExW", {ERROR_ACCESS_DENIED, true}},
-        {"RegisterTypeLib", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
-        {"RegisterTypeLibForUser", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
-        {"SafeArrayCreateVector", allocating},
-        {"SafeArrayLock", {static_cast<DWORD>(E_UNEXPECTED), true}},
-        {"SetupDiDeleteDeviceInterfaceData", closing},
-        {"SetupDiDestroyDeviceInfoList", closing},
-        {"SetupDiEnumDeviceInfo", {ERROR_NO_MORE_ITEMS}},
-        {"SysAllocStringLen", allocating},
-        {"UnRegisterTypeLib", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
-        {"UnRegisterTypeLibForUser", {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), true}},
-        {"VarBstrCmp", {static_cast<DWORD>(E_INVALIDARG), true}},
-        {"VariantChangeType", {static_cast<DWORD>(DISP_E_TYPEMISMATCH), true}},
-        {"VariantCopy", {static_cast<DWORD>(E_OUTOFMEMORY), true}},
-    };
-    const auto found = functions.find(name);
-    return found == functions.end() ? usual : found->second;
-}
-
-// Functions whose success may bring less than was asked for.
-bool bringsData(const std::string& function) {
-    static const std::set<std::string> names{"CM_Get_Device_IDW",  "DeviceIoControl",
-                                             "GetComputerNameExW", "GetFileInformationByHandleEx",
-                                             "RegQueryValueExW",   "SetupDiGetDeviceRegistryPropertyW"};
-    return names.contains(function);
-}
 
 const char* nameOf(Share share) {
     return share == Share::Half ? " with half of it" : " with nothing";
@@ -119,60 +55,6 @@ std::string hexOf(HRESULT result) {
     return describe(Hex{static_cast<DWORD>(result)});
 }
 
-std::string textOf(const PortState& port) {
-    std::string text = "mode " + std::to_string(port.mode) + (port.enabled ? " enabled" : " disabled");
-    text += " name " + describe(port.portName) + " sd " + describe(port.securityDescriptor);
-    text += " crossover " + std::to_string(port.crossover.enabled) + "/" + std::to_string(port.crossover.value);
-    text += " overflow " + std::to_string(port.transmitOverflow.enabled);
-    text += port.pipe.pipe != 0 ? " pipe" : " no pipe";
-    text += port.files.inputFile != 0 && port.files.outputFile != 0 ? " files" : " no files";
-    text += " bridge " + describe(port.remotePort) + "@" + describe(port.remoteServer);
-    text += port.permanent ? " permanent pins" : " pins";
-    for (const auto entry : port.pins)
-        text += " " + std::to_string(entry);
-    return text;
-}
-
-std::string textOf(const RegistryKey& key, const std::string& path) {
-    std::string text = path + "\n";
-    for (const auto& [name, value] : key.values)
-        text += path + ", " + describe(name) + " = " + describe(key.text(name)) + "\n";
-    for (const auto& [name, subkey] : key.keys)
-        text += textOf(subkey, path + "\\" + describe(name));
-    return text;
-}
-
-std::string textOf(const Registry& registry) {
-    std::string text = textOf(registry.classesRoot, "HKCR") + textOf(registry.currentUser, "HKCU");
-    text += textOf(registry.localMachine, "HKLM");
-    for (const auto* libraries : {&registry.typeLibraries, &registry.typeLibrariesOfUser})
-        text += std::to_string(libraries->size()) + " type libraries\n";
-    return text;
-}
-
-// What a method may change, in words.
-std::string stateOf(Machine& machine) {
-    std::string text;
-    for (const auto& node : machine.plugAndPlay.nodes()) {
-        if (!node.present)
-            continue;
-        text += describe(node.instanceId) + " " + describe(node.portName()) + " \"" +
-                describe(node.friendlyName.value_or(L"")) + "\" ";
-        if (node.controlPath)
-            text += textOf(node.driver.state) + ", " + std::to_string(machine.hostOf(node).handles.size()) +
-                    " handles in the host";
-        text += "\n";
-    }
-    for (const auto number : machine.portDatabase.claimed)
-        text += "claimed " + std::to_string(number) + "\n";
-    for (const auto& [name, target] : machine.dosNames.targets)
-        text += "DOS name " + describe(name) + "\n";
-    text += textOf(machine.registry);
-    text += "locale " + std::to_string(GetThreadLocale()) + ", ";
-    text += std::to_string(machine.users.actingAs.size()) + " threads acting as users";
-    return text;
-}
-
 bool isNothing(const std::string& given) {
     return given.empty() || given == "untouched" || given == "null";
 }
@@ -190,71 +72,7 @@ void describeConnections(DeviceNode& port, Process& host, DWORD partner) {
     state.files.outputFile = host.own(std::make_shared<File>(L"C:\\out.txt"));
 }
 
-std::string documentedName(ITypeInfo& information, MEMBERID member) {
-    Bstr name;
-    require(information.GetDocumentation(member, name.put(), nullptr, nullptr, nullptr), "GetDocumentation");
-    return describe(name.text());
-}
-
-std::string memberName(ITypeInfo& information, const FUNCDESC& function) {
-    const char* const kind = function.invkind == INVOKE_PROPERTYGET   ? "get_"
-                             : function.invkind == INVOKE_PROPERTYPUT ? "put_"
-                                                                      : "";
-    return documentedName(information, MEMBERID_NIL) + "::" + kind + documentedName(information, function.memid);
-}
-
-// The members of IUnknown and IDispatch are listed with each interface, by numbers that no interface gives itself.
-bool isInherited(const FUNCDESC& function) {
-    constexpr MEMBERID kFirstInherited = 0x60000000;
-    return function.memid >= kFirstInherited;
-}
-
-void listMembers(ITypeInfo& information, std::vector<std::string>& names) {
-    FUNCDESC* function = nullptr;
-    for (UINT i = 0; SUCCEEDED(information.GetFuncDesc(i, &function)); ++i) {
-        if (!isInherited(*function))
-            names.push_back(memberName(information, *function));
-        information.ReleaseFuncDesc(function);
-    }
-}
-
-// Of the interfaces for automation: the only other one is the client's to implement.
-std::vector<std::string> listedMembers() {
-    ComPointer<ITypeLib> library;
-    require(LoadTypeLib(shippedLibraryPath().c_str(), library.put()), "LoadTypeLib");
-    std::vector<std::string> names;
-    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-        TYPEKIND kind{};
-        ComPointer<ITypeInfo> information;
-        require(library->GetTypeInfoType(i, &kind), "GetTypeInfoType");
-        require(library->GetTypeInfo(i, information.put()), "GetTypeInfo");
-        if (kind == TKIND_DISPATCH)
-            listMembers(*information, names);
-    }
-    EXPECT_FALSE(names.empty());
-    return names;
-}
-
 } // namespace
-
-MachineState::MachineState(const Machine& machine)
-    : nodes_(const_cast<Machine&>(machine).plugAndPlay.nodes()), processes_(machine.processes),
-      portDatabase_(machine.portDatabase), registry_(machine.registry), dosNames_(machine.dosNames),
-      users_(machine.users) {}
-
-// In place, because the library may know nodes by their address: a test's calls are over, its handles closed.
-void MachineState::restore(Machine& machine) const {
-    machine.change([&] {
-        auto& nodes = machine.plugAndPlay.nodes();
-        nodes.erase(nodes.begin() + static_cast<std::ptrdiff_t>(nodes_.size()), nodes.end());
-        std::copy(nodes_.begin(), nodes_.end(), nodes.begin());
-        machine.processes = processes_;
-        machine.portDatabase = portDatabase_;
-        machine.registry = registry_;
-        machine.dosNames = dosNames_;
-        machine.users = users_;
-    });
-}
 
 Scene::Scene(Machine& simulated, ShippedLibrary& shipped) : machine(simulated), dll(shipped) {
     void* made = nullptr;

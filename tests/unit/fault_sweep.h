@@ -9,6 +9,7 @@
 //     sweep({{"IVirtualSerialDevice::mode", reading(&Scene::device, &IVirtualSerialDevice::get_mode)}});
 #pragma once
 
+#include "machine_state.h"
 #include "simulation/simulation_test.h"
 #include "simulation/subscribers.h"
 
@@ -24,21 +25,6 @@ namespace zorvan::simulation {
 
 // Not among the names and paths of the machine, so that it is found where it must not be.
 inline constexpr wchar_t kPassword[] = L"correct horse";
-
-// What of the machine a method may change.
-class MachineState {
-public:
-    explicit MachineState(const Machine& machine);
-    void restore(Machine& machine) const;
-
-private:
-    std::deque<DeviceNode> nodes_;
-    Processes processes_;
-    PortDatabase portDatabase_;
-    Registry registry_;
-    DosNames dosNames_;
-    Users users_;
-};
 
 // What the methods are called on. The library knows the ports COM5 and COM6.
 struct Scene {
