@@ -22,7 +22,7 @@ private:
 
 // Puts the lock around what reads the tree, and around the choice of an instance ID. An enumeration goes through the
 // keys of the registry by their number, so that it skips a device when another one is removed meanwhile; and two
-// devices that are created at once may be given the same ID.
+// devices that are created at once may be given the same ID. The ID is chosen here, too.
 extern std::array<ExportRedirect, 2> deviceTreeRedirects;
 
 } // namespace zorvan::devkit
