@@ -67,28 +67,28 @@ void Publisher::devicesDeleted(const DeviceReferences& devices) {
 }
 
 void Publisher::queueList(ScriptEvent event, const DeviceReferences& devices) {
-    const auto callbacks = subscriptions_.callbacks(event);
+    auto callbacks = subscriptions_.callbacks(event);
     if (callbacks.empty())
         return;
     const auto held = holdAll(devices);
-    for (const auto& callback : callbacks)
-        queue_.add([callback, held] {
+    for (auto& callback : callbacks)
+        queue_.add([callback = std::move(callback), held] {
             std::vector<Variant> arguments(1);
             arguments[0] = dispatchVariant(makeComObject<CDeviceArray>(referencesOf(*held), ComPointer<IUnknown>()));
-            callBack(*callback, std::move(arguments));
+            callBack(**callback, std::move(arguments));
             return true;
         });
 }
 
 void Publisher::deviceChanged(IVirtualSerialDevice& device, ChangeMode mode) {
     listeners_.changed(device, mode);
-    for (const auto& callback : subscriptions_.callbacks(ScriptEvent::Changed)) {
+    for (auto& callback : subscriptions_.callbacks(ScriptEvent::Changed)) {
         const auto held = std::make_shared<DeviceHold>(holdOf(device));
-        queue_.add([callback, held, mode] {
+        queue_.add([callback = std::move(callback), held, mode] {
             std::vector<Variant> arguments(2);
             arguments[0] = longVariant(mode);
             arguments[1] = dispatchVariant(ComPointer<IDispatch>(held->get()));
-            callBack(*callback, std::move(arguments));
+            callBack(**callback, std::move(arguments));
             return true;
         });
     }

@@ -7,15 +7,16 @@
 namespace zorvan {
 
 LONG ScriptSubscriptions::subscribe(ScriptEvent event, IDispatch* callback) {
+    auto shared = std::make_shared<const ComPointer<IDispatch>>(callback);
     const std::unique_lock writing(lock_);
     const auto id = static_cast<LONG>(lastId_ + 1);
-    subscriptions_.push_back({event, id, ComPointer<IDispatch>(callback)});
+    subscriptions_.push_back({event, id, std::move(shared)});
     ++lastId_;
     return id;
 }
 
 void ScriptSubscriptions::unsubscribe(LONG id) {
-    ComPointer<IDispatch> removed; // released after the lock: its end may call back
+    Callback removed; // released after the lock: its end may call back
     const std::unique_lock writing(lock_);
     const auto found =
         std::find_if(subscriptions_.begin(), subscriptions_.end(), [&](const auto& entry) { return entry.id == id; });

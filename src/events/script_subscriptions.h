@@ -6,13 +6,17 @@
 
 #include <oaidl.h>
 
+#include <memory>
 #include <vector>
 
 namespace zorvan {
 
 enum class ScriptEvent { Added, Deleted, Changed };
 
-using Callbacks = std::vector<ComPointer<IDispatch>>;
+// A script's object belongs to its script's thread and counts its references for that thread alone. So it gets one,
+// on the thread that subscribes, and the threads that report events share it.
+using Callback = std::shared_ptr<const ComPointer<IDispatch>>;
+using Callbacks = std::vector<Callback>;
 
 class ScriptSubscriptions {
 public:
@@ -33,7 +37,7 @@ private:
     struct Subscription {
         ScriptEvent event;
         LONG id;
-        ComPointer<IDispatch> callback;
+        Callback callback;
     };
 
     mutable SlimLock lock_;

@@ -28,6 +28,21 @@ protected:
     static void stop(IVirtualSerialLibrary& library) { EXPECT_RESULT(S_OK, library.stopEventDispatching()); }
 };
 
+// A script's object counts its references for its own thread alone.
+TEST_F(EventDispatch, ReferencesToACallbackAreCountedOnTheThreadThatSubscribes) {
+    const auto library = createLibrary();
+    subscribe(*library, script);
+    const auto references = script.references();
+    produce(L"COM5"); // reported on the event thread
+    machine.threads.awaitSettled();
+    EXPECT_EQ(script.references(), references);
+
+    stop(*library);
+    EXPECT_RESULT(S_OK, library->dispatchEvents(nullptr, INFINITE));
+    EXPECT_EQ(journal.texts(), Texts{"script COM5"});
+    EXPECT_EQ(script.references(), references);
+}
+
 TEST_F(EventDispatch, KeepAliveDecidesByItsResultAndItsAnswer) {
     const auto text = [](const wchar_t* answer) {
         return [=](VARIANT& result) {
