@@ -22,7 +22,7 @@ UniqueHandle openForDuplication(DWORD processId) {
 }
 
 // The privilege stays enabled on purpose: what it is needed for recurs with every handle that is handed over.
-bool enableDebugPrivilege() {
+bool enableDebugPrivilege() try {
     UniqueHandle token;
     if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put()) == FALSE)
         return false;
@@ -31,6 +31,9 @@ bool enableDebugPrivilege() {
     if (LookupPrivilegeValueW(nullptr, L"SeDebugPrivilege", &debug) != FALSE)
         privileges.add(debug, SE_PRIVILEGE_ENABLED);
     return enablePrivileges(token.get(), privileges);
+} catch (...) {
+    SetLastError(ERROR_OUTOFMEMORY); // what else there is to throw
+    return false;
 }
 
 // Looked up at run time, so that a system without it fails a request for a name rather than the library's loading.
@@ -55,7 +58,7 @@ std::wstring fileName(HANDLE file) {
 
 } // namespace
 
-UniqueHandle openHostProcess(DWORD processId) {
+UniqueHandle openHostProcess(DWORD processId) noexcept {
     auto process = openForDuplication(processId);
     if (process || GetLastError() != ERROR_ACCESS_DENIED)
         return process;

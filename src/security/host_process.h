@@ -10,7 +10,7 @@ namespace zorvan {
 
 // Opens the process for duplicating handles. When plain access is denied, the debug privilege is enabled for the rest
 // of this process's life and the open tried once more. Null on failure, with the last error of what failed.
-UniqueHandle openHostProcess(DWORD processId);
+UniqueHandle openHostProcess(DWORD processId) noexcept;
 
 // A handle as the host process knows it. The value is 0 when there is none.
 struct HostHandle {
