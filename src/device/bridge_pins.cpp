@@ -5,6 +5,8 @@
 #include "device/virtual_serial_device.h"
 #include "driver/control_channel.h"
 
+#include <mutex>
+
 namespace zorvan {
 
 HRESULT CVirtualSerialDevice::get_localSocket(ISocket** socket) noexcept {
@@ -25,21 +27,25 @@ HRESULT CVirtualSerialDevice::newSocket(bool remote, ISocket** socket) noexcept 
 HRESULT CVirtualSerialDevice::restoreDefaultPins() noexcept {
     return comBoundary([&] {
         const std::unique_lock lock(wiringLock_);
-        rewire(PinWiring(), lock);
+        // Unlike a single connection, these are kept even when the driver does not take them, and then go to it with
+        // the next change. Intended.
+        wiring_ = PinWiring();
+        sendWiring(wiring_);
     });
 }
 
 void CVirtualSerialDevice::connectPins(Pin source, Pin target, bool connected) {
     const std::unique_lock lock(wiringLock_);
     auto wiring = wiring_;
-    if (wiring.set(source, target, connected))
-        rewire(wiring, lock);
+    if (!wiring.set(source, target, connected))
+        return;
+    sendWiring(wiring);
+    wiring_ = wiring;
 }
 
-void CVirtualSerialDevice::rewire(const PinWiring& wiring, const std::unique_lock<SlimLock>&) {
+void CVirtualSerialDevice::sendWiring(const PinWiring& wiring) const {
     driver::sendSet(
         controlPath(), protocol::Set::PinConnections, protocol::RecordWriter().appendList(wiring.entries()).bytes());
-    wiring_ = wiring;
 }
 
 } // namespace zorvan

@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 namespace zorvan {
@@ -132,7 +131,7 @@ private:
 
     HRESULT newSocket(bool remote, ISocket** socket) noexcept;
     // Puts the wiring in force, or throws and leaves the present one. For holders of the wiring lock.
-    void rewire(const PinWiring& wiring, const std::unique_lock<SlimLock>& lock);
+    void sendWiring(const PinWiring& wiring) const;
 
     // The control path as it is now, empty once the device is deleted: the open then reports the error.
     std::wstring controlPath() const;
