@@ -15,7 +15,7 @@ HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
     return comBoundary([&] {
         const ComPointer<CVirtualSerialDevice> self(this); // a listener may release the caller's reference
         rename(nulTerminated(portName));
-        return library_.portNameChanged(this);
+        library_.portNameChanged(this); // the port has its new name, whatever becomes of the report
     });
 }
 
