@@ -111,10 +111,8 @@ Status connectPipe(Request& request) {
     HostHandle pipe(request.port.host(), record.pipe);
     if (!pipe)
         return Status::InvalidHandle;
-    if (GetFileType(pipe.copy()) != FILE_TYPE_PIPE) {
-        pipe.giveBack();
+    if (GetFileType(pipe.copy()) != FILE_TYPE_PIPE)
         return Status::ObjectTypeMismatch;
-    }
     request.port.connectPipe(std::move(pipe), record.serverEnd == 1);
     return Status::Success;
 }
@@ -128,14 +126,10 @@ Status connectFiles(Request& request) {
         return Status::InvalidHandle;
     HostHandle output(request.port.host(), record.outputFile);
     HostHandle input(request.port.host(), record.inputFile);
-    const bool bothOpen = output && input;
-    const bool bothFiles =
-        bothOpen && GetFileType(output.copy()) != FILE_TYPE_UNKNOWN && GetFileType(input.copy()) != FILE_TYPE_UNKNOWN;
-    if (!bothFiles) {
-        output.giveBack();
-        input.giveBack();
-        return bothOpen ? Status::ObjectTypeMismatch : Status::InvalidHandle;
-    }
+    if (!output || !input)
+        return Status::InvalidHandle;
+    if (GetFileType(output.copy()) == FILE_TYPE_UNKNOWN || GetFileType(input.copy()) == FILE_TYPE_UNKNOWN)
+        return Status::ObjectTypeMismatch;
     request.port.connectFiles(std::move(output), std::move(input));
     return Status::Success;
 }

@@ -23,12 +23,11 @@ bool HostEvents::add(const HostProcess& host, std::uint64_t value) {
     auto event = host.copyHandle(value);
     if (!event || !isEvent(event.get()))
         return false;
-    host.closeHandle(value);
-
     dropAbandoned();
     if (events_.size() == kMaximum)
         events_.erase(events_.begin());
     events_.push_back(std::move(event));
+    host.closeHandle(value); // taken over now
     return true;
 }
 

@@ -33,7 +33,7 @@ private:
 // A handle that a client left in the host process, with the engine's own copy of it.
 class HostHandle {
 public:
-    // Takes the value over if it is a handle there; otherwise the result is empty.
+    // Empty when the value is no handle there.
     HostHandle(std::shared_ptr<const HostProcess> host, std::uint64_t value);
     HostHandle(HostHandle&& other) noexcept;
     HostHandle& operator=(HostHandle&& other) noexcept;
@@ -45,13 +45,14 @@ public:
     std::uint64_t value() const { return value_; }
     HANDLE copy() const { return copy_.get(); }
 
-    // Leaves the value in the host process to its owner.
-    void giveBack() { copy_.reset(); }
+    // Takes the value over: it is closed with this object. Until then it is its sender's.
+    void adopt() { adopted_ = true; }
 
 private:
     std::shared_ptr<const HostProcess> host_;
     std::uint64_t value_;
     UniqueHandle copy_;
+    bool adopted_ = false;
 };
 
 } // namespace zorvan::driver

@@ -14,11 +14,17 @@ UniqueHandle createWakeEvent() {
     return event;
 }
 
+std::vector<std::uint8_t> roomFor(std::size_t size) {
+    std::vector<std::uint8_t> empty;
+    empty.reserve(size);
+    return empty;
+}
+
 } // namespace
 
 Pump::Pump(Kind kind, Traffic& traffic, Ends ends, std::function<void()> onEnded)
     : kind_(kind), traffic_(traffic), onEnded_(std::move(onEnded)), wake_(createWakeEvent()), reader_(ends.input),
-      writer_(ends.output), pipe_(ends.input), thread_([this] { run(); }) {}
+      writer_(ends.output), pipe_(ends.input), arrived_(roomFor(2 * kBlockSize)), thread_([this] { run(); }) {}
 
 Pump::~Pump() {
     stopping_ = true;

@@ -68,7 +68,7 @@ private:
     bool writing_ = true;
     Block readBlock_{};
     Block writeBlock_{};
-    std::vector<std::uint8_t> arrived_;       // for which the port had no room yet
+    std::vector<std::uint8_t> arrived_;       // for which the port had no room yet; never two blocks
     std::span<const std::uint8_t> unwritten_; // of writeBlock_
     std::thread thread_;                      // last: it uses all the others
 };
