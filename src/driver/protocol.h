@@ -8,6 +8,9 @@
 //   pin connection list   u32 count, then count u16 entries (see kPinCount)
 //   CreateBridge          counted wide strings: partner port, server, login, password, domain; then u8 permanent
 //   QueryRemoteEndpoint   counted wide strings: server, port; then u32 reserved
+//
+// A handle of the host process that a request brings is the driver's once the request has succeeded. Of a request
+// that failed it stays the sender's, who takes it back.
 #pragma once
 
 #include <array>

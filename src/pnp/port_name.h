@@ -9,8 +9,8 @@
 
 namespace zorvan::pnp {
 
-// The decimal number from the fourth character on, up to the first character that is no digit. The first three
-// characters are not examined. 0 when there is no positive number.
+// The decimal number from the fourth character on, up to the first character that is no digit; blanks and a sign may
+// stand before it. The first three characters are not examined. 0 when there is no positive number.
 std::uint32_t portNumber(std::wstring_view name);
 
 std::wstring portName(std::uint32_t number);

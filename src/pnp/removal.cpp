@@ -50,7 +50,7 @@ void callRemoval(HDEVINFO set, SP_DEVINFO_DATA& device) {
 
 } // namespace
 
-// An error is read after the clean-up; the guards see to it that it still is that of the step that failed.
+// The clean-up leaves the error of the step that failed as it is: the guards see to that.
 HRESULT removeDeviceNode(const std::wstring& controlPath) {
     const DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
     if (!set)

@@ -29,7 +29,8 @@ Function* entryPoint(const UniqueModule& library, const char* name) {
 
 } // namespace
 
-// That the entry point that installs is not asked for here is intended: a removal works without it.
+// That DriverPackagePreinstallW is not asked for here, although it alone installs, is intended: a removal works
+// without it.
 FrameworkLibrary::FrameworkLibrary(const std::wstring& path)
     : library_(load(path)), install_(entryPoint<decltype(DriverPackageInstallW)>(library_, "DriverPackageInstallW")),
       preinstall_(entryPoint<decltype(DriverPackagePreinstallW)>(library_, "DriverPackagePreinstallW")),
