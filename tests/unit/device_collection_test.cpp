@@ -102,13 +102,6 @@ TEST_F(DeviceCollection, IsASnapshot) {
     EXPECT_EQ(portNames(*library), (std::set<std::wstring>{L"COM1"})); // the refresh's own
 }
 
-TEST_F(DeviceCollection, ReportsMemoryThatCannotBeHad) {
-    machine.addPort(L"COM5");
-    const auto devices = collection(*createLibrary());
-    machine.fail("SysAllocStringLen", 1, 0);
-    EXPECT_RESULT(E_OUTOFMEMORY, itemError(*devices, Variant(L"COM5")));
-}
-
 } // namespace
 
 } // namespace zorvan::simulation

@@ -60,18 +60,6 @@ TEST_F(EventThread, WindowClassIsSharedByTheLibrariesOfTheModule) {
     EXPECT_TRUE(createLibrary());
 }
 
-TEST_F(EventThread, LibraryIsNotCreatedWithoutAThread) {
-    const auto factory = classFactory();
-    for (const auto* function : {"CreateEventW", "GetModuleHandleExW", "CreateThread"}) {
-        SCOPED_TRACE(function);
-        machine.fail(function, 1, ERROR_NOT_ENOUGH_MEMORY);
-        void* object = nullptr;
-        EXPECT_RESULT(E_FAIL, factory->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object));
-        EXPECT_EQ(object, nullptr);
-        expectNothingLeft();
-    }
-}
-
 // It then hears of nothing, or only of what devices signal; everything else works.
 TEST_F(EventThread, LibraryWorksWithoutWindowOrNotifications) {
     const struct {
@@ -255,23 +243,6 @@ TEST_F(EventThread, DeviceThatAListenerKeptKeepsTheLibrary) {
     machine.signal(port); // its library still listens
     journal.await(2);
     EXPECT_RESULT(S_OK, readObject(*kept, &IVirtualSerialDevice::get_vLibrary)->removeListener(&listener));
-}
-
-TEST_F(EventThread, LibrariesComeAndGoWhileDevicesSignal) {
-    auto& port = machine.addPort(L"COM5");
-    std::atomic<bool> done = false;
-    createLibrary();
-    std::thread driver([&] {
-        while (!done)
-            machine.signal(port);
-    });
-    for (int i = 0; i < 50; ++i) {
-        auto library = createLibrary();
-        EXPECT_RESULT(S_OK, library->addListener(&listener));
-    }
-    done = true;
-    driver.join();
-    expectNothingLeft();
 }
 
 } // namespace

@@ -145,6 +145,11 @@ TEST_F(FaultSweep, DeviceConnections) {
          [](Scene& scene, std::string&) { return createRemoteBridge(scene, VARIANT_FALSE); }},
         {"IVirtualSerialDevice::createRemoteBridge, permanent",
          [](Scene& scene, std::string&) { return createRemoteBridge(scene, VARIANT_TRUE); }},
+        {"IVirtualSerialDevice::createRemoteBridge, by a thread that acts as somebody",
+         [](Scene& scene, std::string&) { return createRemoteBridge(scene, VARIANT_TRUE); },
+         {},
+         false,
+         [](Scene& scene) { scene.machine.users.actingAs[GetCurrentThreadId()] = L"somebody"; }},
         {"IVirtualSerialDevice::connectToFiles",
          [](Scene& scene, std::string&) {
              return scene.device->connectToFiles(

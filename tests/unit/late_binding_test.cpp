@@ -65,14 +65,6 @@ TEST_F(LateBinding, ObjectsDescribeThemselves) {
     }
 }
 
-TEST_F(LateBinding, TypeLibraryThatIsNotThereIsReportedAndAskedForAgain) {
-    const auto library = createLibrary();
-    machine.fail("LoadRegTypeLib", 1, static_cast<DWORD>(TYPE_E_LIBNOTREGISTERED));
-    DISPID id = 0;
-    EXPECT_RESULT(TYPE_E_LIBNOTREGISTERED, dispatchId(*library, L"createDevice", id));
-    EXPECT_RESULT(S_OK, dispatchId(*library, L"createDevice", id));
-}
-
 TEST_F(LateBinding, PropertiesAreReadAndWritten) {
     const auto library = createLibrary();
     const auto port = device(*library, L"COM5");
