@@ -140,15 +140,6 @@ TEST_F(EventThread, DeviceOfAnotherThreadsCreationIsWaitedForFromTheNextPassOn) 
     EXPECT_EQ(journal.texts(), (Texts{"listener added COM5", "listener changed COM5 mode"}));
 }
 
-TEST_F(EventThread, WaitThatFailsIsTriedAgain) {
-    auto& port = machine.addPort(L"COM5");
-    machine.fail("MsgWaitForMultipleObjects", 1, ERROR_GEN_FAILURE);
-    const auto library = listenedTo();
-    machine.signal(port);
-    journal.await(1);
-    EXPECT_EQ(journal.texts(), (Texts{"listener changed COM5 mode"}));
-}
-
 // The system waits for 63 handles beside the messages. Beyond that no change is heard of; the library must still end.
 TEST_F(EventThread, SixtyThreeDevicesAreHeardAndMoreAreSurvived) {
     for (int i = 1; i <= 63; ++i)
