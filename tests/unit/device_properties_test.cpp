@@ -1,6 +1,6 @@
 // Device properties on the wire: the exact request that each member sends and what it makes of the reply.
 #include "device_members.h"
-#include "simulation/simulation_test.h"
+#include "one_port.h"
 
 #include <limits>
 
@@ -11,28 +11,7 @@ namespace {
 using protocol::Bytes;
 using protocol::Set;
 
-class DeviceProperties : public SimulationTest {
-protected:
-    void SetUp() override {
-        port_ = &machine.addPort(L"COM5");
-        device_ = device(*createLibrary(), L"COM5");
-        machine.calls.clear();
-        driver().requests.clear();
-    }
-
-    void TearDown() override {
-        device_ = {};
-        SimulationTest::TearDown();
-    }
-
-    DeviceNode& node() { return *port_; }
-    Driver& driver() { return port_->driver; }
-    IVirtualSerialDevice& device5() { return *device_; }
-
-private:
-    DeviceNode* port_ = nullptr;
-    ComPointer<IVirtualSerialDevice> device_;
-};
+using DeviceProperties = OnePort;
 
 std::vector<Bytes> once(Bytes record) {
     return {std::move(record)};
@@ -40,7 +19,7 @@ std::vector<Bytes> once(Bytes record) {
 
 TEST_F(DeviceProperties, IdentityComesFromTheObjectItself) {
     EXPECT_EQ(readText(device5(), &IVirtualSerialDevice::get_portName), L"COM5");
-    EXPECT_EQ(readText(device5(), &IVirtualSerialDevice::get_path), node().serialPath);
+    EXPECT_EQ(readText(device5(), &IVirtualSerialDevice::get_path), port().serialPath);
     EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_FALSE);
     const auto library = readObject(device5(), &IVirtualSerialDevice::get_vLibrary);
     EXPECT_EQ(device(*library, L"COM5").get(), &device5());
@@ -50,11 +29,11 @@ TEST_F(DeviceProperties, IdentityComesFromTheObjectItself) {
 // Every request opens the control path afresh, sends one request and closes.
 TEST_F(DeviceProperties, EachRequestOpensAndCloses) {
     read(device5(), &IVirtualSerialDevice::get_mode);
-    const auto control = "control file of " + describe(node().instanceId);
+    const auto control = "control file of " + describe(port().instanceId);
     EXPECT_EQ(
         machine.calls.texts(),
         (std::vector<std::string>{
-            "CreateFileW(" + describe(*node().controlPath) +
+            "CreateFileW(" + describe(*port().controlPath) +
                 ", 0x80000000, 3, no attributes, 3, 0x20080, no template)",
             "DeviceIoControl(" + control + ", 0x81f16008, 0, 65536, )", "CloseHandle(" + control + ")"}));
 }

@@ -1,31 +1,11 @@
 // deleteDevice: its steps, and what the system asks for afterwards.
-#include "simulation/simulation_test.h"
+#include "one_port.h"
 
 namespace zorvan::simulation {
 
 namespace {
 
-class DeviceRemoval : public SimulationTest {
-protected:
-    void SetUp() override {
-        port_ = &machine.addPort(L"COM5");
-        device_ = device(*createLibrary(), L"COM5");
-        port_->driver.requests.clear();
-        machine.calls.clear();
-    }
-
-    void TearDown() override {
-        device_ = {};
-        SimulationTest::TearDown();
-    }
-
-    DeviceNode& port() { return *port_; }
-    IVirtualSerialDevice& device5() { return *device_; }
-
-private:
-    DeviceNode* port_ = nullptr;
-    ComPointer<IVirtualSerialDevice> device_;
-};
+using DeviceRemoval = OnePort;
 
 TEST_F(DeviceRemoval, TakesTheStepsInTheirOrder) {
     EXPECT_RESULT(S_OK, device5().deleteDevice());
