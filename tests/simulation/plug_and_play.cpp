@@ -267,7 +267,10 @@ BOOL WINAPI setupDiDestroyDeviceInfoList(HDEVINFO handle) {
     if (call.object<DeviceInfoSet>(handle) == nullptr)
         return FALSE;
     call.close(handle);
-    return call.fails() ? FALSE : TRUE;
+    if (call.fails())
+        return FALSE;
+    SetLastError(ERROR_SUCCESS); // which must not hide the error that the library cleans up after
+    return TRUE;
 }
 SIMULATE(SetupDiDestroyDeviceInfoList, setupDiDestroyDeviceInfoList);
 

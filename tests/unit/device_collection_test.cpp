@@ -46,17 +46,12 @@ TEST_F(DeviceCollection, ItemsAreFoundByIndexAndName) {
 
 TEST_F(DeviceCollection, IndexIsWhateverConvertsToAnUnsignedNumber) {
     const auto devices = threePorts();
-    const auto first = nameAt(*devices, Variant(0L));
     const auto second = nameAt(*devices, Variant(1L));
-    EXPECT_EQ(nameAt(*devices, number(VT_I2, 1)), second);
     EXPECT_EQ(nameAt(*devices, number(VT_UI1, 1)), second);
-    EXPECT_EQ(nameAt(*devices, number(VT_BOOL, 0)), first);
-    EXPECT_EQ(nameAt(*devices, Variant()), first); // VT_EMPTY is 0
     Variant real;
     real.vt = VT_R8;
     real.dblVal = 0.6;
     EXPECT_EQ(nameAt(*devices, real), second);
-
     Bstr text(L"1");
     Variant reference;
     reference.vt = VT_BSTR | VT_BYREF;
@@ -100,13 +95,6 @@ TEST_F(DeviceCollection, IsASnapshot) {
     ASSERT_RESULT(S_OK, before->get_Item(Variant(L"COM5"), device.put()));
     EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
     EXPECT_EQ(portNames(*library), (std::set<std::wstring>{L"COM1"})); // the refresh's own
-}
-
-TEST_F(DeviceCollection, ReportsMemoryThatCannotBeHad) {
-    machine.addPort(L"COM5");
-    const auto devices = collection(*createLibrary());
-    machine.fail("SysAllocStringLen", 1, 0);
-    EXPECT_RESULT(E_OUTOFMEMORY, itemError(*devices, Variant(L"COM5")));
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// createDevice: the requested number, the exact steps of the installation, each step's failure, and the wait.
+// createDevice: the requested number, the exact steps of the installation, and the wait.
 #include "simulation/simulation_test.h"
 
 #include <algorithm>
@@ -97,19 +97,6 @@ TEST_F(DeviceCreation, LeavesTheNumberToTheSystemWhenNoneIsAskedFor) {
     EXPECT_EQ(created().portName(), L"COM5");
 }
 
-// The number stands from the fourth character on, whatever the first three are.
-TEST_F(DeviceCreation, ReadsTheNumberFromTheFourthCharacter) {
-    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
-        {L"COM7", L"COM7"},   {L"ABC8", L"COM8"},     {L"COM09", L"COM9"}, {L"COM21x5", L"COM21"},
-        {L"   22", L"COM22"}, {L"COM256", L"COM256"}, {L"COM0", L"COM1"},  {L"COMX", L"COM2"},
-        {L"CO", L"COM3"},     {L"COM", L"COM4"},      {L"", L"COM5"},      {L"COM-7", L"COM6"},
-    };
-    for (const auto& [asked, given] : rows) {
-        ASSERT_RESULT(S_OK, create(asked)) << describe(asked);
-        EXPECT_EQ(created().portName(), given);
-    }
-}
-
 TEST_F(DeviceCreation, RefusesNumbersOfPresentPortsOnly) {
     for (const auto* name : {L"COM10", L"COM1", L"COM3", L"COM3", L"TTY5", L"COM6extra"}) // twice is no fault
         machine.addSerialPort(name);
@@ -127,89 +114,6 @@ TEST_F(DeviceCreation, RefusesNumbersOfPresentPortsOnly) {
     EXPECT_EQ(machine.calls.count("ComDBOpen"), 0);
     for (const auto* name : {L"COM2", L"COM11", L"COM20", L"COM21", L"COM22", L"COM23"})
         EXPECT_RESULT(S_OK, create(name)) << describe(name);
-}
-
-TEST_F(DeviceCreation, OneMalformedPortNameFailsEveryNamedCreation) {
-    auto& other = machine.addSerialPort(L"COM1");
-    auto odd = textValue(L"COM4");
-    odd.bytes.push_back(0);
-    auto unterminated = textValue(L"COM4");
-    unterminated.bytes.resize(unterminated.bytes.size() - 2);
-    const RegistryValue rows[] = {
-        textValue(L"COM0"),
-        textValue(L"COMX"),
-        textValue(L"LPT"),
-        textValue(L""),
-        textValue(L"COM-1"),
-        textValue(L"COM4", REG_MULTI_SZ),
-        {REG_SZ, {}},
-        {REG_DWORD, {4, 0, 0, 0}},
-        odd,
-        unterminated,
-        textValue(std::wstring(300, L'1')), // more than is read
-    };
-    for (const auto& value : rows) {
-        SCOPED_TRACE(testing::PrintToString(value.bytes));
-        other.key.values[L"PortName"] = value;
-        EXPECT_RESULT(E_FAIL, create(L"COM7"));
-        EXPECT_RESULT(E_FAIL, create(L"CO")); // a text, if one without a number
-    }
-    other.key.values.clear();
-    EXPECT_RESULT(E_FAIL, create(L"COM7"));
-    EXPECT_EQ(nodes(), 1U);
-    EXPECT_RESULT(S_OK, create(L"")); // nobody asks for a number: nothing is listed
-}
-
-// The system's clean-up leaves "no error", which must not hide the error of the failed step.
-TEST_F(DeviceCreation, EachFailingStepEndsItWithItsError) {
-    const struct {
-        const char* function;
-        DWORD error;
-        HRESULT result;
-        bool leavesNode; // registered, but not installed
-    } rows[] = {
-        {"ComDBOpen", static_cast<DWORD>(-1), E_FAIL, false},
-        {"ComDBOpen", ERROR_ACCESS_DENIED, E_FAIL, false}, // no failure, but the handle is invalid
-        {"SetupDiCreateDeviceInfoList", ERROR_CANCELLED, HRESULT_FROM_WIN32(ERROR_CANCELLED), false},
-        {"SetupDiCreateDeviceInfoW", ERROR_CANCELLED, HRESULT_FROM_WIN32(ERROR_CANCELLED), false},
-        {"SetupDiSetDeviceRegistryPropertyW", ERROR_CANCELLED, HRESULT_FROM_WIN32(ERROR_CANCELLED), false},
-        {"SetupDiCallClassInstaller", ERROR_CANCELLED, HRESULT_FROM_WIN32(ERROR_CANCELLED), false},
-        {"DiInstallDevice", ERROR_CANCELLED, HRESULT_FROM_WIN32(ERROR_CANCELLED), true},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.function);
-        const auto before = nodes();
-        const auto heldBefore = machine.held();
-        machine.calls.clear();
-        machine.calls.after("SetupDiDestroyDeviceInfoList", CallLog::kEvery, [] { SetLastError(ERROR_SUCCESS); });
-        machine.fail(row.function, 1, row.error);
-        EXPECT_RESULT(row.result, create(L"COM7"));
-        EXPECT_EQ(nodes() > before && created().registered, row.leavesNode);
-        EXPECT_TRUE(machine.portDatabase.claimed.empty());
-        EXPECT_EQ(machine.calls.count("Sleep"), 0);
-        EXPECT_EQ(machine.held(), heldBefore);
-    }
-}
-
-// Intended: only the wait for the device finds out.
-TEST_F(DeviceCreation, StepThatFailsWithoutAnErrorIsWaitedForInVain) {
-    for (const auto* function :
-         {"SetupDiCreateDeviceInfoList", "SetupDiCreateDeviceInfoW", "SetupDiSetDeviceRegistryPropertyW",
-          "SetupDiCallClassInstaller", "DiInstallDevice"}) {
-        machine.calls.clear();
-        machine.fail(function, 1, ERROR_SUCCESS);
-        EXPECT_RESULT(kRestartNeeded, create(L"COM7")) << function;
-        EXPECT_EQ(machine.calls.count("Sleep"), 119) << function;
-    }
-}
-
-TEST_F(DeviceCreation, StepsThatMayFailDoNotEndIt) {
-    for (const auto* function :
-         {"SetupDiClassNameFromGuidW", "ComDBClaimPort", "SetupDiCreateDevRegKeyW", "RegSetValueExW",
-          "SetupDiGetDeviceInstallParamsW"}) {
-        machine.fail(function, 1, ERROR_CANCELLED);
-        EXPECT_RESULT(S_OK, create((L"COM" + std::to_wstring(100 + nodes())).c_str())) << function;
-    }
 }
 
 TEST_F(DeviceCreation, FailedInstallationReleasesTheNumberUnlessARestartIsNeeded) {

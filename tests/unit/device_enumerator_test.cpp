@@ -58,15 +58,12 @@ TEST_F(DeviceEnumerator, NextOfExactlyWhatIsLeftIsNoEnd) {
     EXPECT_EQ(fetched, 0U);
 }
 
-TEST_F(DeviceEnumerator, NextNeedsItsPointers) {
+TEST_F(DeviceEnumerator, OneElementNeedsNoCount) {
     const auto enumerator = overThreePorts();
-    std::array<Variant, 2> elements;
-    ULONG fetched = 7;
-    EXPECT_RESULT(E_POINTER, enumerator->Next(1, nullptr, &fetched));
-    EXPECT_RESULT(E_POINTER, enumerator->Next(2, elements.data(), nullptr));
-    EXPECT_RESULT(E_POINTER, enumerator->Next(0, elements.data(), nullptr));
-    EXPECT_RESULT(S_OK, enumerator->Next(1, elements.data(), nullptr)); // one element needs no count
-    EXPECT_EQ(elements[0].vt, VT_DISPATCH);
+    Variant element;
+    EXPECT_RESULT(E_POINTER, enumerator->Next(0, &element, nullptr));
+    EXPECT_RESULT(S_OK, enumerator->Next(1, &element, nullptr)); // one element needs no count
+    EXPECT_EQ(element.vt, VT_DISPATCH);
 }
 
 TEST_F(DeviceEnumerator, SkipTellsTheEnd) {
@@ -92,7 +89,6 @@ TEST_F(DeviceEnumerator, CloneStartsAtTheFirstDevice) {
     EXPECT_EQ(next(*clone), first); // and it keeps the collection alive by itself
     EXPECT_RESULT(S_OK, clone->Reset());
     EXPECT_EQ(next(*clone), first);
-    EXPECT_RESULT(E_POINTER, clone->Clone(nullptr));
 }
 
 } // namespace

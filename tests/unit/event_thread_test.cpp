@@ -60,18 +60,6 @@ TEST_F(EventThread, WindowClassIsSharedByTheLibrariesOfTheModule) {
     EXPECT_TRUE(createLibrary());
 }
 
-TEST_F(EventThread, LibraryIsNotCreatedWithoutAThread) {
-    const auto factory = classFactory();
-    for (const auto* function : {"CreateEventW", "GetModuleHandleExW", "CreateThread"}) {
-        SCOPED_TRACE(function);
-        machine.fail(function, 1, ERROR_NOT_ENOUGH_MEMORY);
-        void* object = nullptr;
-        EXPECT_RESULT(E_FAIL, factory->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object));
-        EXPECT_EQ(object, nullptr);
-        expectNothingLeft();
-    }
-}
-
 // It then hears of nothing, or only of what devices signal; everything else works.
 TEST_F(EventThread, LibraryWorksWithoutWindowOrNotifications) {
     const struct {
@@ -150,15 +138,6 @@ TEST_F(EventThread, DeviceOfAnotherThreadsCreationIsWaitedForFromTheNextPassOn) 
     machine.signal(machine.plugAndPlay.latest());
     journal.await(2);
     EXPECT_EQ(journal.texts(), (Texts{"listener added COM5", "listener changed COM5 mode"}));
-}
-
-TEST_F(EventThread, WaitThatFailsIsTriedAgain) {
-    auto& port = machine.addPort(L"COM5");
-    machine.fail("MsgWaitForMultipleObjects", 1, ERROR_GEN_FAILURE);
-    const auto library = listenedTo();
-    machine.signal(port);
-    journal.await(1);
-    EXPECT_EQ(journal.texts(), (Texts{"listener changed COM5 mode"}));
 }
 
 // The system waits for 63 handles beside the messages. Beyond that no change is heard of; the library must still end.
@@ -255,23 +234,6 @@ TEST_F(EventThread, DeviceThatAListenerKeptKeepsTheLibrary) {
     machine.signal(port); // its library still listens
     journal.await(2);
     EXPECT_RESULT(S_OK, readObject(*kept, &IVirtualSerialDevice::get_vLibrary)->removeListener(&listener));
-}
-
-TEST_F(EventThread, LibrariesComeAndGoWhileDevicesSignal) {
-    auto& port = machine.addPort(L"COM5");
-    std::atomic<bool> done = false;
-    createLibrary();
-    std::thread driver([&] {
-        while (!done)
-            machine.signal(port);
-    });
-    for (int i = 0; i < 50; ++i) {
-        auto library = createLibrary();
-        EXPECT_RESULT(S_OK, library->addListener(&listener));
-    }
-    done = true;
-    driver.join();
-    expectNothingLeft();
 }
 
 } // namespace

@@ -338,6 +338,7 @@ FaultSweep::Answer FaultSweep::call(Scene& scene, const Row& row, const Fault& f
     if (fault.kind == Fault::Kind::Allocation)
         Heap::failAllocation(fault.nth);
     Answer answer;
+    const auto actingAs = machine.users.actingAs;
     const int secrets = Heap::freedWith(kPassword, [&] { answer.result = row.act(scene, answer.given); });
     const bool toCome = Heap::failAllocation(0);
     disturbed_ = fault.kind == Fault::Kind::Allocation ? !toCome : machine.calls.disturbed();
@@ -346,8 +347,9 @@ FaultSweep::Answer FaultSweep::call(Scene& scene, const Row& row, const Fault& f
     machine.calls.clear();
     answer.state = stateOf(machine);
     EXPECT_EQ(secrets, 0) << "freed memory holds the password";
-    const bool revertible = fault.kind != Fault::Kind::Always || fault.function != "RevertToSelf";
-    EXPECT_TRUE(machine.users.actingAs.empty() || !revertible) << "a thread still acts as another user";
+    const bool revertible =
+        fault.kind != Fault::Kind::Always || (fault.function != "RevertToSelf" && fault.function != "SetThreadToken");
+    EXPECT_TRUE(machine.users.actingAs == actingAs || !revertible) << "a thread acts as another user than before";
     return answer;
 }
 

@@ -77,15 +77,6 @@ TEST_F(HandOver, HostMayRefuse) {
     EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_INVALID_HANDLE), connectToPipe());
 }
 
-TEST_F(HandOver, WhatTheDriverDoesNotTakeIsClosedInItsProcess) {
-    const auto before = host().handles;
-    driver().refuse(Set::ConnectPipe, ERROR_BUSY);
-    driver().refuse(Set::ConnectFiles, ERROR_BUSY);
-    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), connectToPipe());
-    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), connectToFiles());
-    EXPECT_EQ(host().handles, before);
-}
-
 TEST_F(HandOver, NamesAreReadFromTheHandlesThatTheDriverHas) {
     const auto nameOf = [&](const std::wstring& path, Bstr& name) {
         driver().state.pipe.pipe = path.empty() ? 0 : host().own(std::make_shared<File>(path));

@@ -113,7 +113,11 @@ TEST_F(HostileRegistry, PortNamesOfOtherPortsAreNumbersInUseOrNone) {
         EXPECT_RESULT(listed ? kNumberTaken : E_FAIL, library->createDevice(Variant(name.c_str()), created.put()));
         EXPECT_RESULT(E_FAIL, rename(*device, name));
         EXPECT_EQ(machine.plugAndPlay.nodes().size(), nodes);
-        // A number that is free
+        // A number that is free, and a text without one
+        EXPECT_RESULT(listed ? S_OK : E_FAIL, library->createDevice(Variant(L"CO"), created.put()));
+        if (created) {
+            EXPECT_RESULT(S_OK, std::exchange(created, {})->deleteDevice());
+        }
         EXPECT_RESULT(listed ? S_OK : E_FAIL, library->createDevice(Variant(L"COM9"), created.put()));
         if (created) {
             EXPECT_RESULT(S_OK, created->deleteDevice());
@@ -127,6 +131,10 @@ TEST_F(HostileRegistry, PortNamesOfOtherPortsAreNumbersInUseOrNone) {
         EXPECT_RESULT(S_OK, library->createDevice(Variant(), created.put()));
         EXPECT_RESULT(S_OK, created->deleteDevice());
     }
+    other.key.values.clear();
+    ComPointer<IVirtualSerialDevice> none;
+    EXPECT_RESULT(E_FAIL, library->createDevice(Variant(L"COM9"), none.put()));
+    EXPECT_RESULT(E_FAIL, rename(*device, L"COM8"));
 }
 
 TEST_F(HostileRegistry, PortNameOfADeviceIsTheTextThatItsValueBeginsWith) {

@@ -65,27 +65,6 @@ TEST_F(LateBinding, ObjectsDescribeThemselves) {
     }
 }
 
-TEST_F(LateBinding, TypeLibraryThatIsNotThereIsReportedAndAskedForAgain) {
-    const auto library = createLibrary();
-    machine.fail("LoadRegTypeLib", 1, static_cast<DWORD>(TYPE_E_LIBNOTREGISTERED));
-    DISPID id = 0;
-    EXPECT_RESULT(TYPE_E_LIBNOTREGISTERED, dispatchId(*library, L"createDevice", id));
-    EXPECT_RESULT(S_OK, dispatchId(*library, L"createDevice", id));
-}
-
-TEST_F(LateBinding, PropertiesAreReadAndWritten) {
-    const auto library = createLibrary();
-    const auto port = device(*library, L"COM5");
-    Variant mode;
-    EXPECT_RESULT(S_OK, get(*port, L"mode", &mode));
-    EXPECT_EQ(mode.lVal, VSDM_Listening);
-    Variant probability;
-    probability.vt = VT_R8;
-    probability.dblVal = 0.25;
-    EXPECT_RESULT(S_OK, put(*port, L"crossoverProbability", std::move(probability)));
-    EXPECT_EQ(machine.plugAndPlay.latest().driver.state.crossover.value, 250U);
-}
-
 TEST_F(LateBinding, OmittedArgumentOfCreateDeviceIsOptional) {
     const auto library = createLibrary();
     Variant created;

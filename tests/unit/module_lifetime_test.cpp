@@ -39,16 +39,6 @@ TEST_F(ModuleLifetime, AggregationIsRefusedBeforeAnythingIsMade) {
     EXPECT_RESULT(S_OK, dll().canUnloadNow());
 }
 
-TEST_F(ModuleLifetime, LibraryObjectKeepsTheModuleLoaded) {
-    {
-        const auto library = createLibrary();
-        EXPECT_RESULT(S_FALSE, dll().canUnloadNow());
-        const auto second = createLibrary();
-        EXPECT_NE(library.get(), second.get());
-    }
-    EXPECT_RESULT(S_OK, dll().canUnloadNow());
-}
-
 TEST_F(ModuleLifetime, LibraryObjectAnswersForItsPublicInterfaces) {
     const auto library = createLibrary();
     for (const IID& iid : {__uuidof(IUnknown), __uuidof(IDispatch), __uuidof(IVirtualSerialLibrary)}) {

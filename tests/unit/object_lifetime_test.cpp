@@ -52,11 +52,6 @@ TEST_F(ObjectLifetime, EndsWithTheLastReferenceInWhateverOrder) {
     }
 }
 
-TEST_F(ObjectLifetime, EndsHoweverManyPortsThereAre) {
-    addPorts(200);
-    EXPECT_EQ(portNames(*createLibrary()).size(), 200U);
-}
-
 TEST_F(ObjectLifetime, DeviceAloneLeadsToItsLibraryEvenWhenItIsRemoved) {
     addPorts(2);
     const auto device = SimulationTest::device(*createLibrary(), L"COM1");

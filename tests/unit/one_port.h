@@ -1,4 +1,4 @@
-// One port, COM5, and its device object: what the tests of its connections start from.
+// One port, COM5, and its device object: what the tests of its members start from.
 #pragma once
 
 #include "simulation/simulation_test.h"
@@ -18,6 +18,7 @@ protected:
         SimulationTest::TearDown();
     }
 
+    DeviceNode& port() { return *port_; }
     Driver& driver() { return port_->driver; }
     Process& host() { return machine.hostOf(*port_); }
     IVirtualSerialDevice& device5() { return *device_; }

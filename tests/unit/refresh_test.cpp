@@ -55,17 +55,6 @@ TEST_F(Refresh, NewDevicesAreOpenedInTheOrderOfTheirIdentifiers) {
     EXPECT_EQ(portNames(*library), (Names{L"COM1", L"COM2", L"COM3", L"COM4"}));
 }
 
-TEST_F(Refresh, DevicesComeAndGoInOneLook) {
-    auto& going = machine.addPort(L"COM5");
-    const auto library = createLibrary();
-    const auto gone = device(*library, L"COM5");
-    going.present = false;
-    machine.addPort(L"COM6");
-    refresh(*library);
-    EXPECT_EQ(portNames(*library), (Names{L"COM1", L"COM6"})); // COM1 is the refresh's own
-    EXPECT_EQ(read(*gone, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
-}
-
 TEST_F(Refresh, KnownDevicesAreNeitherOpenedAgainNorChanged) {
     auto& port = machine.addPort(L"COM5");
     const auto library = createLibrary();

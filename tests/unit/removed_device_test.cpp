@@ -1,6 +1,6 @@
 // A device object whose port is gone: which members still answer, and how the others refuse.
 #include "device_members.h"
-#include "simulation/simulation_test.h"
+#include "one_port.h"
 
 namespace zorvan::simulation {
 
@@ -14,62 +14,45 @@ void expectFailure(IVirtualSerialDevice& device, const DeviceMember& member, HRE
     EXPECT_EQ(out, kUntouched) << member.name;
 }
 
-class RemovedDevice : public SimulationTest {
-protected:
-    ComPointer<IVirtualSerialDevice> removed() {
-        auto& port = machine.addPort(L"COM5");
-        const auto library = createLibrary();
-        auto object = device(*library, L"COM5");
-        port.present = false;
-        refresh(*library);
-        machine.calls.clear();
-        return object;
-    }
-};
+using RemovedDevice = OnePort;
 
 TEST_F(RemovedDevice, KeepsItsNameButNotItsPath) {
-    const auto device = removed();
-    EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+    removePort();
+    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
     EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
-    EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_portName), L"COM5");
+    EXPECT_EQ(readText(device5(), &IVirtualSerialDevice::get_portName), L"COM5");
     Bstr path;
-    EXPECT_RESULT(S_OK, device->get_path(path.put()));
+    EXPECT_RESULT(S_OK, device5().get_path(path.put()));
     EXPECT_EQ(path.get(), nullptr);
-    EXPECT_TRUE(readObject(*device, &IVirtualSerialDevice::get_vLibrary));
+    EXPECT_TRUE(library());
 }
 
 // Intended: some refuse by themselves before anything is opened, others report that the control path does not open.
 TEST_F(RemovedDevice, MembersRefuse) {
-    const auto device = removed();
+    removePort();
     for (const auto& member : kDeviceMembers) {
         machine.calls.clear();
-        expectFailure(*device, member, member.testsAlive ? E_HANDLE : HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
+        expectFailure(device5(), member, member.testsAlive ? E_HANDLE : HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
         EXPECT_EQ(machine.calls.names().empty(), member.testsAlive) << member.name;
     }
-    EXPECT_RESULT(E_INVALIDARG, device->put_crossoverProbability(0.6));
+    EXPECT_RESULT(E_INVALIDARG, device5().put_crossoverProbability(0.6));
 }
 
 // Gone, but the library has not looked yet.
 TEST_F(RemovedDevice, BeforeTheLibraryNoticesEveryRequestReportsTheOpen) {
-    auto& port = machine.addPort(L"COM5");
-    const auto device = SimulationTest::device(*createLibrary(), L"COM5");
-    port.present = false;
-    EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_FALSE);
+    port().present = false;
+    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_FALSE);
     for (const auto& member : kDeviceMembers)
-        expectFailure(*device, member, HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+        expectFailure(device5(), member, HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
 }
 
 TEST_F(RemovedDevice, PortThatComesBackIsANewDevice) {
-    auto& port = machine.addPort(L"COM5");
-    const auto library = createLibrary();
-    const auto before = device(*library, L"COM5");
-    port.present = false;
-    refresh(*library);
-    port.present = true;
-    refresh(*library);
-    const auto after = device(*library, L"COM5");
-    EXPECT_NE(before.get(), after.get());
-    EXPECT_EQ(read(*before, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+    removePort();
+    port().present = true;
+    refresh(*library());
+    const auto after = device(*library(), L"COM5");
+    EXPECT_NE(&device5(), after.get());
+    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
     EXPECT_EQ(read(*after, &IVirtualSerialDevice::get_deleted), VARIANT_FALSE);
     EXPECT_EQ(read(*after, &IVirtualSerialDevice::get_mode), VSDM_Listening);
 }
