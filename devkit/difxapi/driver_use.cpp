@@ -41,6 +41,17 @@ bool isOneOf(const std::vector<std::wstring>& names, const std::wstring& name) {
     });
 }
 
+template <class Condition>
+bool comesTrue(DWORD patience, Condition condition) {
+    const ULONGLONG deadline = GetTickCount64() + patience;
+    while (!condition()) {
+        if (GetTickCount64() > deadline)
+            return false;
+        Sleep(kInterval);
+    }
+    return true;
+}
+
 bool isStopped(SC_HANDLE service) {
     SERVICE_STATUS status{};
     return QueryServiceStatus(service, &status) && status.dwCurrentState == SERVICE_STOPPED;
@@ -50,13 +61,7 @@ bool isStopped(SC_HANDLE service) {
 bool stop(SC_HANDLE service) {
     SERVICE_STATUS status{};
     ControlService(service, SERVICE_CONTROL_STOP, &status); // fails for one that does not run
-    const ULONGLONG deadline = GetTickCount64() + kPatience;
-    while (!isStopped(service)) {
-        if (GetTickCount64() > deadline)
-            return false;
-        Sleep(kInterval);
-    }
-    return true;
+    return comesTrue(kPatience, [&] { return isStopped(service); });
 }
 
 // Returns whether it is over and done with.
@@ -74,8 +79,8 @@ bool removeService(SC_HANDLE manager, const std::wstring& name) {
 }
 
 // Returns whether it is gone. One that is in use goes with the next restart.
-bool removeFile(const std::wstring& path) {
-    if (DeleteFileW(path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND)
+bool removeFile(const std::wstring& path, DWORD patience) {
+    if (comesTrue(patience, [&] { return DeleteFileW(path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND; }))
         return true;
     if (!MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT))
         throwLastError();
@@ -103,8 +108,9 @@ bool remove(const DriverPackage& package) {
     bool restartNeeded = false;
     for (const std::wstring& service : package.services)
         restartNeeded |= !removeService(manager.get(), service);
+    // A service that has stopped has its files open until its process has ended.
     for (const std::wstring& file : package.installedFiles)
-        restartNeeded |= !removeFile(file);
+        restartNeeded |= !removeFile(file, restartNeeded ? 0 : kPatience);
     return restartNeeded;
 }
 
