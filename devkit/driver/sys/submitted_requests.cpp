@@ -49,9 +49,14 @@ NTSTATUS submit(Device& device, IRP* irp, Operation operation, std::uint32_t siz
     return STATUS_PENDING;
 }
 
+// Completing moves the request on to its next stack location. A cancellation that has just taken the routine reads the
+// location still, under the lock.
 void completeSubmitted(void* request, Outcome outcome) {
     auto* const irp = static_cast<IRP*>(request);
+    KIRQL level = PASSIVE_LEVEL;
+    IoAcquireCancelSpinLock(&level);
     IoSetCancelRoutine(irp, nullptr);
+    IoReleaseCancelSpinLock(level);
     irp->IoStatus.Status = static_cast<NTSTATUS>(outcome.status);
     irp->IoStatus.Information = outcome.replySize;
     IoCompleteRequest(irp, IO_NO_INCREMENT);
