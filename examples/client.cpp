@@ -54,6 +54,14 @@ std::wstring textOf(IVirtualSerialDevice& device, HRESULT (IVirtualSerialDevice:
     return std::wstring(text, SysStringLen(text));
 }
 
+Counters counters(IVirtualSerialDevice& device) {
+    Counters counters;
+    check(device.get_connections(&counters.connections), "connections");
+    check(device.get_bytesSent(&counters.bytesSent), "bytesSent");
+    check(device.get_bytesReceived(&counters.bytesReceived), "bytesReceived");
+    return counters;
+}
+
 CreatedPorts::~CreatedPorts() {
     for (const auto& device : devices_)
         device->deleteDevice(); // on the way out of a failure, which has been reported already

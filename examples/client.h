@@ -40,6 +40,13 @@ inline std::wstring portName(IVirtualSerialDevice& device) {
     return textOf(device, &IVirtualSerialDevice::get_portName);
 }
 
+struct Counters {
+    unsigned __int64 connections = 0;
+    unsigned __int64 bytesSent = 0;
+    unsigned __int64 bytesReceived = 0;
+};
+Counters counters(IVirtualSerialDevice& device);
+
 // The ports that a program has created. Deletes those that are left when it ends early.
 class CreatedPorts {
 public:

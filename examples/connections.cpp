@@ -117,12 +117,7 @@ void send(const File& from, const File& to, const Bytes& bytes, const char* what
 }
 
 void sayCounters(IVirtualSerialDevice& device) {
-    unsigned __int64 connections = 0;
-    unsigned __int64 sent = 0;
-    unsigned __int64 received = 0;
-    check(device.get_connections(&connections), "connections");
-    check(device.get_bytesSent(&sent), "bytesSent");
-    check(device.get_bytesReceived(&received), "bytesReceived");
+    const auto [connections, sent, received] = counters(device);
     std::printf(
         "  %ls: connections %llu, bytes sent %llu, received %llu\n", portName(device).c_str(), connections, sent,
         received);

@@ -17,14 +17,9 @@ void printRow(IVirtualSerialDevice& device) {
     static const char* const kModes[] = {"broken", "listening", "pipe", "bridge", "handles"};
     VirtualSerialDeviceMode mode{};
     VARIANT_BOOL enabled = VARIANT_FALSE;
-    unsigned __int64 connections = 0;
-    unsigned __int64 sent = 0;
-    unsigned __int64 received = 0;
     check(device.get_mode(&mode), "mode");
     check(device.get_enabled(&enabled), "enabled");
-    check(device.get_connections(&connections), "connections");
-    check(device.get_bytesSent(&sent), "bytesSent");
-    check(device.get_bytesReceived(&received), "bytesReceived");
+    const auto [connections, sent, received] = counters(device);
     std::printf(
         "  %-7ls %-10s %-8s %-12llu %-5llu %-9llu %ls\n", portName(device).c_str(),
         static_cast<size_t>(mode) < std::size(kModes) ? kModes[mode] : "unknown", enabled ? "yes" : "no", connections,
