@@ -96,23 +96,32 @@ NTSTATUS registerInterfaces(Device& device) {
     return status;
 }
 
+// Wine creates the physical device of a root-enumerated node and forgets it when the node is removed; on Windows its
+// creator deletes it.
 void deleteDevice(Device& device) {
+    auto* const physical = device.physical;
     if (device.port)
         zorvanFreePort(device.port);
     if (device.serial)
         IoDeleteDevice(device.serial);
     RtlFreeUnicodeString(&device.controlInterface);
     RtlFreeUnicodeString(&device.serialInterface);
-    IoDetachDevice(device.physical);
+    if (physical)
+        IoDetachDevice(physical);
     IoDeleteDevice(device.function); // the device itself goes with it
+    if (physical)
+        IoDeleteDevice(physical);
 }
 
-// Wine creates the physical device of a root-enumerated node and forgets it when the node is removed; on Windows its
-// creator deletes it.
-void deleteRemovedDevice(Device& device) {
-    auto* const physical = device.physical;
-    deleteDevice(device);
-    IoDeleteDevice(physical);
+// Wine puts each new device object before the others of its driver, without a lock that others could take. So none is
+// deleted while it is the first one.
+bool isNewest(const DEVICE_OBJECT* object) {
+    return object && object->DriverObject->DeviceObject == object;
+}
+
+bool mayBeDeleted(const Device& device) {
+    return device.openFiles == 0 && !isNewest(device.function) && !isNewest(device.serial) &&
+           !isNewest(device.physical);
 }
 
 void addRemovedDevice(Device& device) {
@@ -125,6 +134,21 @@ void addRemovedDevice(Device& device) {
 Device* takeRemovedDevices() {
     auto* const head = const_cast<void* volatile*>(reinterpret_cast<void* const volatile*>(&removedDevices));
     return static_cast<Device*>(InterlockedExchangePointer(head, nullptr));
+}
+
+NTSTATUS attach(Device& device, DEVICE_OBJECT* physical) {
+    if (!IoAttachDeviceToDeviceStack(device.function, physical))
+        return STATUS_NO_SUCH_DEVICE;
+    device.physical = physical;
+    return registerInterfaces(device);
+}
+
+// Of a device that could not be added the node and its physical device stay.
+void abandonDevice(Device& device) {
+    if (device.physical)
+        IoDetachDevice(device.physical);
+    device.physical = nullptr;
+    addRemovedDevice(device);
 }
 
 } // namespace
@@ -140,15 +164,10 @@ NTSTATUS addDevice(DRIVER_OBJECT* driver, DEVICE_OBJECT* physical) {
     auto& device = extension.device;
     RtlZeroMemory(&device, sizeof device);
     extension.entrance = {Entrance::Control, &device};
-    device.physical = physical;
     device.function = function;
-    if (!IoAttachDeviceToDeviceStack(function, physical)) {
-        IoDeleteDevice(function);
-        return STATUS_NO_SUCH_DEVICE;
-    }
-    status = registerInterfaces(device);
+    status = attach(device, physical);
     if (!NT_SUCCESS(status)) {
-        deleteDevice(device);
+        abandonDevice(device);
         return status;
     }
     function->Flags &= ~static_cast<ULONG>(DO_DEVICE_INITIALIZING);
@@ -185,10 +204,10 @@ void retireDevice(Device& device) {
 void reapRemovedDevices(const Device* present) {
     for (auto* device = takeRemovedDevices(); device;) {
         auto* const next = device->nextRemoved;
-        if (device == present || device->openFiles != 0)
-            addRemovedDevice(*device);
+        if (device != present && mayBeDeleted(*device))
+            deleteDevice(*device);
         else
-            deleteRemovedDevice(*device);
+            addRemovedDevice(*device);
         device = next;
     }
 }
@@ -196,7 +215,7 @@ void reapRemovedDevices(const Device* present) {
 void deleteRemovedDevices() {
     for (auto* device = takeRemovedDevices(); device;) {
         auto* const next = device->nextRemoved;
-        deleteRemovedDevice(*device);
+        deleteDevice(*device);
         device = next;
     }
 }

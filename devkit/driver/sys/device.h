@@ -23,7 +23,7 @@ struct EntranceExtension {
 };
 
 struct Device {
-    DEVICE_OBJECT* physical; // the node's own device object, at the bottom of its stack
+    DEVICE_OBJECT* physical; // the bottom of the node's stack; null when it was left to the node
     DEVICE_OBJECT* function;
     DEVICE_OBJECT* serial;
     UNICODE_STRING controlInterface;
