@@ -20,12 +20,6 @@ std::set<std::wstring> presentPortNames() {
     return names;
 }
 
-HANDLE openPort(const std::wstring& path) {
-    const HANDLE port =
-        CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    return port == INVALID_HANDLE_VALUE ? nullptr : port;
-}
-
 bool becomesTrue(const std::function<bool()>& condition) {
     constexpr ULONGLONG kPatience = 20'000; // milliseconds
     const auto deadline = GetTickCount64() + kPatience;

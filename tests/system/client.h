@@ -15,9 +15,6 @@ namespace zorvan::test {
 // The names that a library object lists which comes anew.
 std::set<std::wstring> presentPortNames();
 
-// Opens a port as any program would; null when it cannot be opened.
-HANDLE openPort(const std::wstring& path);
-
 // Whether the condition holds within twenty seconds.
 bool becomesTrue(const std::function<bool()>& condition);
 

@@ -33,13 +33,18 @@ std::wstring friendlyNameOf(HDEVINFO set, SP_DEVINFO_DATA& device) {
     return name.data();
 }
 
+// As any program would; empty when the port cannot be opened.
+UniqueHandle openPort(const std::wstring& path) {
+    return fileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+}
+
 // Where a port is known by its name.
 Traces tracesOf(unsigned number) {
     const auto name = L"COM" + std::to_wstring(number);
     Traces traces;
     if (presentPortNames().count(name) != 0)
         traces.insert("listed");
-    if (UniqueHandle(openPort(L"\\\\.\\" + name)))
+    if (openPort(L"\\\\.\\" + name))
         traces.insert("opens");
     if (isReserved(number))
         traces.insert("reserved");
@@ -65,7 +70,7 @@ TEST_F(RenameSystemTest, EverythingFollowsTheName) {
     ASSERT_EQ(kAll, tracesOf(90));
     ASSERT_EQ(Traces{}, tracesOf(91));
     {
-        const UniqueHandle port(openPort(path));
+        const auto port = openPort(path);
         EXPECT_EQ(S_OK, rename(device, L"COM91"));
         DCB settings{};
         EXPECT_NE(0, GetCommState(port.get(), &settings)) << "a port that is open stays usable";
