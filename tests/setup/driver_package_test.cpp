@@ -2,6 +2,7 @@
 // development kit's framework library. The test finds the package installed and leaves it so.
 #include "client.h"
 
+#include "base/unique.h"
 #include "registration/registry_snapshot.h"
 
 #include <bit>
@@ -28,10 +29,10 @@ void expectFiles(bool stored, bool installed) {
         EXPECT_EQ(stored, exists(windows / L"inf" / name)) << testing::PrintToString(name);
     for (const auto* name : {L"drivers\\zorvan.sys", L"zorvan_engine.dll", L"zorvan_host.exe"})
         EXPECT_EQ(installed, exists(windows / L"system32" / name)) << testing::PrintToString(name);
-    HKEY service = nullptr;
+    UniqueRegistryKey service;
     const auto path = std::wstring(kSystem) + L"\\Services\\zorvan";
-    EXPECT_EQ(installed, RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &service) == ERROR_SUCCESS);
-    RegCloseKey(service);
+    EXPECT_EQ(
+        installed, RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, service.put()) == ERROR_SUCCESS);
 }
 
 // Without the count of the processes that have ever run services.

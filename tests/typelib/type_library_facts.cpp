@@ -89,11 +89,10 @@ std::string typeName(ITypeInfo& type, const TYPEDESC& description) {
     }
 }
 
-// With its type, when that is not the parameter's own.
-std::string defaultValue(const ELEMDESC& element) {
-    const VARIANT& value = element.paramdesc.pparamdescex->varDefaultValue;
-    return std::to_string(convertVariant(value, VT_I4).lVal) +
-           (value.vt == element.tdesc.vt ? "" : " of type " + std::to_string(value.vt));
+// With its type, when that is not the expected one.
+std::string numberText(const VARIANT& number, VARTYPE expectedType) {
+    return std::to_string(convertVariant(number, VT_I4).lVal) +
+           (number.vt == expectedType ? "" : " of type " + std::to_string(number.vt));
 }
 
 std::string parameterText(ITypeInfo& type, const ELEMDESC& element, const std::string& name) {
@@ -105,7 +104,8 @@ std::string parameterText(ITypeInfo& type, const ELEMDESC& element, const std::s
     case PARAMFLAG_FIN | PARAMFLAG_FOPT:
         return "[" + text + "]";
     case PARAMFLAG_FIN | PARAMFLAG_FOPT | PARAMFLAG_FHASDEFAULT:
-        return "[" + text + " = " + defaultValue(element) + "]";
+        return "[" + text + " = " + numberText(element.paramdesc.pparamdescex->varDefaultValue, element.tdesc.vt) +
+               "]";
     default:
         return "flags " + std::to_string(flags) + " " + text;
     }
@@ -177,7 +177,7 @@ void addMembers(ITypeInfo& type, Type& described) {
 void addConstants(ITypeInfo& type, Type& described) {
     for (UINT i = 0; i < TypeAttributes(type)->cVars; ++i) {
         const Variable variable(type, i);
-        described.constants.emplace_back(nameOf(type, variable->memid), variable->lpvarValue->lVal);
+        described.constants.emplace_back(nameOf(type, variable->memid), numberText(*variable->lpvarValue, VT_I4));
     }
 }
 

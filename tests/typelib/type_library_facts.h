@@ -4,6 +4,7 @@
 #include <oaidl.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zorvan::test {
@@ -23,7 +24,7 @@ struct Type {
     std::string description; // kind, name, identifier, flags and bases
     std::string help;
     std::vector<Member> members;
-    std::vector<std::pair<std::string, long>> constants;
+    std::vector<std::pair<std::string, std::string>> constants; // names and values
 };
 
 // In the order of their names.

@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
 
 namespace zorvan::test {
@@ -65,17 +64,19 @@ TEST(TypeLibrary, NamesNoParameterOfASetter) {
 // How the rows of the reference begin, one for each member or constant; a property that is read and written is one.
 std::vector<std::string> rowsOf(const Type& type) {
     std::vector<std::string> rows;
-    for (const auto& member : type.members) {
-        const bool isSecond = &member != &type.members.front() && (&member)[-1].id == member.id;
-        const bool hasSecond = &member != &type.members.back() && (&member)[1].id == member.id;
-        if (!isSecond)
-            rows.push_back(
-                "`" + member.name + member.parameters + "` | " + std::to_string(member.id) + " | " +
-                (hasSecond ? "get, put" : member.kind) +
-                (member.value.empty() ? " | |" : " | `" + member.value + "` |"));
+    const auto end = type.members.end();
+    for (auto member = type.members.begin(); member != end; ++member) {
+        const auto next = member + 1;
+        const bool hasSecond = next != end && next->id == member->id;
+        rows.push_back(
+            "`" + member->name + member->parameters + "` | " + std::to_string(member->id) + " | " +
+            (hasSecond ? "get, put" : member->kind) +
+            (member->value.empty() ? " | |" : " | `" + member->value + "` |"));
+        if (hasSecond)
+            member = next;
     }
     for (const auto& [name, value] : type.constants)
-        rows.push_back("`" + name + "` | " + std::to_string(value) + " |");
+        rows.push_back("`" + name + "` | " + value + " |");
     return rows;
 }
 
