@@ -72,7 +72,7 @@ TEST_F(StressSystemTest, EverythingFromSixteenThreads) {
         threads.push_back(std::async(std::launch::async, [&] {
             while (working) {
                 visitAll(*library_.Get());
-                Sleep(10); // leave the owners time to work
+                Sleep(100); // leave the owners time to work
             }
         }));
     for (int i = 0; i < kOwners; ++i)
