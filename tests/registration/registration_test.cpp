@@ -3,15 +3,14 @@
 
 #include "base/com_pointer.h"
 #include "runner/runner.h"
-#include "support/child_process.h"
+#include "setup/framework_library.h"
 
 #include <gtest/gtest.h>
 
 #include <oleauto.h>
 
+#include <bit>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace zorvan::test {
@@ -19,40 +18,41 @@ namespace zorvan::test {
 namespace {
 
 const std::wstring kClasses = L"Software\\Classes";
-const std::wstring kClassId = L"{6F01F777-2AC8-452F-AE8A-CCF5F24CB5ED}";
 const std::wstring kLibraryId = L"{7DC6F544-8B95-41AB-97FE-7F6293CB461B}";
 const std::wstring kApplicationId = L"{AEE4DA7F-086F-441D-8EF9-430D82DBC750}";
 const std::wstring kProgramId = L"zorvanlib.VirtualSerialLibrary";
+const std::wstring kClassId = L"{6F01F777-2AC8-452F-AE8A-CCF5F24CB5ED}";
 const std::wstring kClassKey = L"CLSID\\" + kClassId;
 const std::wstring kLibraryKey = L"TypeLib\\" + kLibraryId;
-
-const std::pair<const wchar_t*, const wchar_t*> kInterfaces[] = {
-    {L"{D047F3B5-7194-4A8D-9D44-127ACA83DB70}", L"IVirtualSerialLibrary"},
-    {L"{F1559D5F-85F8-4CEC-894D-12CE2503F06E}", L"IVirtualSerialDevice"},
-    {L"{FABF1DC6-8943-4F72-BA55-98E022942C6D}", L"ISocket"},
-    {L"{EF2CCCAD-F2C2-41FA-8C42-82FA9BD22B95}", L"IPin"},
-    {L"{5FD8DDDA-A69C-46F9-A881-570EA87B47D2}", L"IDeviceCollection"},
-};
 
 std::wstring libraryPath() {
     return siblingPath(L"..\\zorvanlib.dll");
 }
 
-std::vector<std::wstring> ourKeys() {
-    std::vector<std::wstring> keys = {kProgramId,  kProgramId + L".3",          kClassKey,
-                                      kLibraryKey, L"AppID\\" + kApplicationId, L"AppID\\zorvanlib.dll"};
-    for (const auto& [identifier, name] : kInterfaces)
-        keys.push_back(std::wstring(L"Interface\\") + identifier);
-    return keys;
-}
+// A loaded library and its entry points. Per-user mode lasts as long as it is loaded.
+class Server {
+public:
+    explicit Server(const std::wstring& path = libraryPath()) : module_(LoadLibraryW(path.c_str())) {}
 
-// Nothing but what is under our keys: the whole takes seconds.
-Snapshot ourClasses(HKEY root) {
-    Snapshot lines;
-    for (const std::wstring& key : ourKeys())
-        lines.merge(takeSnapshot(root, kClasses, key));
-    return lines;
-}
+    HRESULT add() const { return call<HRESULT WINAPI()>("DllRegisterServer"); }
+    HRESULT remove() const { return call<HRESULT WINAPI()>("DllUnregisterServer"); }
+    HRESULT install(bool install, const wchar_t* commandLine) const {
+        return call<HRESULT WINAPI(BOOL, PCWSTR)>("DllInstall", install, commandLine);
+    }
+
+private:
+    // A call may not change the locale of the thread that makes it.
+    template <class Function, class... Arguments>
+    HRESULT call(const char* name, Arguments... arguments) const {
+        constexpr LCID kGerman = 0x0407;
+        SetThreadLocale(kGerman);
+        const HRESULT result = std::bit_cast<Function*>(GetProcAddress(module_.get(), name))(arguments...);
+        EXPECT_EQ(kGerman, GetThreadLocale()) << name;
+        return result;
+    }
+
+    setup::UniqueModule module_;
+};
 
 Snapshot operator+(Snapshot first, Snapshot second) {
     first.merge(second);
@@ -70,7 +70,7 @@ Snapshot value(const std::wstring& path, const std::wstring& name, const std::ws
 }
 
 Snapshot text(const std::wstring& path, const std::wstring& defaultValue) {
-    return key(path) + value(path, L"@", L"s " + defaultValue + L"|");
+    return key(path) + value(path, L"@", L"1 " + defaultValue + L"|");
 }
 
 Snapshot scriptLines(const std::wstring& path) {
@@ -78,36 +78,40 @@ Snapshot scriptLines(const std::wstring& path) {
            text(kProgramId, L"VirtualSerialLibrary Class") + text(kProgramId + L"\\CLSID", kClassId) +
            text(kProgramId + L"\\CurVer", L"zorvanlib.VirtualSerialLibrary.3") +
            text(kClassKey, L"VirtualSerialLibrary Class") +
-           value(kClassKey, L"LocalizedString", L"s @" + path + L",-1000|") +
+           value(kClassKey, L"LocalizedString", L"1 @" + path + L",-1000|") +
            text(kClassKey + L"\\ProgID", L"zorvanlib.VirtualSerialLibrary.3") +
            text(kClassKey + L"\\VersionIndependentProgID", L"zorvanlib.VirtualSerialLibrary") +
            key(kClassKey + L"\\Programmable") + text(kClassKey + L"\\InprocServer32", path) +
-           value(kClassKey + L"\\InprocServer32", L"ThreadingModel", L"s Both|") +
+           value(kClassKey + L"\\InprocServer32", L"ThreadingModel", L"1 Both|") +
            text(kClassKey + L"\\TypeLib", kLibraryId) + text(kClassKey + L"\\Version", L"3.0") +
-           key(kClassKey + L"\\Elevation") + value(kClassKey + L"\\Elevation", L"Enabled", L"d 01000000") +
+           key(kClassKey + L"\\Elevation") + value(kClassKey + L"\\Elevation", L"Enabled", L"4 01000000") +
            text(L"AppID\\" + kApplicationId, L"Portwright") +
-           value(L"AppID\\" + kApplicationId, L"DllSurrogate", L"s |") + key(L"AppID\\zorvanlib.dll") +
-           value(L"AppID\\zorvanlib.dll", L"AppID", L"s " + kApplicationId + L"|");
+           value(L"AppID\\" + kApplicationId, L"DllSurrogate", L"1 |") + key(L"AppID\\zorvanlib.dll") +
+           value(L"AppID\\zorvanlib.dll", L"AppID", L"1 " + kApplicationId + L"|");
 }
 
 // As Wine writes them. The listener is not among the interfaces: it is not made for automation.
 Snapshot typeLibraryLines(const std::wstring& path) {
+    static const std::pair<const wchar_t*, const wchar_t*> kInterfaces[] = {
+        {L"{D047F3B5-7194-4A8D-9D44-127ACA83DB70}", L"IVirtualSerialLibrary"},
+        {L"{F1559D5F-85F8-4CEC-894D-12CE2503F06E}", L"IVirtualSerialDevice"},
+        {L"{FABF1DC6-8943-4F72-BA55-98E022942C6D}", L"ISocket"},
+        {L"{EF2CCCAD-F2C2-41FA-8C42-82FA9BD22B95}", L"IPin"},
+        {L"{5FD8DDDA-A69C-46F9-A881-570EA87B47D2}", L"IDeviceCollection"},
+    };
+    const std::wstring automation = L"{00020424-0000-0000-C000-000000000046}";
     Snapshot lines = key(kLibraryKey) + text(kLibraryKey + L"\\3.0", L"zorvanlibLib") +
                      key(kLibraryKey + L"\\3.0\\409") + text(kLibraryKey + L"\\3.0\\409\\win64", path) +
                      text(kLibraryKey + L"\\3.0\\FLAGS", L"8") +
                      text(kLibraryKey + L"\\3.0\\HELPDIR", path.substr(0, path.find_last_of(L'\\')));
     for (const auto& [identifier, name] : kInterfaces) {
         const std::wstring entry = std::wstring(L"Interface\\") + identifier;
-        lines = lines + text(entry, name) +
-                text(entry + L"\\ProxyStubClsid", L"{00020424-0000-0000-C000-000000000046}") +
-                text(entry + L"\\ProxyStubClsid32", L"{00020424-0000-0000-C000-000000000046}") +
-                text(entry + L"\\TypeLib", kLibraryId) + value(entry + L"\\TypeLib", L"Version", L"s 3.0|");
+        lines = lines + text(entry, name) + text(entry + L"\\ProxyStubClsid", automation) +
+                text(entry + L"\\ProxyStubClsid32", automation) + text(entry + L"\\TypeLib", kLibraryId) +
+                value(entry + L"\\TypeLib", L"Version", L"1 3.0|");
     }
     return lines;
 }
-
-// The parents of ours, which a first registration creates and no removal deletes.
-const Snapshot kSharedParents = {L"appid", L"clsid"};
 
 // The path that the class is registered with; empty when it is not.
 std::wstring registeredPath(HKEY root) {
@@ -118,59 +122,35 @@ std::wstring registeredPath(HKEY root) {
     return path;
 }
 
-UniqueRegistryKey createKey(const std::wstring& path, DWORD options = REG_OPTION_NON_VOLATILE) {
-    UniqueRegistryKey key;
+// Adds a value to a key, which is created when it is not there.
+void addStray(const std::wstring& path) {
     EXPECT_EQ(
-        ERROR_SUCCESS, RegCreateKeyExW(
-                           HKEY_LOCAL_MACHINE, (kClasses + L"\\" + path).c_str(), 0, nullptr, options, KEY_ALL_ACCESS,
-                           nullptr, key.put(), nullptr));
-    return key;
-}
-
-void setText(const std::wstring& path, const wchar_t* name) {
-    const UniqueRegistryKey key = createKey(path);
-    EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(L"x"), 4));
-}
-
-// Whatever became of a registration, this is the end of it.
-void deleteEverything() {
-    for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
-        for (const std::wstring& key : ourKeys())
-            RegDeleteTreeW(root, (kClasses + L"\\" + key).c_str());
-}
-
-// Registers and removes in a process of its own: per-user mode lasts as long as the process.
-HRESULT call(const std::vector<std::wstring>& calls, const std::wstring& path = libraryPath()) {
-    // No argument of a test ends with a backslash or holds a double quote.
-    std::wstring commandLine = L'"' + siblingPath(L"..\\test_tools\\registrar.exe") + L"\" \"" + path + L'"';
-    for (const std::wstring& text : calls)
-        commandLine += L" \"" + text + L'"';
-    return static_cast<HRESULT>(ChildProcess(commandLine).exitCode());
+        ERROR_SUCCESS,
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kClasses + L"\\" + path).c_str(), L"Stray", REG_SZ, L"x", 4));
 }
 
 // The type library that answers is registered for one locale; a client may come with any.
-HRESULT findMember(const std::wstring& programId) {
+void expectToFindMembers(const std::wstring& programId) {
     CLSID clsid{};
-    if (const HRESULT result = CLSIDFromProgID(programId.c_str(), &clsid); FAILED(result))
-        return result;
+    ASSERT_EQ(S_OK, CLSIDFromProgID(programId.c_str(), &clsid));
     for (const LCID locale : {0x0407ul, 0x0409ul, LOCALE_NEUTRAL, LOCALE_USER_DEFAULT, LOCALE_SYSTEM_DEFAULT}) {
         ComPointer<IDispatch> object;
-        EXPECT_EQ(
+        ASSERT_EQ(
             S_OK, CoCreateInstance(
                       clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(object.put())));
         wchar_t name[] = L"CreateDevice"; // the case is not the declared one
         wchar_t* names[] = {name};
         DISPID id = 0;
-        EXPECT_EQ(S_OK, object ? object->GetIDsOfNames(IID_NULL, names, 1, locale, &id) : E_POINTER) << locale;
+        EXPECT_EQ(S_OK, object->GetIDsOfNames(IID_NULL, names, 1, locale, &id)) << locale;
         EXPECT_EQ(1000, id) << locale;
     }
-    return S_OK;
+    CoFreeUnusedLibrariesEx(0, 0);
 }
 
 // A copy of the DLL whose path has what is special in scripts: quotes, percent signs, a variable.
 class LibraryCopy {
 public:
-    LibraryCopy() : folder_(siblingPath(L"it's 100% 'quoted' %MODULE%")) {
+    LibraryCopy() {
         std::filesystem::create_directories(folder_);
         std::filesystem::copy_file(libraryPath(), path(), std::filesystem::copy_options::overwrite_existing);
     }
@@ -181,60 +161,39 @@ public:
         std::filesystem::remove_all(folder_, ignored);
     }
 
-    std::filesystem::path path() const { return folder_ / L"zorvanlib.dll"; }
-
-    // There is one such text.
-    void damage(const std::string& text, const std::string& damage) const {
-        std::ifstream original(path(), std::ios::binary);
-        std::string content(std::istreambuf_iterator<char>(original), {});
-        original.close();
-        const std::size_t position = content.find(text);
-        ASSERT_NE(std::string::npos, position) << text;
-        EXPECT_EQ(std::string::npos, content.find(text, position + 1)) << text;
-        content.replace(position, damage.size(), damage);
-        std::ofstream(path(), std::ios::binary) << content;
-    }
+    std::wstring path() const { return (folder_ / L"zorvanlib.dll").wstring(); }
 
 private:
-    std::filesystem::path folder_;
+    std::filesystem::path folder_ = siblingPath(L"it's 100% 'quoted' %MODULE%");
 };
 
-} // namespace
-
-// The machine may have the library registered. The tests start without, and register it again at the end; what a
-// registration that broke off has left, they clear away.
+// The machine may have the library registered. The tests start without, and register it again at the end.
 class Registration : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         pathFound_ = registeredPath(HKEY_LOCAL_MACHINE);
-        deleteEverything();
+        Server().remove();
         machineBefore_ = takeSnapshot(HKEY_LOCAL_MACHINE, kClasses);
         userBefore_ = takeSnapshot(HKEY_CURRENT_USER, kClasses);
     }
 
-    static void TearDownTestSuite() {
-        expectGained(HKEY_LOCAL_MACHINE, {});
-        expectGained(HKEY_CURRENT_USER, {});
-        EXPECT_EQ(S_OK, pathFound_.empty() ? S_OK : call({L"register"}, pathFound_));
-    }
+    static void TearDownTestSuite() { EXPECT_EQ(S_OK, pathFound_.empty() ? S_OK : Server(pathFound_).add()); }
 
-    void TearDown() override { deleteEverything(); }
+    void TearDown() override { expectGained({}, {}); }
 
     // The whole of the classes, so that nothing has been written elsewhere.
-    static void expectGained(HKEY root, const Snapshot& expected) {
-        const Snapshot& before = root == HKEY_LOCAL_MACHINE ? machineBefore_ : userBefore_;
-        const Snapshot now = takeSnapshot(root, kClasses);
-        EXPECT_EQ(Snapshot{}, before - now) << "these are lost";
-        EXPECT_EQ(Snapshot{}, kSharedParents - now) << "these belong to others too";
-        expectEqual(expected, now - before - kSharedParents);
+    static void expectGained(const Snapshot& ofMachine, const Snapshot& ofUser) {
+        expectGained(HKEY_LOCAL_MACHINE, machineBefore_, ofMachine);
+        expectGained(HKEY_CURRENT_USER, userBefore_, ofUser);
     }
 
-    static void expectMachineHas(const Snapshot& expected) { expectEqual(expected, ourClasses(HKEY_LOCAL_MACHINE)); }
-
 private:
-    static void expectEqual(const Snapshot& expected, const Snapshot& actual) {
-        EXPECT_EQ(Snapshot{}, expected - actual) << "these are missing";
-        EXPECT_EQ(Snapshot{}, actual - expected) << "these are too many";
+    static void expectGained(HKEY root, const Snapshot& before, const Snapshot& expected) {
+        // The parents of ours, which a first registration creates and no removal deletes.
+        static const Snapshot kSharedParents = {L"appid", L"clsid"};
+        const Snapshot now = takeSnapshot(root, kClasses);
+        EXPECT_EQ(Snapshot{}, before + expected - now) << "these are missing";
+        EXPECT_EQ(Snapshot{}, now - before - expected - kSharedParents) << "these are too many";
     }
 
     static inline std::wstring pathFound_;
@@ -242,104 +201,58 @@ private:
     static inline Snapshot userBefore_;
 };
 
+// A quote in the path must not end the quoted text of a script, nor a percent sign start a variable.
 TEST_F(Registration, WritesAndRemovesExactlyItsEntries) {
-    ASSERT_EQ(S_OK, call({L"register"}));
-    expectGained(HKEY_LOCAL_MACHINE, scriptLines(libraryPath()) + typeLibraryLines(libraryPath()));
-    EXPECT_EQ(S_OK, findMember(kProgramId));
-    EXPECT_EQ(S_OK, findMember(kProgramId + L".3"));
-    ASSERT_EQ(S_OK, call({L"unregister"}));
-    expectMachineHas({});
-    EXPECT_EQ(CO_E_CLASSSTRING, findMember(kProgramId));
-    EXPECT_TRUE(FAILED(call({L"unregister"})));
-    EXPECT_TRUE(FAILED(call({L"uninstall"})));
+    const LibraryCopy copy;
+    const auto path = copy.path();
+    const Server server(path);
+    ASSERT_EQ(S_OK, server.add());
+    expectGained(scriptLines(path) + typeLibraryLines(path), {});
+    expectToFindMembers(kProgramId);
+    expectToFindMembers(kProgramId + L".3");
+    ASSERT_EQ(S_OK, server.remove());
+    expectGained({}, {});
+    EXPECT_TRUE(FAILED(server.remove()));
+    EXPECT_TRUE(FAILED(server.install(false, nullptr)));
 }
 
 TEST_F(Registration, WritesTheClassFromScratchAndLeavesKeysOfOthers) {
-    ASSERT_EQ(S_OK, call({L"register"}));
-    setText(kClassKey, L"Stray");
-    setText(kClassKey + L"\\Stray\\Deep", L"Stray");
-    setText(kClassKey + L"\\InprocServer32", L"Stray");
-    setText(kProgramId, L"Kept");
-    createKey(kProgramId + L"\\Theirs");
-    ASSERT_EQ(S_OK, call({L"register"}));
-    const Snapshot kept = value(kProgramId, L"Kept", L"s x|") + key(kProgramId + L"\\Theirs");
-    expectMachineHas(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()) + kept);
-    ASSERT_EQ(S_OK, call({L"unregister"}));
-    expectMachineHas(kept + text(kProgramId, L"VirtualSerialLibrary Class"));
+    const Server server;
+    ASSERT_EQ(S_OK, server.add());
+    for (const auto* stray : {L"", L"\\Stray\\Deep", L"\\InprocServer32"})
+        addStray(kClassKey + stray);
+    addStray(kProgramId + L"\\Theirs");
+    ASSERT_EQ(S_OK, server.add());
+    const auto theirs = key(kProgramId + L"\\Theirs") + value(kProgramId + L"\\Theirs", L"Stray", L"1 x|");
+    expectGained(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()) + theirs, {});
+    ASSERT_EQ(S_OK, server.remove());
+    expectGained(theirs + text(kProgramId, L"VirtualSerialLibrary Class"), {});
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kClasses + L"\\" + kProgramId).c_str());
 }
 
 // Wine registers a type library for the whole machine even when asked for the user, and its COM does not look for
 // classes under the user's key, so neither is tried here.
-TEST_F(Registration, ForTheUserLeavesTheMachineAlone) {
-    ASSERT_EQ(S_OK, call({L"install=user"}));
-    expectGained(HKEY_CURRENT_USER, scriptLines(libraryPath()));
-    expectMachineHas(typeLibraryLines(libraryPath()));
-    ASSERT_EQ(S_OK, call({L"uninstall=user"}));
-    expectGained(HKEY_CURRENT_USER, {});
-    expectMachineHas({});
-}
-
 TEST_F(Registration, IsForTheUserOnceTheCommandLineIsUser) {
-    const struct {
-        std::vector<std::wstring> calls;
-        bool forUser;
-    } rows[] = {
-        {{L"install"}, false},
-        {{L"install=uSeR"}, true},
-        {{L"install=users"}, false},
-        {{L"install=use"}, false},
-        {{L"install=/user"}, false},
-        {{L"install=user", L"unregister", L"install=users"}, true}, // as long as the process lasts
-        {{L"install=user", L"unregister", L"register"}, true},
-    };
-    for (const auto& row : rows) {
-        ASSERT_EQ(S_OK, call(row.calls));
-        const std::wstring path = libraryPath();
-        EXPECT_EQ(row.forUser ? path : L"", registeredPath(HKEY_CURRENT_USER)) << testing::PrintToString(row.calls);
-        EXPECT_EQ(row.forUser ? L"" : path, registeredPath(HKEY_LOCAL_MACHINE)) << testing::PrintToString(row.calls);
-        deleteEverything();
+    const auto path = libraryPath();
+    {
+        const Server server;
+        ASSERT_EQ(S_OK, server.install(true, L"uSeR"));
+        expectGained(typeLibraryLines(path), scriptLines(path));
+        ASSERT_EQ(S_OK, server.remove());
+        ASSERT_EQ(S_OK, server.install(true, L"users"));
+        EXPECT_EQ(path, registeredPath(HKEY_CURRENT_USER)) << "as long as the library is loaded";
+        EXPECT_EQ(L"", registeredPath(HKEY_LOCAL_MACHINE));
+        ASSERT_EQ(S_OK, server.remove());
+    }
+    for (const wchar_t* commandLine : {static_cast<const wchar_t*>(nullptr), L"users", L"use", L"/user"}) {
+        const Server server;
+        ASSERT_EQ(S_OK, server.install(true, commandLine));
+        EXPECT_EQ(L"", registeredPath(HKEY_CURRENT_USER));
+        EXPECT_EQ(path, registeredPath(HKEY_LOCAL_MACHINE));
+        ASSERT_EQ(S_OK, server.install(false, commandLine));
     }
 }
 
-// A key that vanishes with the session takes no lasting subkeys: an honest way to make one write fail. The type
-// library would come after it.
-TEST_F(Registration, StopsAtTheFirstFailureOfTheRegistry) {
-    createKey(kProgramId, REG_OPTION_VOLATILE);
-    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), call({L"register"}));
-    const Snapshot written = ourClasses(HKEY_LOCAL_MACHINE);
-    EXPECT_TRUE(written.contains(keyLine(L"AppID\\" + kApplicationId)));
-    EXPECT_FALSE(written.contains(keyLine(kClassKey)));
-    EXPECT_FALSE(written.contains(keyLine(kLibraryKey)));
-    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), call({L"install"}));
-    expectMachineHas({});
-}
-
-TEST_F(Registration, IsUndoneWhenItFails) {
-    const struct {
-        const char* text;
-        const char* damage;
-        HRESULT result;
-    } rows[] = {
-        {"s 'Portwright'", "x", E_FAIL},         // the first script
-        {"NoRemove CLSID", "'", E_FAIL},         // the second script
-        {"MSFT\2", "?", TYPE_E_CANTLOADLIBRARY}, // the type library
-    };
-    for (const auto& row : rows) {
-        const LibraryCopy copy;
-        copy.damage(row.text, row.damage);
-        EXPECT_EQ(row.result, call({L"install"}, copy.path().wstring())) << row.text;
-        expectMachineHas({});
-    }
-}
-
-// A quote in a path must not end the quoted text of a script, nor a percent sign start a variable.
-TEST_F(Registration, TakesAnyPath) {
-    const LibraryCopy copy;
-    const std::wstring path = copy.path().wstring();
-    EXPECT_EQ(S_OK, call({L"register"}, path));
-    expectMachineHas(scriptLines(path) + typeLibraryLines(path));
-    EXPECT_EQ(S_OK, call({L"unregister"}, path));
-    expectMachineHas({});
-}
+} // namespace
 
 } // namespace zorvan::test

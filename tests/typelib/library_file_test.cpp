@@ -1,157 +1,114 @@
-// The DLL as a file: what it offers, what it needs, and what it carries.
-#include "base/hresult_error.h"
+// The DLL as a file: what it carries, and what it brings along against attacks on its memory.
 #include "runner/runner.h"
+#include "support/program.h"
 
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <set>
+#include <cstring>
+#include <span>
 #include <string>
-#include <utility>
-#include <vector>
+#include <string_view>
 
 namespace zorvan::test {
 
 namespace {
 
-// Its headers and resources, without running any of it.
-class LibraryFile {
-public:
-    // Mapped as an image, so that addresses in it hold, but not as a program: nothing is resolved and nothing runs.
-    // The system marks such a handle in its low bits.
-    explicit LibraryFile(const std::wstring& path)
-        : module_(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_IMAGE_RESOURCE)),
-          base_(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(module_) & ~std::uintptr_t{3})) {
-        if (module_ == nullptr)
-            throwLastError();
+// The headers of a program as it stands on the disk.
+const IMAGE_NT_HEADERS64& headersOf(const std::string& file) {
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(file.data());
+    return *reinterpret_cast<const IMAGE_NT_HEADERS64*>(file.data() + dos->e_lfanew);
+}
+
+std::span<const IMAGE_SECTION_HEADER> sectionsOf(const std::string& file) {
+    const auto& headers = headersOf(file); // which the sections' follow
+    return {reinterpret_cast<const IMAGE_SECTION_HEADER*>(&headers + 1), headers.FileHeader.NumberOfSections};
+}
+
+// Where a function is, relative to the start of the module; 0 when the symbols lack it. The name is longer than eight
+// characters: those stand behind the symbols.
+DWORD addressOf(const char* name, const std::string& file) {
+    const auto& header = headersOf(file).FileHeader;
+    const auto* symbols = reinterpret_cast<const IMAGE_SYMBOL*>(file.data() + header.PointerToSymbolTable);
+    const auto* names = reinterpret_cast<const char*>(symbols + header.NumberOfSymbols);
+    for (const auto& symbol : std::span(symbols, header.NumberOfSymbols))
+        if (symbol.N.Name.Short == 0 && symbol.SectionNumber > 0 &&
+            std::strcmp(names + symbol.N.Name.Long, name) == 0)
+            return sectionsOf(file)[static_cast<std::size_t>(symbol.SectionNumber) - 1].VirtualAddress + symbol.Value;
+    return 0;
+}
+
+// The call instructions in a piece of code, which stands at an address, that call a function at another address.
+std::size_t countCalls(std::string_view code, DWORD address, DWORD function) {
+    constexpr char kNearCall = '\xE8';
+    constexpr std::size_t kLength = 1 + sizeof(DWORD);
+    std::size_t count = 0;
+    for (std::size_t i = 0; i + kLength <= code.size(); ++i) {
+        DWORD distance = 0; // from the next instruction
+        std::memcpy(&distance, code.data() + i + 1, sizeof distance);
+        if (code[i] == kNearCall && address + static_cast<DWORD>(i + kLength) + distance == function)
+            ++count;
     }
+    return count;
+}
 
-    LibraryFile(const LibraryFile&) = delete;
-    LibraryFile& operator=(const LibraryFile&) = delete;
-    ~LibraryFile() { FreeLibrary(module_); }
-
-    std::set<std::string> exportedNames() const {
-        std::set<std::string> names;
-        const auto* exports = directory<IMAGE_EXPORT_DIRECTORY>(IMAGE_DIRECTORY_ENTRY_EXPORT);
-        if (exports == nullptr)
-            return names;
-        const DWORD* addresses = at<DWORD>(exports->AddressOfNames);
-        for (DWORD i = 0; i < exports->NumberOfNames; ++i)
-            names.insert(at<char>(addresses[i]));
-        return names;
-    }
-
-    std::set<std::string> importedModules() const {
-        std::set<std::string> modules;
-        const auto* import = directory<IMAGE_IMPORT_DESCRIPTOR>(IMAGE_DIRECTORY_ENTRY_IMPORT);
-        for (; import != nullptr && import->Name != 0; ++import)
-            modules.insert(at<char>(import->Name));
-        return modules;
-    }
-
-    std::string_view resource(const wchar_t* type, WORD number) const {
-        const HRSRC found = FindResourceW(module_, MAKEINTRESOURCEW(number), type);
-        if (found == nullptr)
-            return {};
-        return {static_cast<const char*>(LockResource(LoadResource(module_, found))), SizeofResource(module_, found)};
-    }
-
-    std::vector<WORD> resourceLanguages(const wchar_t* type, WORD number) const {
-        std::vector<WORD> languages;
-        const auto collect = [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR result) -> BOOL {
-            reinterpret_cast<std::vector<WORD>*>(result)->push_back(language);
-            return TRUE;
-        };
-        EnumResourceLanguagesW(
-            module_, type, MAKEINTRESOURCEW(number), collect, reinterpret_cast<LONG_PTR>(&languages));
-        return languages;
-    }
-
-    std::wstring string(UINT number) const {
-        wchar_t text[256];
-        const int length = LoadStringW(module_, number, text, 256);
-        return {text, static_cast<std::size_t>(length)};
-    }
-
-private:
-    const IMAGE_NT_HEADERS64& headers() const {
-        return *at<IMAGE_NT_HEADERS64>(static_cast<DWORD>(at<IMAGE_DOS_HEADER>(0)->e_lfanew));
-    }
-
-    // What stands at an address relative to the start of the module.
-    template <class Type>
-    const Type* at(DWORD address) const {
-        return reinterpret_cast<const Type*>(base_ + address);
-    }
-
-    // Null when the module has none of this kind.
-    template <class Directory>
-    const Directory* directory(unsigned index) const {
-        const DWORD address = headers().OptionalHeader.DataDirectory[index].VirtualAddress;
-        return address == 0 ? nullptr : at<Directory>(address);
-    }
-
-    HMODULE module_;
-    const char* base_;
+class LibraryFile : public testing::Test {
+protected:
+    const std::wstring path_ = siblingPath(L"..\\zorvanlib.dll");
+    const std::string file_ = readFile(path_);
 };
 
-std::wstring libraryPath() {
-    return siblingPath(L"..\\zorvanlib.dll");
+TEST_F(LibraryFile, MayBeLoadedAnywhereAndItsDataAreNotExecuted) {
+    constexpr WORD kProtected = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
+                                IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
+    const auto& headers = headersOf(file_);
+    EXPECT_EQ(kProtected, headers.OptionalHeader.DllCharacteristics & kProtected);
+    // Without relocations it could not be moved, whatever the flags say.
+    EXPECT_EQ(0, headers.FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED);
+    EXPECT_NE(0U, headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size);
+    constexpr DWORD kBoth = IMAGE_SCN_MEM_EXECUTE | IMAGE_SCN_MEM_WRITE;
+    for (const auto& section : sectionsOf(file_))
+        EXPECT_NE(kBoth, section.Characteristics & kBoth) << section.Name;
 }
 
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
+// A protected function ends in a call of __stack_chk_fail when its frame was overwritten.
+TEST_F(LibraryFile, FunctionsWithBuffersGuardTheirStack) {
+    const auto fail = addressOf("__stack_chk_fail", readFile(path_ + L".debug"));
+    ASSERT_NE(0U, fail) << "nothing is protected";
+    std::size_t calls = 0;
+    for (const auto& section : sectionsOf(file_))
+        if ((section.Characteristics & IMAGE_SCN_MEM_EXECUTE) != 0)
+            calls += countCalls(
+                std::string_view(file_).substr(section.PointerToRawData, section.SizeOfRawData),
+                section.VirtualAddress, fail);
+    // More than a hundred functions of the library have a local array or take the address of a local.
+    EXPECT_LT(100U, calls);
 }
 
-} // namespace
-
-TEST(LibraryFile, ExportsItsEntryPointsUndecorated) {
-    const std::set<std::string> expected = {
-        "AutoInstallEx", "DllCanUnloadNow",   "DllGetClassObject",
-        "DllInstall",    "DllRegisterServer", "DllUnregisterServer",
-    };
-    EXPECT_EQ(expected, LibraryFile(libraryPath()).exportedNames());
-}
-
-// Anything else would have to be shipped along.
-TEST(LibraryFile, NeedsOnlyModulesOfWindows) {
-    const std::set<std::string> ofWindows = {
-        "advapi32.dll", "cfgmgr32.dll", "kernel32.dll", "msports.dll", "msvcrt.dll",  "newdev.dll",
-        "ole32.dll",    "oleaut32.dll", "setupapi.dll", "user32.dll",  "userenv.dll",
-    };
-    const auto modules = LibraryFile(libraryPath()).importedModules();
-    EXPECT_FALSE(modules.empty());
-    for (const std::string& module : modules)
-        EXPECT_TRUE(ofWindows.contains(lowerCase(module))) << module;
-}
-
-TEST(LibraryFile, CarriesItsResourcesInEnglish) {
-    const LibraryFile file(libraryPath());
-    const std::vector<WORD> english = {1033};
-    constexpr WORD kStringBlock = 1000 / 16 + 1;
+TEST_F(LibraryFile, CarriesItsResourcesInEnglish) {
+    const HMODULE module = LoadLibraryExW(path_.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_NE(nullptr, module);
     const std::pair<const wchar_t*, WORD> resources[] = {
-        {L"TYPELIB", 1}, {L"REGISTRY", 101}, {L"REGISTRY", 106}, {RT_STRING, kStringBlock}, {RT_VERSION, 1},
+        {L"TYPELIB", 1}, {L"REGISTRY", 101}, {L"REGISTRY", 106}, {RT_VERSION, 1}, {RT_STRING, 1000 / 16 + 1}};
+    const auto expectEnglish = [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR) -> BOOL {
+        EXPECT_EQ(1033, language);
+        return TRUE;
     };
     for (const auto& [type, number] : resources)
-        EXPECT_EQ(english, file.resourceLanguages(type, number)) << "resource " << number;
-}
-
-TEST(LibraryFile, NamesItsClassForPromptsOfTheSystem) {
-    EXPECT_EQ(L"Qeltra Software Virtual Serial Port ActiveX", LibraryFile(libraryPath()).string(1000));
-}
-
-// The second accessors' help strings, which the type library holds but nobody can ask it for.
-TEST(LibraryFile, HoldsTheHelpOfSecondAccessors) {
-    const LibraryFile file(libraryPath());
-    const std::string_view data = file.resource(L"TYPELIB", 1);
+        EXPECT_TRUE(EnumResourceLanguagesW(module, type, MAKEINTRESOURCEW(number), expectEnglish, 0)) << number;
+    // The class, for prompts of the system.
+    wchar_t text[256] = L"";
+    LoadStringW(module, 1000, text, 256);
+    EXPECT_STREQ(L"Qeltra Software Virtual Serial Port ActiveX", text);
+    FreeLibrary(module);
+    // The second accessors' help strings, which the type library holds but nobody can ask it for.
     for (const char* help :
          {"Set the device's port name (rename device)", "Get the TX buffer overrun emulation flag",
           "Get the single bit crossover probability (BSCp)"})
-        EXPECT_NE(std::string_view::npos, data.find(help)) << help;
+        EXPECT_NE(std::string::npos, file_.find(help)) << help;
 }
+
+} // namespace
 
 } // namespace zorvan::test

@@ -8,17 +8,7 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{64} * 1024;
 constexpr unsigned kPortsInRound = 2;
-constexpr unsigned kFirstNewNumber = 100; // the system's choices are smaller
-
-// Of this process alone.
-std::wstring pipeName() {
-    return L"\\\\.\\pipe\\zorvanlib-soak-" + std::to_wstring(GetCurrentProcessId());
-}
-
-// As no other port has the old name, none has the new one.
-std::wstring newNameFor(const std::wstring& name) {
-    return L"COM" + std::to_wstring(kFirstNewNumber + std::stoul(name.substr(3)));
-}
+constexpr unsigned kFirstOwnNumber = 100; // the system's choices are smaller
 
 ComPtr<IPin> pinOf(IVirtualSerialDevice& device, HRESULT (IVirtualSerialDevice::*side)(ISocket**)) {
     ComPtr<ISocket> socket;
@@ -36,8 +26,8 @@ void expectMode(IVirtualSerialDevice& device, VirtualSerialDeviceMode expected) 
 
 } // namespace
 
-OwnPort::OwnPort(IVirtualSerialLibrary& library) {
-    check(createPort(library, nullptr, device_), "createDevice");
+OwnPort::OwnPort(IVirtualSerialLibrary& library, const wchar_t* name) {
+    check(createPort(library, name, device_), "createDevice");
 }
 
 OwnPort::~OwnPort() {
@@ -50,9 +40,8 @@ void OwnPort::remove() {
     removed_ = true;
 }
 
-Rounds::Rounds(bool alone)
-    : alone_(alone), library_(createLibrary()), pipePort_(*library_.Get()), filePort_(*library_.Get()),
-      watch_(library_) {}
+Rounds::Rounds(const ComPtr<IVirtualSerialLibrary>& library, bool alone)
+    : alone_(alone), library_(library), pipePort_(*library_.Get()), filePort_(*library_.Get()), watch_(library_) {}
 
 void Rounds::run() {
     joinNewPorts();
@@ -66,7 +55,7 @@ void Rounds::run() {
 
 void Rounds::joinNewPorts() {
     OwnPort first(*library_.Get());
-    OwnPort second(*library_.Get());
+    OwnPort second(*library_.Get(), ownName(0).c_str());
     watch_.awaitAdded(first.device());
     watch_.awaitAdded(second.device());
     rename(second.device());
@@ -79,8 +68,14 @@ void Rounds::joinNewPorts() {
     work_.ports += kPortsInRound;
 }
 
-void Rounds::rename(IVirtualSerialDevice& device) {
-    const auto name = newNameFor(portName(device));
+std::wstring Rounds::ownName(unsigned which) const {
+    return L"COM" + std::to_wstring(kFirstOwnNumber + 2 * std::stoul(residentPort().substr(3)) + which);
+}
+
+// A port with a number of its own: a rename gives the number back before the name is gone, and a port that the system
+// gave that number in between would have no name.
+void Rounds::rename(IVirtualSerialDevice& device) const {
+    const auto name = ownName(1);
     check(device.put_portName(makeBstr(name).get()), "setting portName");
     expect(portName(device) == name, "the new name");
 }
@@ -108,7 +103,7 @@ void Rounds::pins(IVirtualSerialDevice& device) {
 
 void Rounds::pipe() {
     auto& device = pipePort_.device();
-    const auto name = pipeName();
+    const auto name = L"\\\\.\\pipe\\zorvanlib-soak-" + residentPort();
     check(device.createAndConnectPipe(makeBstr(name).get(), 1, 4096, 4096, 0), "createAndConnectPipe");
     expect(textOf(device, &IVirtualSerialDevice::get_PipeName) == name, "PipeName");
     {

@@ -9,7 +9,8 @@ namespace zorvan::devkit {
 // A port that is deleted with this, unless it was deleted before.
 class OwnPort {
 public:
-    explicit OwnPort(IVirtualSerialLibrary& library);
+    // A null name asks for a number of the system's choice.
+    explicit OwnPort(IVirtualSerialLibrary& library, const wchar_t* name = nullptr);
     OwnPort(const OwnPort&) = delete;
     OwnPort& operator=(const OwnPort&) = delete;
     ~OwnPort();
@@ -34,8 +35,8 @@ struct Work {
 // that are created, renamed, joined and deleted. A failure is thrown as std::runtime_error.
 class Rounds {
 public:
-    // Not alone: other processes work on ports, too, whose events do not count.
-    explicit Rounds(bool alone);
+    // Not alone: others work on ports, too, whose events do not count.
+    Rounds(const ComPtr<IVirtualSerialLibrary>& library, bool alone);
 
     void run();
     const Work& work() const { return work_; }
@@ -43,7 +44,9 @@ public:
 
 private:
     void joinNewPorts();
-    void rename(IVirtualSerialDevice& device);
+    // A name that no other rounds use, as no other port has the number of the one that stays.
+    std::wstring ownName(unsigned which) const;
+    void rename(IVirtualSerialDevice& device) const;
     void bridge(IVirtualSerialDevice& first, IVirtualSerialDevice& second);
     void pins(IVirtualSerialDevice& device);
     void pipe();

@@ -52,7 +52,7 @@ private:
 };
 
 void soakFor(const Options& options, Verdict& verdict, std::optional<RoundFile>& file) {
-    Rounds rounds(options.alone);
+    Rounds rounds(createLibrary(), options.alone);
     const Sampler sampler(rounds.residentPort());
     const Stopwatch watch;
     printHeading();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <future>
 #include <random>
+#include <stdexcept>
 
 namespace zorvan::devkit {
 
@@ -31,7 +32,9 @@ OpenFile::OpenFile(const std::wstring& name)
     : handle_(fileHandle(CreateFileW(
           name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
           nullptr))) {
-    expect(static_cast<bool>(handle_), "opening a file, a pipe or a port");
+    if (!handle_)
+        throw std::runtime_error(
+            "opening " + std::string(name.begin(), name.end()) + ": error " + std::to_string(GetLastError()));
 }
 
 void OpenFile::write(const Bytes& bytes) const {
