@@ -80,34 +80,6 @@ TEST_F(BridgePins, ConnectionsAreSentOnceAndKeptWhenTheDriverTakesThem) {
     change(&IPin::sendTo, HRESULT_FROM_WIN32(ERROR_BUSY), 1); // it is parted here, though not in the driver
 }
 
-TEST_F(BridgePins, TargetMustBeAPinOfTheSameDevice) {
-    const auto other = createDevice(*library(), L"COM7");
-    const auto others = readObject(*readObject(*other, &IVirtualSerialDevice::get_localSocket), &ISocket::get_RI);
-    forgetCalls();
-    EXPECT_RESULT(E_INVALIDARG, pin(0)->sendTo(others.get()));
-    EXPECT_RESULT(E_INVALIDARG, pin(0)->removeConnectionTo(others.get()));
-    EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
-}
-
-TEST_F(BridgePins, ScriptsConnectThem) {
-    Variant local;
-    Variant dtr;
-    std::vector<Variant> target(1);
-    ASSERT_RESULT(S_OK, get(device5(), L"localSocket", &local));
-    ASSERT_RESULT(S_OK, get(*local.pdispVal, L"DTR", &dtr));
-    ASSERT_RESULT(S_OK, get(*local.pdispVal, L"RI", target.data()));
-    EXPECT_RESULT(S_OK, dispatch(*dtr.pdispVal, L"sendTo", DISPATCH_METHOD, std::move(target), nullptr));
-    EXPECT_EQ(inForce()[0], 0x0620);
-}
-
-TEST_F(BridgePins, KeepEverythingAlive) {
-    const auto dtr = pin(0);
-    const auto ri = pin(11);
-    releaseDevice();
-    EXPECT_RESULT(S_OK, dtr->sendTo(ri.get()));
-    EXPECT_EQ(inForce()[0], 0x2600);
-}
-
 // Each has its own target of one pin: no other's change may undo it.
 TEST_F(BridgePins, MayBeConnectedFromSeveralThreads) {
     test::Latch start(4);

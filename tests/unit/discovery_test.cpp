@@ -1,0 +1,163 @@
+// What the library sees of the machine, and how it opens a device: its paths, its port name, and the event that is
+// handed to the driver's host process.
+#include "one_port.h"
+
+namespace zorvan::simulation {
+
+namespace {
+
+using protocol::Set;
+using Names = std::set<std::wstring>;
+using Texts = std::vector<std::string>;
+
+class Discovery : public SimulationTest {
+protected:
+    // Null when a new library has no device.
+    ComPointer<IVirtualSerialDevice> firstDevice() {
+        const auto devices = collection(*createLibrary());
+        ComPointer<IVirtualSerialDevice> device;
+        if (read(*devices, &IDeviceCollection::get_Count) != 0)
+            require(devices->get_Item(Variant(0L), device.put()), "Item");
+        return device;
+    }
+
+    bool opensAlive() {
+        const auto device = firstDevice();
+        return device && read(*device, &IVirtualSerialDevice::get_deleted) == VARIANT_FALSE;
+    }
+};
+
+TEST_F(Discovery, ListsBothInterfaceClassesAndHandsTheDriverAnEvent) {
+    machine.addSerialPort(L"COM1");
+    auto& port = machine.addPort(L"COM5");
+    auto& host = machine.hostOf(port);
+    host.needsDebugPrivilege = true;
+    ASSERT_TRUE(opensAlive());
+    const auto event = machine.kernel.events.front();
+    EXPECT_FALSE(event->manualReset || event->initiallySignalled || event->hadAttributes || event->name);
+    EXPECT_EQ(host.handles.at(port.driver.state.hostEvent), event);
+    EXPECT_TRUE(machine.processes.debugPrivilegeEnabled); // intended: it stays enabled
+    const auto id = std::to_string(host.id);
+    EXPECT_EQ(
+        callsOf(
+            machine, {"SetupDiGetClassDevsExW", "CM_Get_Device_IDW", "OpenProcess", "DuplicateHandle", "Lookup",
+                      "AdjustTokenPrivileges", "SetupDiOpenDevRegKey", "RegQueryValueExW"}),
+        (Texts{
+            "SetupDiGetClassDevsExW(control, 0x12, new, null)", "CM_Get_Device_IDW(2, 200, 0)",
+            "SetupDiGetClassDevsExW(serial, 0x12, extend, null)", "OpenProcess(0x40, not inheritable, " + id + ")",
+            "OpenProcessToken(own, 0x28)", "LookupPrivilegeValueW(null, SeDebugPrivilege)",
+            "AdjustTokenPrivileges(adjust, 20=2, 16)", "OpenProcess(0x40, not inheritable, " + id + ")",
+            "DuplicateHandle(own, event, process " + id + ", 0x0, not inheritable, 0x2)",
+            "SetupDiOpenDevRegKey(1, 0, 1, 0x20019)", "RegQueryValueExW(key of ROOT\\PORTS\\0001, PortName, 520)",
+            "DuplicateHandle(own, event, own, 0x0, not inheritable, 0x2)"})); // the event thread's
+}
+
+// None of these is an error: the driver is told that there is no event.
+TEST_F(Discovery, EventThatCannotBeHandedOverIsSentAsZero) {
+    const struct {
+        const char* failing;
+        DWORD openError;
+        int openings;
+    } rows[] = {
+        {"OpenProcess", 0, 1},
+        {"OpenProcessToken", 0, 1},
+        {"LookupPrivilegeValueW", 0, 2},
+        {"AdjustTokenPrivileges", 0, 1},
+        {"DuplicateHandle", 0, 2},
+        {"no privilege", 0, 2}, // the adjustment that assigns nothing reports success
+        {"nothing", ERROR_ACCESS_DENIED, 2},
+        {"nothing", ERROR_INVALID_PARAMETER, 1}, // no privilege would help
+    };
+    auto& port = machine.addPort(L"COM5");
+    auto& host = machine.hostOf(port);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        machine.calls.clear();
+        machine.processes.debugPrivilegeEnabled = false;
+        machine.processes.holdsDebugPrivilege = row.failing != std::string("no privilege");
+        host.needsDebugPrivilege = row.openError == 0;
+        host.openError = row.openError;
+        port.driver.requests.clear();
+        machine.fail(row.failing, 1, ERROR_GEN_FAILURE);
+        EXPECT_TRUE(opensAlive());
+        EXPECT_EQ(machine.calls.count("OpenProcess"), row.openings);
+        EXPECT_EQ(port.driver.records(Set::HostEvent), std::vector<Bytes>{Bytes(8)});
+    }
+}
+
+TEST_F(Discovery, DriverThatRefusesYieldsADeviceThatIsNotAlive) {
+    auto& port = machine.addPort(L"COM5");
+    for (const auto code : {std::uint32_t{0x81F16004}, std::uint32_t{0x81F1A034}}) {
+        SCOPED_TRACE(code);
+        port.driver.refuse(code, ERROR_NOT_SUPPORTED);
+        const auto device = firstDevice();
+        port.driver.answer(code, {});
+        ASSERT_TRUE(device);
+        EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+        EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_path), port.serialPath); // known all the same
+    }
+    port.openError = ERROR_ACCESS_DENIED;
+    EXPECT_FALSE(opensAlive());
+}
+
+// Ordinal: upper case before lower case, and identifiers that differ in case are two devices.
+TEST_F(Discovery, NewDevicesAreOpenedInTheOrderOfTheirIdentifiers) {
+    for (const auto* id : {L"ROOT\\PORTS\\b", L"ROOT\\PORTS\\B", L"ROOT\\PORTS\\10", L"ROOT\\PORTS\\2"}) {
+        auto& node = machine.plugAndPlay.addNode(id);
+        serve(node, machine);
+        node.setPortName(std::wstring(L"COM") + std::to_wstring(node.instance));
+    }
+    EXPECT_EQ(portNames(*createLibrary()), (Names{L"COM1", L"COM2", L"COM3", L"COM4"}));
+    const auto key = [](const char* id) {
+        return "RegQueryValueExW(key of ROOT\\PORTS\\" + std::string(id) + ", PortName, 520)";
+    };
+    EXPECT_EQ(machine.calls.texts("RegQueryValueExW"), (Texts{key("10"), key("2"), key("B"), key("b")}));
+}
+
+TEST_F(Discovery, KnownDevicesAreNeitherOpenedAgainNorChanged) {
+    auto& port = machine.addPort(L"COM5");
+    const auto library = createLibrary();
+    const auto before = device(*library, L"COM5");
+    port.setPortName(L"COM9");
+    port.driver.requests.clear();
+    refresh(*library);
+    EXPECT_EQ(device(*library, L"COM5").get(), before.get());
+    EXPECT_TRUE(port.driver.requests.empty());
+    port.present = false;
+    refresh(*library);
+    port.present = true; // it comes back as a new one
+    refresh(*library);
+    EXPECT_EQ(read(*before, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+    EXPECT_EQ(read(*device(*library, L"COM9"), &IVirtualSerialDevice::get_mode), VSDM_Listening);
+}
+
+TEST_F(Discovery, DeviceThatCannotBeOpenedIsLeftOutAndTriedAgain) {
+    auto& port = machine.addPort(L"COM5");
+    machine.addPort(L"COM6");
+    auto path = std::exchange(port.serialPath, std::nullopt);
+    machine.fail("CreateEventW", 2, ERROR_NOT_ENOUGH_MEMORY);
+    const auto library = createLibrary();
+    EXPECT_EQ(portNames(*library), Names());
+    port.serialPath = std::move(path);
+    refresh(*library);
+    EXPECT_EQ(portNames(*library), (Names{L"COM1", L"COM5", L"COM6"})); // COM1 is the refresh's own
+}
+
+TEST_F(Discovery, MachineThatCannotBeListedIsEmpty) {
+    machine.addPort(L"COM5");
+    // Without the serial interfaces no device can be opened; the set of the first listing must not be lost.
+    machine.fail("SetupDiGetClassDevsExW", 2, ERROR_GEN_FAILURE);
+    EXPECT_EQ(portNames(*createLibrary()), Names());
+
+    const auto library = createLibrary();
+    const auto known = device(*library, L"COM5");
+    machine.plugAndPlay.installation.looksUntilPresent = 1;
+    machine.fail("SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE);
+    createDevice(*library, L""); // the first look fails, the second sees the new port
+    EXPECT_EQ(read(*known, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+    EXPECT_NE(device(*library, L"COM5").get(), known.get());
+}
+
+} // namespace
+
+} // namespace zorvan::simulation

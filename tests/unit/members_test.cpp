@@ -1,0 +1,145 @@
+// What all members of a device have in common, and what the settable properties send.
+#include "members.h"
+#include "one_port.h"
+
+#include <limits>
+
+namespace zorvan::simulation {
+
+namespace {
+
+using protocol::Bytes;
+
+class Members : public OnePort {
+protected:
+    void SetUp() override {
+        OnePort::SetUp();
+        machine.users.accounts[L"ann"] = {L"home", L"key"};
+        machine.users.actingAs[GetCurrentThreadId()] = L"bob";
+        host().handles[kHostHandle] = std::make_shared<File>(kPipe);
+        prepare();
+    }
+
+    // The state that the members need.
+    void prepare() {
+        machine.files.existing = {kPipe, L"C:\\in"};
+        auto& state = driver().state;
+        state.securityDescriptor = state.remoteServer = state.remotePort = L"some text";
+        state.pair = driver().hostProcessId;
+        state.pipe.pipe = kHostHandle;
+        state.files = {kHostHandle, kHostHandle};
+        device5().restoreDefaultPins();
+        forgetCalls();
+    }
+
+    static void expectForm(const Request& request) {
+        const bool reads = (request.code & 0x4000) != 0; // the code says what the handle must allow
+        EXPECT_EQ(request.access, reads ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE);
+        EXPECT_EQ(request.room, reads ? 0x10000U : 0U);
+        EXPECT_EQ(request.nullInput, request.record.empty());
+    }
+};
+
+TEST_F(Members, CallWindowsInOrderAndKeepNothing) {
+    const auto held = machine.held();
+    for (const auto& member : kMembers) {
+        SCOPED_TRACE(member.name);
+        prepare();
+        EXPECT_RESULT(S_OK, member.call(device5(), false).result);
+        EXPECT_EQ(steps(), member.steps);
+        EXPECT_EQ(machine.held(), held);
+        for (const auto& request : driver().requests)
+            expectForm(request);
+    }
+}
+
+// Every request opens the control path afresh, sends one request and closes.
+TEST_F(Members, OpenAndCloseForEachRequest) {
+    read(device5(), &Device::get_mode);
+    const auto control = "control file of " + describe(port().instanceId);
+    EXPECT_EQ(
+        machine.calls.texts(),
+        (std::vector<std::string>{
+            "CreateFileW(" + describe(*port().controlPath) +
+                ", 0x80000000, 3, no attributes, 3, 0x20080, no template)",
+            "DeviceIoControl(" + control + ", 0x81f16008, 0, 65536, )", "CloseHandle(" + control + ")"}));
+}
+
+TEST_F(Members, NeedAPlaceForTheirResult) {
+    for (const auto& member : kMembers)
+        if (member.hasResult) {
+            EXPECT_RESULT(E_POINTER, member.call(device5(), true).result) << member.name;
+        }
+    EXPECT_EQ(steps(), "");
+}
+
+TEST_F(Members, OfARemovedPortAnswerOrRefuseOrReportTheOpen) {
+    removePort();
+    for (const auto& member : kMembers) {
+        SCOPED_TRACE(member.name);
+        const HRESULT expected = member.whenRemoved == WhenRemoved::Answers ? S_OK
+                                 : member.whenRemoved == WhenRemoved::Refuses
+                                     ? E_HANDLE
+                                     : HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+        EXPECT_RESULT(expected, member.call(device5(), false).result);
+        EXPECT_EQ(machine.calls.count("CreateFileW"), member.whenRemoved == WhenRemoved::Asks ? 1 : 0);
+        forgetCalls();
+    }
+    EXPECT_RESULT(E_INVALIDARG, device5().put_crossoverProbability(0.6));
+    EXPECT_EQ(readText(device5(), &Device::get_portName), L"COM5");
+    Bstr path;
+    EXPECT_RESULT(S_OK, device5().get_path(path.put()));
+    EXPECT_EQ(path.get(), nullptr);
+    EXPECT_RESULT(E_HANDLE, device5().deleteDevice());
+}
+
+TEST_F(Members, ReportTheOpenWhileTheLibraryHasNotNoticedThatThePortIsGone) {
+    port().present = false;
+    EXPECT_EQ(read(device5(), &Device::get_deleted), VARIANT_FALSE);
+    for (const auto& member : kMembers)
+        if (member.whenRemoved != WhenRemoved::Answers) {
+            EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), member.call(device5(), false).result)
+                << member.name;
+        }
+}
+
+TEST_F(Members, SendWhatIsSet) {
+    const auto sent = [&](HRESULT result) {
+        EXPECT_RESULT(S_OK, result);
+        return driver().requests.back().record;
+    };
+    const std::pair<VARIANT_BOOL, std::uint8_t> truths[] = {{-1, 1}, {0, 0}, {1, 1}, {2, 1}};
+    for (const auto& [value, byte] : truths)
+        EXPECT_EQ(sent(device5().put_enabled(value)), Bytes{byte});
+    // Intended, unlike enabled: only VARIANT_TRUE itself switches the emulation on.
+    for (const auto value : std::initializer_list<VARIANT_BOOL>{-1, 0, 1, 2, -2}) {
+        const std::uint8_t enabled = value == VARIANT_TRUE ? 1 : 0;
+        EXPECT_EQ(
+            sent(device5().put_emulateTxOverflow(value)),
+            (Bytes{1, 0, 0, 0, enabled, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+    }
+    const struct {
+        double probability;
+        std::uint8_t enabled;
+        std::uint16_t thousandths;
+    } rows[] = {{0.5, 1, 500}, {0.0, 0, 0}, {-0.0, 0, 0}, {0.0015, 1, 1}, {0.0009, 1, 0}, {0.25, 1, 250}};
+    for (const auto& [probability, enabled, thousandths] : rows) {
+        const auto low = static_cast<std::uint8_t>(thousandths & 0xFF);
+        const auto high = static_cast<std::uint8_t>(thousandths >> 8);
+        EXPECT_EQ(
+            sent(device5().put_crossoverProbability(probability)),
+            (Bytes{0x11, 0, 0, 0, enabled, 0, 0, 0, low, high, 0, 0}));
+    }
+}
+
+TEST_F(Members, RefuseImpossibleProbabilitiesBeforeAnythingIsOpened) {
+    const auto nan = std::numeric_limits<double>::quiet_NaN();
+    const auto infinity = std::numeric_limits<double>::infinity();
+    for (const double probability : {nan, -nan, infinity, -infinity, 0.5000001, 1.0, -0.0001})
+        EXPECT_RESULT(E_INVALIDARG, device5().put_crossoverProbability(probability)) << probability;
+    EXPECT_EQ(steps(), "");
+}
+
+} // namespace
+
+} // namespace zorvan::simulation
