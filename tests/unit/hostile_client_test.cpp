@@ -1,4 +1,5 @@
-// A client that passes what it should not.
+// A client that passes what it should not: values of other types, objects of its own, null pointers.
+#include "members.h"
 #include "one_port.h"
 #include "simulation/subscribers.h"
 
@@ -6,7 +7,10 @@ namespace zorvan::simulation {
 
 namespace {
 
-using HostileClient = OnePort;
+class HostileClient : public OnePort {
+protected:
+    Journal journal;
+};
 
 // A value of every type that a variant can have, all of them nothing or 0, each also by reference, and references to
 // nothing.
@@ -51,14 +55,14 @@ TEST_F(HostileClient, VariantsOfOtherTypesAreRefusedOrConverted) {
         LONG number = 0;
         machine.calls.clear();
         if (variant.vt != VT_EMPTY) {
-            ComPointer<IVirtualSerialDevice> created;
+            ComPointer<Device> created;
             EXPECT_RESULT(E_INVALIDARG, library->createDevice(variant, created.put()));
             EXPECT_FALSE(created);
             EXPECT_RESULT(E_INVALIDARG, device5().startListening(variant));
-            EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
+            EXPECT_EQ(steps(), "");
         }
         const HRESULT asIndex = conversion(variant, VT_UI4, number);
-        ComPointer<IVirtualSerialDevice> found;
+        ComPointer<Device> found;
         EXPECT_RESULT(
             asIndex == S_OK && number != 0 ? E_INVALIDARG : asIndex, devices->get_Item(variant, found.put()));
         EXPECT_EQ(static_cast<bool>(found), asIndex == S_OK && number == 0);
@@ -70,7 +74,7 @@ TEST_F(HostileClient, VariantsOfOtherTypesAreRefusedOrConverted) {
     }
 }
 
-// A client's own object with the face of a device or a pin, for those who only query it. What it says of interfaces
+// A client's own object, with the face of a device or a pin for those who only query it. What it says of interfaces
 // that it cannot know varies.
 struct Impostor : Callback {
     using Callback::Callback;
@@ -79,38 +83,108 @@ struct Impostor : Callback {
         *object = nullptr;
         return answer;
     }
-    template <class Interface>
-    Interface* as() {
-        return reinterpret_cast<Interface*>(static_cast<IDispatch*>(this));
-    }
 
     HRESULT answer = E_NOINTERFACE;
 };
 
 TEST_F(HostileClient, ForeignDevicesAndPinsAreRefused) {
-    Journal journal;
     Impostor impostor(journal, "impostor");
-    const auto socket = readObject(device5(), &IVirtualSerialDevice::get_localSocket);
+    auto* asDevice = reinterpret_cast<Device*>(static_cast<IDispatch*>(&impostor));
+    auto* asPin = reinterpret_cast<IPin*>(static_cast<IDispatch*>(&impostor));
+    const auto socket = readObject(device5(), &Device::get_localSocket);
     const auto pin = readObject(*socket, &ISocket::get_RI);
     forgetCalls();
     for (const HRESULT answer : {E_NOINTERFACE, E_ACCESSDENIED, S_OK}) {
         SCOPED_TRACE(answer);
         impostor.answer = answer;
-        EXPECT_RESULT(
-            FAILED(answer) ? answer : E_NOINTERFACE,
-            device5().createBridge(impostor.as<IVirtualSerialDevice>(), VARIANT_FALSE));
-        EXPECT_RESULT(E_NOINTERFACE, pin->sendTo(impostor.as<IPin>()));
-        EXPECT_RESULT(E_NOINTERFACE, pin->removeConnectionTo(impostor.as<IPin>()));
+        const HRESULT expected = FAILED(answer) ? answer : E_NOINTERFACE;
+        EXPECT_RESULT(expected, device5().createBridge(asDevice, VARIANT_FALSE));
+        EXPECT_RESULT(E_NOINTERFACE, pin->sendTo(asPin));
+        EXPECT_RESULT(E_NOINTERFACE, pin->removeConnectionTo(asPin));
     }
-    EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
+    EXPECT_EQ(steps(), "");
 
     // The same port, known to another library object: a partner like any other, but its pins are another device's.
     const auto same = device(*createLibrary(), L"COM5");
-    const auto others = readObject(*readObject(*same, &IVirtualSerialDevice::get_localSocket), &ISocket::get_RI);
+    const auto others = readObject(*readObject(*same, &Device::get_localSocket), &ISocket::get_RI);
     EXPECT_RESULT(S_OK, device5().createBridge(same.get(), VARIANT_FALSE));
     EXPECT_RESULT(E_INVALIDARG, pin->sendTo(others.get()));
     removePort();
     EXPECT_RESULT(E_HANDLE, same->createBridge(&device5(), VARIANT_FALSE));
+}
+
+TEST_F(HostileClient, NullPointersAreRefusedBeforeAnythingIsDone) {
+    const auto library = this->library();
+    const auto devices = collection(*library);
+    const auto array = readObject(*library, &IVirtualSerialLibrary::get_devicesArray);
+    const auto unknown = readObject(*devices, &IDeviceCollection::get__NewEnum);
+    ComPointer<IEnumVARIANT> enumerator;
+    require(unknown->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(enumerator.put())), "enumerator");
+    const auto socket = readObject(device5(), &Device::get_localSocket);
+    const auto pin = readObject(*socket, &ISocket::get_RI);
+    const auto factory = classFactory();
+    Callback script(journal, "script");
+    Variant element;
+    ULONG fetched = 0;
+    forgetCalls();
+
+    const HRESULT results[] = {
+        library->createDevice(Variant(L"COM7"), nullptr),
+        library->get_devicesCollection(nullptr),
+        library->get_devicesArray(nullptr),
+        library->addListener(nullptr),
+        library->added(script.variant(), nullptr),
+        library->deleted(script.variant(), nullptr),
+        library->changed(Variant(1L), nullptr),
+        devices->get_Count(nullptr),
+        devices->get_Item(Variant(0L), nullptr),
+        devices->get__NewEnum(nullptr),
+        enumerator->Next(1, nullptr, &fetched),
+        enumerator->Next(2, &element, nullptr),
+        enumerator->Next(0, &element, nullptr),
+        enumerator->Clone(nullptr),
+        device5().createBridge(nullptr, VARIANT_TRUE),
+        pin->sendTo(nullptr),
+        pin->removeConnectionTo(nullptr),
+        dll().getClassObject(__uuidof(VirtualSerialLibrary), IID_IUnknown, nullptr),
+        factory->CreateInstance(nullptr, IID_IUnknown, nullptr)};
+    for (const auto& result : results)
+        EXPECT_RESULT(E_POINTER, result) << "number " << &result - results;
+    for (const auto getter :
+         {&ISocket::get_DTR, &ISocket::get_DSR, &ISocket::get_DCD, &ISocket::get_RTS, &ISocket::get_CTS,
+          &ISocket::get_RI})
+        EXPECT_RESULT(E_POINTER, (socket.get()->*getter)(nullptr));
+    EXPECT_RESULT(S_OK, library->removeListener(nullptr)); // it was never added
+    EXPECT_EQ(script.references(), 0);
+
+    for (IUnknown* object : std::initializer_list<IUnknown*>{
+             library.get(), devices.get(), array.get(), enumerator.get(), &device5(), socket.get(), pin.get(),
+             factory.get()})
+        EXPECT_RESULT(E_POINTER, object->QueryInterface(IID_IUnknown, nullptr));
+    DISPID id = 0;
+    OLECHAR name[] = L"length";
+    LPOLESTR names[] = {name, nullptr};
+    for (IDispatch* object : std::initializer_list<IDispatch*>{
+             library.get(), devices.get(), array.get(), &device5(), socket.get(), pin.get()}) {
+        EXPECT_RESULT(E_POINTER, object->GetTypeInfoCount(nullptr));
+        EXPECT_RESULT(E_POINTER, object->GetIDsOfNames(IID_NULL, nullptr, 1, 0, &id));
+        EXPECT_RESULT(E_POINTER, object->GetIDsOfNames(IID_NULL, names, 1, 0, nullptr));
+        EXPECT_RESULT(E_POINTER, object->GetIDsOfNames(IID_NULL, names + 1, 1, 0, &id));
+        EXPECT_RESULT(object == array.get() ? E_NOTIMPL : E_POINTER, object->GetTypeInfo(0, 0, nullptr));
+    }
+    EXPECT_EQ(steps(), "");
+    EXPECT_RESULT(E_POINTER, library->dispatchEvents(nullptr, 1)); // noticed when its turn comes
+}
+
+TEST_F(HostileClient, ArgumentsThatAreNotThereAreRefused) {
+    VARIANTARG argument{};
+    DISPPARAMS noArguments{nullptr, nullptr, 1, 0};
+    DISPPARAMS noNames{&argument, nullptr, 1, 1};
+    for (auto* parameters : {static_cast<DISPPARAMS*>(nullptr), &noArguments, &noNames})
+        EXPECT_RESULT(
+            E_INVALIDARG,
+            device5().Invoke(540, IID_NULL, 0, DISPATCH_PROPERTYPUT, parameters, nullptr, nullptr, nullptr));
+    EXPECT_TRUE(driver().requests.empty());
 }
 
 } // namespace

@@ -14,11 +14,9 @@ using Device = IVirtualSerialDevice;
 inline const std::wstring kPipe = L"\\\\.\\pipe\\Serial1";
 
 // What a member does once its port is gone. Intended that it differs.
-enum class WhenRemoved {
-    Answers, // from what the object knows
-    Refuses, // before anything else
-    Asks     // and reports that the control path does not open
-};
+inline constexpr HRESULT kAnswers = S_OK;                                  // from what the object knows
+inline constexpr HRESULT kRefuses = E_HANDLE;                              // before anything else
+inline constexpr HRESULT kAsks = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND); // the control path does not open
 
 struct Answer {
     HRESULT result;
@@ -29,7 +27,7 @@ struct Answer {
 
 struct Member {
     const char* name;
-    WhenRemoved whenRemoved;
+    HRESULT whenRemoved;
     // The result parameter, if there is one, may be a null pointer.
     std::function<Answer(Device& device, bool withNullPointer)> call;
     std::string steps; // see OnePort
@@ -38,7 +36,7 @@ struct Member {
 
 template <class Value>
 Member reading(
-    const char* name, WhenRemoved whenRemoved, HRESULT (STDMETHODCALLTYPE Device::*getter)(Value*),
+    const char* name, HRESULT whenRemoved, HRESULT (STDMETHODCALLTYPE Device::*getter)(Value*),
     std::string steps = "") {
     const auto call = [getter](Device& device, bool withNullPointer) -> Answer {
         if constexpr (std::is_same_v<Value, BSTR>) {
@@ -62,7 +60,7 @@ Member reading(
 }
 
 template <class Action>
-Member doing(const char* name, WhenRemoved whenRemoved, Action action, std::string steps) {
+Member doing(const char* name, HRESULT whenRemoved, Action action, std::string steps) {
     return {name, whenRemoved, [action](Device& device, bool) { return Answer{action(device)}; }, std::move(steps)};
 }
 
@@ -94,43 +92,41 @@ CloseHandle(process HOST)
 // What asks about a connection comes after what makes it.
 // clang-format off
 inline const Member kMembers[] = {
-    reading("path", WhenRemoved::Answers, &Device::get_path, "SysAllocStringLen(SERIAL)\n"),
-    reading("portName", WhenRemoved::Answers, &Device::get_portName, "SysAllocStringLen(COM5)\n"),
-    reading("deleted", WhenRemoved::Answers, &Device::get_deleted),
-    reading("vLibrary", WhenRemoved::Answers, &Device::get_vLibrary),
-    reading("localSocket", WhenRemoved::Answers, &Device::get_localSocket),
-    reading("remoteSocket", WhenRemoved::Answers, &Device::get_remoteSocket),
-    reading("mode", WhenRemoved::Refuses, &Device::get_mode, "request 0x81f16008\n"),
-    reading("enabled", WhenRemoved::Refuses, &Device::get_enabled, "request 0x81f16044\n"),
-    doing("put enabled", WhenRemoved::Refuses, [](auto& d) { return d.put_enabled(VARIANT_TRUE); },
-          "request 0x81f1a048\n"),
-    reading("connections", WhenRemoved::Refuses, &Device::get_connections, "request 0x81f16038\n"),
-    reading("bytesSent", WhenRemoved::Refuses, &Device::get_bytesSent, "request 0x81f16038\n"),
-    reading("bytesReceived", WhenRemoved::Refuses, &Device::get_bytesReceived, "request 0x81f16038\n"),
-    reading("emulateTxOverflow", WhenRemoved::Asks, &Device::get_emulateTxOverflow, "request 0x81f16080\n"),
-    doing("put emulateTxOverflow", WhenRemoved::Asks, [](auto& d) { return d.put_emulateTxOverflow(VARIANT_TRUE); },
+    reading("path", kAnswers, &Device::get_path, "SysAllocStringLen(SERIAL)\n"),
+    reading("portName", kAnswers, &Device::get_portName, "SysAllocStringLen(COM5)\n"),
+    reading("deleted", kAnswers, &Device::get_deleted),
+    reading("vLibrary", kAnswers, &Device::get_vLibrary),
+    reading("localSocket", kAnswers, &Device::get_localSocket),
+    reading("remoteSocket", kAnswers, &Device::get_remoteSocket),
+    reading("mode", kRefuses, &Device::get_mode, "request 0x81f16008\n"),
+    reading("enabled", kRefuses, &Device::get_enabled, "request 0x81f16044\n"),
+    doing("put enabled", kRefuses, [](auto& d) { return d.put_enabled(VARIANT_TRUE); }, "request 0x81f1a048\n"),
+    reading("connections", kRefuses, &Device::get_connections, "request 0x81f16038\n"),
+    reading("bytesSent", kRefuses, &Device::get_bytesSent, "request 0x81f16038\n"),
+    reading("bytesReceived", kRefuses, &Device::get_bytesReceived, "request 0x81f16038\n"),
+    reading("emulateTxOverflow", kAsks, &Device::get_emulateTxOverflow, "request 0x81f16080\n"),
+    doing("put emulateTxOverflow", kAsks, [](auto& d) { return d.put_emulateTxOverflow(VARIANT_TRUE); },
           "request 0x81f1a064\n"),
-    reading("crossoverProbability", WhenRemoved::Asks, &Device::get_crossoverProbability, "request 0x81f16060\n"),
-    doing("put crossoverProbability", WhenRemoved::Asks, [](auto& d) { return d.put_crossoverProbability(0.1); },
+    reading("crossoverProbability", kAsks, &Device::get_crossoverProbability, "request 0x81f16060\n"),
+    doing("put crossoverProbability", kAsks, [](auto& d) { return d.put_crossoverProbability(0.1); },
           "request 0x81f1a05c\n"),
-    doing("disconnectDevice", WhenRemoved::Refuses, [](auto& d) { return d.disconnectDevice(); },
-          "request 0x81f1a014\n"),
-    doing("startListening", WhenRemoved::Refuses, [](auto& d) { return d.startListening(Variant()); }, kListening),
-    reading("securityDescriptor", WhenRemoved::Refuses, &Device::get_securityDescriptor,
+    doing("disconnectDevice", kRefuses, [](auto& d) { return d.disconnectDevice(); }, "request 0x81f1a014\n"),
+    doing("startListening", kRefuses, [](auto& d) { return d.startListening(Variant()); }, kListening),
+    reading("securityDescriptor", kRefuses, &Device::get_securityDescriptor,
             "request 0x81f16040\nSysAllocStringLen(some text)\n"),
-    doing("connectToPipe", WhenRemoved::Refuses, [](auto& d) { return d.connectToPipe(Bstr(kPipe).get()); },
+    doing("connectToPipe", kRefuses, [](auto& d) { return d.connectToPipe(Bstr(kPipe).get()); },
           "CreateFileW(\\\\.\\pipe\\Serial1, 0xc0000000, 3, no attributes, 3, 0x40000000, no template)\n" +
           handingOver("\\\\.\\pipe\\Serial1") + "request 0x81f1a00c\nCloseHandle(file \\\\.\\pipe\\Serial1)\n"),
-    doing("createAndConnectPipe", WhenRemoved::Refuses,
+    doing("createAndConnectPipe", kRefuses,
           [](auto& d) { return d.createAndConnectPipe(Bstr(kPipe).get(), 7, 4096, 512, 0xFFFFFFFF); },
           "CreateNamedPipeW(\\\\.\\pipe\\Serial1, 0x40000003, 0, 7, 4096, 512, 4294967295, no attributes)\n" +
           handingOver("\\\\.\\pipe\\Serial1") + "request 0x81f1a00c\nCloseHandle(file \\\\.\\pipe\\Serial1)\n"),
-    reading("PipeName", WhenRemoved::Refuses, &Device::get_PipeName,
+    reading("PipeName", kRefuses, &Device::get_PipeName,
             "request 0x81f16020\n" + kNamingHandle + "SysAllocStringLen(\\\\.\\pipe\\Serial1)\n"),
-    doing("createBridge", WhenRemoved::Refuses, [](auto& d) { return d.createBridge(&d, VARIANT_TRUE); },
+    doing("createBridge", kRefuses, [](auto& d) { return d.createBridge(&d, VARIANT_TRUE); },
           kListening + "request 0x81f1a028\n"),
-    reading("pair", WhenRemoved::Refuses, &Device::get_pair, "request 0x81f16018\n"),
-    doing("createRemoteBridge", WhenRemoved::Refuses,
+    reading("pair", kRefuses, &Device::get_pair, "request 0x81f16018\n"),
+    doing("createRemoteBridge", kRefuses,
           [](auto& d) {
               return d.createRemoteBridge(
                   nullptr, Bstr(L"far").get(), VARIANT_TRUE, Bstr(L"ann").get(), Bstr(L"key").get(),
@@ -145,24 +141,21 @@ CloseHandle(token of bob)
 CloseHandle(token of ann)
 request 0x81f1a028
 )"),
-    reading("remoteServer", WhenRemoved::Asks, &Device::get_remoteServer,
-            "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
-    reading("remotePort", WhenRemoved::Asks, &Device::get_remotePort,
-            "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
-    reading("remoteEndpoint", WhenRemoved::Asks, &Device::get_remoteEndpoint,
+    reading("remoteServer", kAsks, &Device::get_remoteServer, "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
+    reading("remotePort", kAsks, &Device::get_remotePort, "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
+    reading("remoteEndpoint", kAsks, &Device::get_remoteEndpoint,
             "request 0x81f1602c\nGetComputerNameExW(1, 16)\nSysAllocStringLen(\\\\some text\\some text)\n"),
-    doing("restoreDefaultPins", WhenRemoved::Asks, [](auto& d) { return d.restoreDefaultPins(); },
-          "request 0x81f1a04c\n"),
-    doing("sendTo", WhenRemoved::Asks, connectPins, "request 0x81f1a04c\n"),
-    doing("connectToFiles", WhenRemoved::Refuses,
+    doing("restoreDefaultPins", kAsks, [](auto& d) { return d.restoreDefaultPins(); }, "request 0x81f1a04c\n"),
+    doing("sendTo", kAsks, connectPins, "request 0x81f1a04c\n"),
+    doing("connectToFiles", kRefuses,
           [](auto& d) { return d.connectToFiles(Bstr(L"C:\\in").get(), Bstr(L"C:\\out").get(), CTF_OpenAlways); },
           "CreateFileW(C:\\in, 0x80000000, 3, no attributes, 3, 0x40000000, no template)\n"
           "CreateFileW(C:\\out, 0x40000000, 1, no attributes, 4, 0x40000000, no template)\n" +
           handingOver("C:\\out") + handingOver("C:\\in") +
           "request 0x81f1a01c\nCloseHandle(file C:\\out)\nCloseHandle(file C:\\in)\n"),
-    reading("inputFileName", WhenRemoved::Refuses, &Device::get_inputFileName,
+    reading("inputFileName", kRefuses, &Device::get_inputFileName,
             "request 0x81f16024\n" + kNamingHandle + "SysAllocStringLen(\\Serial1)\n"),
-    reading("outputFileName", WhenRemoved::Refuses, &Device::get_outputFileName,
+    reading("outputFileName", kRefuses, &Device::get_outputFileName,
             "request 0x81f16024\n" + kNamingHandle + "SysAllocStringLen(\\Serial1)\n"),
 };
 // clang-format on
