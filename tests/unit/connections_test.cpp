@@ -69,15 +69,6 @@ TEST_F(Connections, HandlesAreThoseOfTheHostWhichMayRefuseThem) {
     EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME), device5().createAndConnectPipe(nullptr, 1, 0, 0, 0));
 }
 
-TEST_F(Connections, NameOfAPipeMayFillTheBuffer) {
-    const std::wstring longest = L"\\\\.\\pipe" + std::wstring(358, L'x');
-    driver().state.pipe.pipe = host().own(std::make_shared<File>(longest));
-    EXPECT_EQ(readText(device5(), &IVirtualSerialDevice::get_PipeName), longest);
-    driver().state.pipe.pipe = host().own(std::make_shared<File>(longest + L"x"));
-    Bstr name;
-    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_MORE_DATA), device5().get_PipeName(name.put()));
-}
-
 TEST_F(Connections, PartnerOfABridgeListensToEveryoneAndIsNamed) {
     const auto partner = device(*library(), L"COM6");
     for (const auto permanent : std::initializer_list<VARIANT_BOOL>{-1, 0, 1}) {

@@ -12,34 +12,21 @@ constexpr HRESULT kNumberTaken = static_cast<HRESULT>(0x800702BA);
 
 using Texts = std::vector<std::string>;
 
-class Creation : public SimulationTest {
+class Creation : public OnePort {
 protected:
-    void SetUp() override { library_ = createLibrary(); }
-
-    void TearDown() override {
-        library_ = {};
-        SimulationTest::TearDown();
-    }
-
     HRESULT create(const VARIANT& portName) {
         ComPointer<IVirtualSerialDevice> device;
-        const HRESULT result = library_->createDevice(portName, device.put());
+        const HRESULT result = library()->createDevice(portName, device.put());
         EXPECT_EQ(static_cast<bool>(device), SUCCEEDED(result));
         return result;
     }
     HRESULT create(const wchar_t* portName) { return create(Variant(portName)); }
 
-    ComPointer<IVirtualSerialDevice> created(const wchar_t* portName) { return createDevice(*library_, portName); }
     DeviceNode& node() { return machine.plugAndPlay.latest(); }
-
-private:
-    ComPointer<IVirtualSerialLibrary> library_;
 };
 
 TEST_F(Creation, TakesTheStepsInTheirOrder) {
-    machine.addSerialPort(L"COM1");
-    machine.calls.clear();
-    const auto device = created(L"COM7");
+    const auto device = createDevice(*library(), L"COM7");
     EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_portName), L"COM7");
     EXPECT_EQ(node().hardwareIds, std::wstring(L"QELTRAVIRT\\QeltraZorvan3\0\0", 26));
     EXPECT_EQ(
@@ -93,7 +80,6 @@ TEST_F(Creation, RefusesNumbersOfPresentPortsOnly) {
 
 TEST_F(Creation, FailedInstallationReleasesTheNumberUnlessARestartIsNeeded) {
     machine.plugAndPlay.installation.error = ERROR_CANCELLED;
-    machine.calls.clear();
     // Intended: the number is released before the error is read.
     machine.calls.after("ComDBReleasePort", 1, [] { SetLastError(ERROR_BUSY); });
     EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), create(L"COM7"));
@@ -106,31 +92,26 @@ TEST_F(Creation, FailedInstallationReleasesTheNumberUnlessARestartIsNeeded) {
 
 // At most 119 pauses of half a second; none when a restart is needed anyway.
 TEST_F(Creation, LooksForTheDeviceUntilItAppearsOrARestartIsNeeded) {
-    const struct {
-        bool rebootNeeded;
-        DWORD installFlags;
-        int looksUntilPresent;
-        HRESULT result;
-        std::size_t pauses;
-    } rows[] = {
-        {true, 0, 0, kRestartNeeded, 0},
-        {false, DI_NEEDREBOOT, 0, kRestartNeeded, 0},
-        {false, DI_NEEDRESTART, 0, kRestartNeeded, 0},
-        {false, ~DWORD{DI_NEEDREBOOT | DI_NEEDRESTART}, 0, S_OK, 1},
-        {false, 0, 118, S_OK, 119},
-        {false, 0, Installation::kNever, kRestartNeeded, 119},
+    const std::pair<Installation, std::size_t> rows[] = {
+        {{ERROR_SUCCESS, true, 0, 0}, 0},
+        {{ERROR_SUCCESS, false, DI_NEEDREBOOT, 0}, 0},
+        {{ERROR_SUCCESS, false, DI_NEEDRESTART, 0}, 0},
+        {{ERROR_SUCCESS, false, ~DWORD{DI_NEEDREBOOT | DI_NEEDRESTART}, 0}, 1},
+        {{ERROR_SUCCESS, false, 0, 118}, 119},
+        {{ERROR_SUCCESS, false, 0, Installation::kNever}, 119},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        machine.plugAndPlay.installation = {ERROR_SUCCESS, row.rebootNeeded, row.installFlags, row.looksUntilPresent};
+    for (const auto& [installation, pauses] : rows) {
+        SCOPED_TRACE(pauses);
+        const bool appears = pauses != 0 && installation.looksUntilPresent != Installation::kNever;
+        machine.plugAndPlay.installation = installation;
         machine.calls.clear();
-        EXPECT_RESULT(row.result, create(L""));
-        EXPECT_EQ(machine.calls.texts("Sleep"), Texts(row.pauses, "Sleep(500)"));
+        EXPECT_RESULT(appears ? S_OK : kRestartNeeded, create(L""));
+        EXPECT_EQ(machine.calls.texts("Sleep"), Texts(pauses, "Sleep(500)"));
     }
 }
 
 TEST_F(Creation, IsUndoneStepByStep) {
-    const auto device = created(L"COM7");
+    const auto device = createDevice(*library(), L"COM7");
     machine.calls.clear();
     EXPECT_RESULT(S_OK, device->deleteDevice());
     EXPECT_EQ(

@@ -16,66 +16,43 @@ const char* const kEverything = "released claimed dos key friendly property driv
 const Texts kReported{"listener changed COM6 name"};
 const Texts kReportedWithoutChange{"listener changed COM5 name"};
 
-class Rename : public SimulationTest {
+class Rename : public OnePort {
 protected:
     Journal journal;
     Listener listener{journal, "listener"};
-    DeviceNode* port = nullptr;
-    ComPointer<IVirtualSerialLibrary> library;
-    ComPointer<IVirtualSerialDevice> device;
 
     // A machine with COM5, which all of the system knows by that name.
-    void prepare() {
-        release();
+    void SetUp() override {
+        releaseDevice();
         machine.plugAndPlay.nodes().clear();
-        port = &machine.addPort(L"COM5");
-        port->friendlyName = L"Serial port (COM5)";
+        OnePort::SetUp();
+        port().friendlyName = L"Serial port (COM5)";
         machine.portDatabase.claimed = {5};
         machine.dosNames.targets = {{L"COM5", L"\\Device\\Serial5"}};
+        EXPECT_RESULT(S_OK, library()->addListener(&listener));
         journal.clear();
-        library = createLibrary();
-        EXPECT_RESULT(S_OK, library->addListener(&listener));
-        device = SimulationTest::device(*library, L"COM5");
-        machine.calls.clear();
     }
 
-    HRESULT rename(const std::wstring& name) { return device->put_portName(Bstr(name).get()); }
-    std::wstring property() const { return readText(*device, &IVirtualSerialDevice::get_portName); }
+    HRESULT rename(const std::wstring& name) { return device5().put_portName(Bstr(name).get()); }
+    std::wstring property() { return readText(device5(), &IVirtualSerialDevice::get_portName); }
 
     // What a rename to COM6 has not done.
-    std::string undone() const {
+    std::string undone() {
         std::string words;
         const auto add = [&](const char* what, bool isDone) { words += isDone ? "" : std::string(what) + " "; };
-        const auto addText = [&](const char* what, const std::wstring& text, const wchar_t* before,
-                                 const wchar_t* after) {
-            add(what, text == after);
-            EXPECT_TRUE(text == before || text == after) << what << ": " << describe(text);
-        };
-        const auto told = port->driver.records(Set::PortName);
         add("released", !machine.portDatabase.claimed.contains(5));
         add("claimed", machine.portDatabase.claimed.contains(6));
         add("dos", machine.dosNames.targets.empty());
-        addText("key", port->portName(), L"COM5", L"COM6");
-        addText("friendly", *port->friendlyName, L"Serial port (COM5)", L"Serial port (COM6)");
-        addText("property", property(), L"COM5", L"COM6");
+        add("key", port().portName() == L"COM6");
+        add("friendly", port().friendlyName == L"Serial port (COM6)");
+        add("property", property() == L"COM6");
+        const auto told = driver().records(Set::PortName);
         add("driver", told == std::vector<Bytes>{protocol::RecordWriter().appendString(L"COM6").bytes()});
         return words;
-    }
-
-    void TearDown() override {
-        release();
-        SimulationTest::TearDown();
-    }
-
-private:
-    void release() {
-        device = {};
-        library = {};
     }
 };
 
 TEST_F(Rename, TakesItsStepsInOrder) {
-    prepare();
     auto& neighbour = machine.addPort(L"COM8");
     neighbour.friendlyName = L"COM5 is my neighbour";
     EXPECT_RESULT(S_OK, rename(L"COM6"));
@@ -134,7 +111,7 @@ TEST_F(Rename, EachStepMayFail) {
     for (const auto& row : rows) {
         SCOPED_TRACE(
             std::string(row.function) + " " + std::to_string(row.nth) + ", row " + std::to_string(&row - rows));
-        prepare();
+        SetUp();
         machine.fail(row.function, row.nth, row.error);
         EXPECT_RESULT(row.result, rename(L"COM6"));
         EXPECT_EQ(undone(), row.undone);
@@ -156,28 +133,28 @@ TEST_F(Rename, FriendlyNameIsEditedWhereverItSaysTheOldName) {
     };
     for (const auto& [before, name, after] : rows) {
         SCOPED_TRACE(describe(before));
-        prepare();
-        port->friendlyName = before;
+        SetUp();
+        port().friendlyName = before;
         EXPECT_RESULT(S_OK, rename(name));
-        EXPECT_EQ(port->friendlyName, after);
-        EXPECT_EQ(port->driver.records(Set::PortName).size(), before == after ? 0U : 1U);
+        EXPECT_EQ(port().friendlyName, after);
+        EXPECT_EQ(driver().records(Set::PortName).size(), before == after ? 0U : 1U);
         EXPECT_EQ(property(), name);
     }
-    prepare();
+    SetUp();
     EXPECT_RESULT(S_OK, rename(std::wstring(L"COM6\0COM7", 9))); // a name ends where it says
     EXPECT_EQ(undone(), "");
-    prepare();
-    EXPECT_RESULT(S_OK, device->put_portName(nullptr));
-    EXPECT_EQ(port->portName(), L"");
+    SetUp();
+    EXPECT_RESULT(S_OK, device5().put_portName(nullptr));
+    EXPECT_EQ(port().portName(), L"");
     EXPECT_EQ(machine.portDatabase.claimed, std::set<DWORD>{0}); // what has no number claims 0
 }
 
 TEST_F(Rename, DeviceThatHasAnotherNameByNowIsLeftAloneAndReported) {
     for (const auto* name : {L"COM9", L"com5"}) {
-        prepare();
-        port->setPortName(name);
+        SetUp();
+        port().setPortName(name);
         EXPECT_RESULT(S_OK, rename(L"COM6"));
-        EXPECT_EQ(port->portName(), name);
+        EXPECT_EQ(port().portName(), name);
         EXPECT_EQ(machine.portDatabase.claimed, std::set<DWORD>{5});
         EXPECT_EQ(journal.texts(), kReportedWithoutChange);
     }
