@@ -37,22 +37,14 @@ TEST_F(Creation, TakesTheStepsInTheirOrder) {
     EXPECT_EQ(
         Texts(first, std::find(first, all.end(), "Sleep(500)")),
         (Texts{
-            "ComDBOpen()",
-            "SetupDiCreateDeviceInfoList(Ports, no window)",
-            "SetupDiClassNameFromGuidW(Ports, 32)",
-            "SetupDiCreateDeviceInfoW(Ports, Ports, null, 0x1)",
-            "SetupDiSetDeviceRegistryPropertyW(1, 52)",
-            "SetupDiCallClassInstaller(0x19)",
-            "ComDBClaimPort(7, force)",
+            "ComDBOpen()", "SetupDiCreateDeviceInfoList(Ports, no window)", "SetupDiClassNameFromGuidW(Ports, 32)",
+            "SetupDiCreateDeviceInfoW(Ports, Ports, null, 0x1)", "SetupDiSetDeviceRegistryPropertyW(1, 52)",
+            "SetupDiCallClassInstaller(0x19)", "ComDBClaimPort(7, force)",
             "SetupDiCreateDevRegKeyW(1, 0, 1, no INF, no section)",
             "RegSetValueExW(key of ROOT\\PORTS\\0001, PortName, 1, COM7, 10)",
-            "RegCloseKey(key of ROOT\\PORTS\\0001)",
-            "DiInstallDevice(best driver, 0x1)",
-            "SetupDiGetDeviceInstallParamsW(584)",
-            "CM_Get_Device_IDW(2, 200, 0)",
-            "SetupDiDestroyDeviceInfoList()",
-            "ComDBClose()",
-        }));
+            "RegCloseKey(key of ROOT\\PORTS\\0001)", "DiInstallDevice(best driver, 0x1)",
+            "SetupDiGetDeviceInstallParamsW(584)", "CM_Get_Device_IDW(2, 200, 0)", "SetupDiDestroyDeviceInfoList()",
+            "ComDBClose()"}));
 }
 
 TEST_F(Creation, LeavesTheNumberToTheSystemWhenNoneIsAskedFor) {
@@ -118,13 +110,9 @@ TEST_F(Creation, IsUndoneStepByStep) {
         machine.calls.texts(), (Texts{
                                    "SetupDiCreateDeviceInfoList(null, no window)",
                                    "SetupDiOpenDeviceInterfaceW(" + describe(*node().controlPath) + ", 0)",
-                                   "SetupDiEnumDeviceInfo(0)",
-                                   "SetupDiSetClassInstallParamsW(8, 0x5, 16)",
-                                   "SetupDiCallClassInstaller(0x5)",
-                                   "SetupDiGetDeviceInstallParamsW(584)",
-                                   "SetupDiDeleteDeviceInterfaceData(control)",
-                                   "SetupDiDestroyDeviceInfoList()",
-                               }));
+                                   "SetupDiEnumDeviceInfo(0)", "SetupDiSetClassInstallParamsW(8, 0x5, 16)",
+                                   "SetupDiCallClassInstaller(0x5)", "SetupDiGetDeviceInstallParamsW(584)",
+                                   "SetupDiDeleteDeviceInterfaceData(control)", "SetupDiDestroyDeviceInfoList()"}));
     EXPECT_FALSE(node().present);
     EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_FALSE); // the next look tells
     EXPECT_RESULT(0xE0000225, device->deleteDevice());                           // a negative error passes unchanged

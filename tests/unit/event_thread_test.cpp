@@ -34,6 +34,10 @@ TEST_F(EventThread, SetsUpAWindowForNotificationsAndTakesAllDown) {
             "RegisterClassExW()", "CreateWindowExW(0x0, 0x56000000, message-only)",
             "RegisterDeviceNotificationW(32, 5, control, 0)", "PostMessageW(0x12)", "UnregisterDeviceNotification()",
             "DestroyWindow()", "UnregisterClassW()"}));
+    const auto library = createLibrary();
+    machine.calls.clear();
+    createLibrary();
+    EXPECT_EQ(callsOf(machine, {"RegisterClassExW", "UnregisterClassW"}), Texts()) << "the class is shared";
 }
 
 TEST_F(EventThread, OnlyNewsOfDeviceInterfacesLeadToALook) {
@@ -146,6 +150,7 @@ TEST_F(EventThread, ListenerMayTakeItsTime) {
     library = {}; // the report has a reference of its own
     released.arrive();
     announcing.join();
+    machine.threads.awaitEnd();
     EXPECT_EQ(journal.texts(), Texts{"listener added COM6"});
 }
 

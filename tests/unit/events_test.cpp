@@ -19,12 +19,6 @@ protected:
     Callback other{journal, "other"};
     Callback keepAlive{journal, "keep-alive"};
 
-    ComPointer<IVirtualSerialLibrary> listenedTo() {
-        auto library = createLibrary();
-        EXPECT_RESULT(S_OK, library->addListener(&first));
-        return library;
-    }
-
     void expectAllOn(DWORD thread) const {
         for (const auto& entry : journal.entries())
             EXPECT_EQ(entry.thread, thread) << entry.text;
@@ -59,9 +53,10 @@ protected:
 
 TEST_F(Events, AddedBeforeDeletedAndListenersInTheirOrderOnTheEventThread) {
     auto& port = machine.addPort(L"COM5");
-    const auto library = listenedTo();
+    const auto library = createLibrary();
+    for (auto* listener : {&first, &second})
+        EXPECT_RESULT(S_OK, library->addListener(listener));
     first.onEvent = [] { return E_FAIL; }; // which nobody looks at
-    EXPECT_RESULT(S_OK, library->addListener(&second));
     changePorts(port);
     EXPECT_EQ(
         journal.texts(),
@@ -92,7 +87,8 @@ TEST_F(Events, ScriptsAreToldInTheOrderOfTheQueueOnTheDispatchingThreadOnly) {
 TEST_F(Events, DriversSignalIsOneChangeOfModeOnTheEventThread) {
     machine.addPort(L"COM5");
     auto& port = machine.addPort(L"COM6");
-    const auto library = listenedTo();
+    const auto library = createLibrary();
+    EXPECT_RESULT(S_OK, library->addListener(&first));
     machine.signal(port);
     journal.await(1);
     machine.change([&] { port.setPortName(L"COM9"); });

@@ -89,22 +89,27 @@ TEST_F(HostileDriver, RepliesAreReadAsFarAsTheyGo) {
     const Driver honest = driver();
     const auto held = machine.held();
     const auto replies = allReplies();
+    std::size_t tried = 0;
     for (const auto& member : kMembers) {
-        forgetCalls();
         if (!kMeanings.contains(member.name))
             continue;
+        ++tried;
+        forgetCalls();
         member.call(device5(), false);
         const auto code = driver().requests.at(0).code;
         for (const auto& reply : replies) {
             SCOPED_TRACE(std::string(member.name) + ", " + std::to_string(reply.size()) + " bytes");
             driver().answer(code, reply);
-            ASSERT_TRUE(member.call(device5(), false) == kMeanings.at(member.name)(Reply(reply)));
+            const auto answer = member.call(device5(), false);
+            const auto expected = kMeanings.at(member.name)(Reply(reply));
+            ASSERT_RESULT(expected.result, answer.result);
+            ASSERT_EQ(expected.value, answer.value);
             forgetCalls();
         }
         driver() = honest;
     }
+    EXPECT_EQ(tried, kMeanings.size());
     EXPECT_EQ(machine.held(), held);
-    EXPECT_EQ(read(device5(), &Device::get_mode), VSDM_Listening);
 }
 
 // Whatever the driver says of its process, the device is there; its event is handed over if that process takes it.

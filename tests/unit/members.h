@@ -21,8 +21,6 @@ inline constexpr HRESULT kAsks = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND); // th
 struct Answer {
     HRESULT result;
     std::wstring value = L""; // as a text, where it has one
-
-    bool operator==(const Answer&) const = default;
 };
 
 struct Member {
@@ -80,14 +78,11 @@ inline const std::string kListening =
 
 // The host process has the file open as its handle 0x77.
 inline constexpr std::uint64_t kHostHandle = 0x77;
-inline const std::string kNamingHandle = R"(OpenProcess(0x40, not inheritable, HOST)
-DuplicateHandle(process HOST, 0x77, own, 0x80, not inheritable, 0x0)
-GetModuleHandleW(KERNEL32)
-GetProcAddress(GetFileInformationByHandleEx)
-GetFileInformationByHandleEx(file \\.\pipe\Serial1, 2, 720)
-CloseHandle(file \\.\pipe\Serial1)
-CloseHandle(process HOST)
-)";
+inline const std::string kNamingHandle = "OpenProcess(0x40, not inheritable, HOST)\n"
+                                         "DuplicateHandle(process HOST, 0x77, own, 0x80, not inheritable, 0x0)\n"
+                                         "GetModuleHandleW(KERNEL32)\nGetProcAddress(GetFileInformationByHandleEx)\n"
+                                         "GetFileInformationByHandleEx(file \\\\.\\pipe\\Serial1, 2, 720)\n"
+                                         "CloseHandle(file \\\\.\\pipe\\Serial1)\nCloseHandle(process HOST)\n";
 
 // What asks about a connection comes after what makes it.
 // clang-format off
@@ -127,20 +122,11 @@ inline const Member kMembers[] = {
           kListening + "request 0x81f1a028\n"),
     reading("pair", kRefuses, &Device::get_pair, "request 0x81f16018\n"),
     doing("createRemoteBridge", kRefuses,
-          [](auto& d) {
-              return d.createRemoteBridge(
-                  nullptr, Bstr(L"far").get(), VARIANT_TRUE, Bstr(L"ann").get(), Bstr(L"key").get(),
-                  Bstr(L"home").get());
-          },
-          R"(LogonUserW(ann, home, key, 8, 0)
-OpenThreadToken(own, 0x4, as self)
-ImpersonateLoggedOnUser(token of ann)
-RevertToSelf()
-SetThreadToken(own, token of bob)
-CloseHandle(token of bob)
-CloseHandle(token of ann)
-request 0x81f1a028
-)"),
+          [](auto& d) { return d.createRemoteBridge(nullptr, Bstr(L"far").get(), VARIANT_TRUE, Bstr(L"ann").get(),
+                                                    Bstr(L"key").get(), Bstr(L"home").get()); },
+          "LogonUserW(ann, home, key, 8, 0)\nOpenThreadToken(own, 0x4, as self)\n"
+          "ImpersonateLoggedOnUser(token of ann)\nRevertToSelf()\nSetThreadToken(own, token of bob)\n"
+          "CloseHandle(token of bob)\nCloseHandle(token of ann)\nrequest 0x81f1a028\n"),
     reading("remoteServer", kAsks, &Device::get_remoteServer, "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
     reading("remotePort", kAsks, &Device::get_remotePort, "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
     reading("remoteEndpoint", kAsks, &Device::get_remoteEndpoint,

@@ -7,6 +7,7 @@
 #include "support/latch.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -120,13 +121,11 @@ protected:
 
     // The ports in all events that were noted so, sorted.
     Texts told(const std::string& kind) const {
-        Texts ports;
+        std::stringstream words;
         for (const auto& text : journal.texts())
-            if (text.starts_with(kind)) {
-                std::istringstream words(text.substr(kind.size()));
-                for (std::string word; words >> word;)
-                    ports.push_back(word);
-            }
+            if (text.starts_with(kind))
+                words << text.substr(kind.size());
+        Texts ports{std::istream_iterator<std::string>(words), {}};
         std::sort(ports.begin(), ports.end());
         return ports;
     }
