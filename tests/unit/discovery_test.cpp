@@ -27,6 +27,8 @@ protected:
     }
 };
 
+using KnownDevice = OnePort;
+
 TEST_F(Discovery, ListsBothInterfaceClassesAndHandsTheDriverAnEvent) {
     machine.addSerialPort(L"COM1");
     auto& port = machine.addPort(L"COM5");
@@ -96,27 +98,19 @@ TEST_F(Discovery, NewDevicesAreOpenedInTheOrderOfTheirIdentifiers) {
     EXPECT_EQ(machine.calls.texts("RegQueryValueExW"), (Texts{key("10"), key("2"), key("B"), key("b")}));
 }
 
-TEST_F(Discovery, KnownDevicesAreNeitherOpenedAgainNorChanged) {
-    auto& port = machine.addPort(L"COM5");
-    const auto library = createLibrary();
-    const auto before = device(*library, L"COM5");
-    port.setPortName(L"COM9");
-    port.driver.requests.clear();
-    refresh(*library);
-    EXPECT_EQ(device(*library, L"COM5").get(), before.get());
-    EXPECT_TRUE(port.driver.requests.empty());
+TEST_F(KnownDevice, IsNeitherOpenedAgainNorChanged) {
+    port().setPortName(L"COM9");
+    refresh(*library());
+    EXPECT_EQ(device(*library(), L"COM5").get(), &device5());
+    EXPECT_TRUE(driver().requests.empty());
 }
 
-// Its ports come back as new devices.
-TEST_F(Discovery, MachineThatCannotBeListedIsEmpty) {
-    machine.addPort(L"COM5");
-    const auto library = createLibrary();
-    const auto known = device(*library, L"COM5");
+TEST_F(KnownDevice, IsReplacedAfterALookThatFailed) {
     machine.plugAndPlay.installation.looksUntilPresent = 1;
     machine.fail("SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE);
-    createDevice(*library, L""); // the first look fails, the second sees the new port
-    EXPECT_EQ(read(*known, &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
-    EXPECT_NE(device(*library, L"COM5").get(), known.get());
+    createDevice(*library(), L""); // the first look fails, the second sees the new port
+    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+    EXPECT_NE(device(*library(), L"COM5").get(), &device5());
 }
 
 } // namespace

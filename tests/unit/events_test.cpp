@@ -1,6 +1,9 @@
 // Who is told of what, in which order and on which thread; what runs in dispatchEvents, and what ends it.
 #include "simulation/simulation_test.h"
 #include "simulation/subscribers.h"
+#include "support/latch.h"
+
+#include <thread>
 
 namespace zorvan::simulation {
 
@@ -18,6 +21,11 @@ protected:
     Callback script{journal, "script"};
     Callback other{journal, "other"};
     Callback keepAlive{journal, "keep-alive"};
+
+    static void listen(IVirtualSerialLibrary& library, std::initializer_list<Listener*> listeners) {
+        for (auto* listener : listeners)
+            EXPECT_RESULT(S_OK, library.addListener(listener));
+    }
 
     void expectAllOn(DWORD thread) const {
         for (const auto& entry : journal.entries())
@@ -54,8 +62,7 @@ protected:
 TEST_F(Events, AddedBeforeDeletedAndListenersInTheirOrderOnTheEventThread) {
     auto& port = machine.addPort(L"COM5");
     const auto library = createLibrary();
-    for (auto* listener : {&first, &second})
-        EXPECT_RESULT(S_OK, library->addListener(listener));
+    listen(*library, {&first, &second});
     first.onEvent = [] { return E_FAIL; }; // which nobody looks at
     changePorts(port);
     EXPECT_EQ(
@@ -88,7 +95,7 @@ TEST_F(Events, DriversSignalIsOneChangeOfModeOnTheEventThread) {
     machine.addPort(L"COM5");
     auto& port = machine.addPort(L"COM6");
     const auto library = createLibrary();
-    EXPECT_RESULT(S_OK, library->addListener(&first));
+    listen(*library, {&first});
     machine.signal(port);
     journal.await(1);
     machine.change([&] { port.setPortName(L"COM9"); });
@@ -112,8 +119,7 @@ TEST_F(Events, ListenerAddedTwiceIsCalledTwiceAndRemovedOnceAtATime) {
         createDevice(*library, name);
         return journal.texts();
     };
-    for (auto* listener : {&first, &second, &first})
-        EXPECT_RESULT(S_OK, library->addListener(listener));
+    listen(*library, {&first, &second, &first});
     EXPECT_EQ(report(L"COM1"), (Texts{"first added COM1", "second added COM1", "first added COM1"}));
     EXPECT_RESULT(S_OK, library->removeListener(&first)); // the earlier one
     EXPECT_EQ(report(L"COM2"), (Texts{"second added COM2", "first added COM2"}));
@@ -130,8 +136,7 @@ TEST_F(Events, ListenerAddedTwiceIsCalledTwiceAndRemovedOnceAtATime) {
 TEST_F(Events, SubscribersMayCallBackWhileTheyAreLetGo) {
     const auto library = createLibrary();
     LONG id = 0;
-    for (auto* listener : {&first, &second})
-        EXPECT_RESULT(S_OK, library->addListener(listener));
+    listen(*library, {&first, &second});
     subscribe(*library, script);
     subscribe(*library, other);
     first.onLastRelease = [&] { EXPECT_RESULT(S_OK, library->removeListener(&second)); };
@@ -177,6 +182,97 @@ TEST_F(Events, QueuedEventsKeepNeitherTheLibraryNorItsDevices) {
     library = {};
     EXPECT_EQ(script.references(), 0);
     EXPECT_RESULT(S_OK, dll().canUnloadNow());
+    EXPECT_EQ(journal.texts(), Texts());
+}
+
+// The system waits for 63 handles beside the messages. Beyond that no change is heard of; the library must still end.
+TEST_F(Events, SixtyThreeDevicesAreHeardAndMoreAreSurvived) {
+    for (int i = 1; i <= 63; ++i)
+        machine.addPort(L"COM" + std::to_wstring(i));
+    auto library = createLibrary();
+    listen(*library, {&first});
+    machine.signal(machine.plugAndPlay.latest());
+    journal.await(1);
+    EXPECT_EQ(journal.texts(), (Texts{"first changed COM63 mode"}));
+    machine.addPort(L"COM64");
+    library = createLibrary();
+    EXPECT_EQ(portNames(*library).size(), 64U);
+}
+
+// On the event thread, which cannot wait for its own end and outlives the call, and on the client's. Listeners after
+// that one are still told.
+TEST_F(Events, LastReferencesMayGoInsideAListener) {
+    ComPointer<IVirtualSerialLibrary> library;
+    ComPointer<IVirtualSerialDevice> device;
+    const std::function<void(DeviceNode&)> events[] = {
+        [&](DeviceNode& port) { machine.signal(port); },
+        [&](DeviceNode&) {
+            machine.change([&] { machine.addPort(L"COM7"); });
+            machine.announce();
+        },
+        [&](DeviceNode&) { EXPECT_RESULT(S_OK, put(*device, L"portName", Variant(L"COM6"))); },
+        [&](DeviceNode&) { createDevice(*library, L""); },
+    };
+    for (const auto& event : events) {
+        SCOPED_TRACE(&event - events);
+        journal.clear();
+        machine.plugAndPlay.nodes().clear();
+        auto& port = machine.addPort(L"COM5");
+        library = createLibrary();
+        device = SimulationTest::device(*library, L"COM5");
+        listen(*library, {&first, &second});
+        first.onEvent = [&] {
+            library = {};
+            device = {};
+            return S_OK;
+        };
+        event(port);
+        machine.threads.awaitEnd();
+        EXPECT_RESULT(S_OK, dll().canUnloadNow());
+        EXPECT_EQ(machine.held(), std::vector<std::string>{"mutex"});
+        EXPECT_EQ(first.references() + second.references(), 0);
+        EXPECT_EQ(journal.texts().size(), 2U);
+    }
+}
+
+// While it does not return, everything else goes on that does not wait for its report to end.
+TEST_F(Events, ListenerMayTakeItsTime) {
+    test::Latch arrived(1);
+    test::Latch released(1);
+    machine.addPort(L"COM5");
+    auto library = createLibrary();
+    listen(*library, {&first});
+    auto port = device(*library, L"COM5");
+    first.onEvent = [&] {
+        arrived.arrive();
+        released.wait();
+        return E_FAIL;
+    };
+    machine.change([&] { machine.addPort(L"COM6"); });
+    std::thread announcing([&] { machine.announce(); });
+    arrived.wait();
+    EXPECT_EQ(portNames(*library), (std::set<std::wstring>{L"COM5", L"COM6"}));
+    EXPECT_RESULT(S_OK, port->disconnectDevice());
+    subscribe(*library, script);
+    runQueue(*library);
+    port = {};
+    library = {}; // the report has a reference of its own
+    released.arrive();
+    announcing.join();
+    machine.threads.awaitEnd();
+    EXPECT_EQ(journal.texts(), Texts{"first added COM6"});
+}
+
+// A device signals while the last release waits for the thread.
+TEST_F(Events, NobodyIsToldAfterTheLastRelease) {
+    auto& port = machine.addPort(L"COM5");
+    auto library = createLibrary();
+    listen(*library, {&first});
+    machine.calls.after("PostMessageW", 1, [&] {
+        machine.signal(port);
+        ::Sleep(50); // the thread takes the signal before the message
+    });
+    library = {};
     EXPECT_EQ(journal.texts(), Texts());
 }
 
