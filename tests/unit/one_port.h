@@ -5,6 +5,16 @@
 
 namespace zorvan::simulation {
 
+// The calls of functions whose names begin so, in order.
+inline std::vector<std::string> callsOf(const Machine& machine, const std::vector<std::string>& functions) {
+    std::vector<std::string> found;
+    for (const auto& text : machine.calls.texts())
+        for (const auto& function : functions)
+            if (text.starts_with(function))
+                found.push_back(text);
+    return found;
+}
+
 class OnePort : public SimulationTest {
 protected:
     void SetUp() override {
@@ -38,7 +48,8 @@ protected:
         forgetCalls();
     }
 
-    // The calls made, a line for each. A control request is one "request 0x81f1a00c"; the host process is HOST.
+    // The calls made, a line for each. A control request is one "request 0x81f1a00c"; the host process is HOST,
+    // the path of the serial interface SERIAL.
     std::string steps() {
         std::string lines;
         for (auto text : machine.calls.texts()) {
@@ -47,21 +58,21 @@ protected:
                 text = "request " + text.substr(text.find(", 0x") + 2, 10);
             else if (control || text.find(describe(*port_->controlPath)) != std::string::npos)
                 continue;
-            const auto id = std::to_string(host().id);
-            if (const auto at = text.find(id); at != std::string::npos)
-                text.replace(at, id.size(), "HOST");
+            replace(text, std::to_string(host().id), "HOST");
+            replace(text, describe(*port_->serialPath), "SERIAL");
             lines += text + "\n";
         }
         return lines;
     }
 
 private:
+    static void replace(std::string& text, const std::string& what, const char* by) {
+        if (const auto at = text.find(what); at != std::string::npos)
+            text.replace(at, what.size(), by);
+    }
+
     DeviceNode* port_ = nullptr;
     ComPointer<IVirtualSerialDevice> device_;
 };
-
-inline std::vector<protocol::Bytes> once(const protocol::RecordWriter& record) {
-    return {record.bytes()};
-}
 
 } // namespace zorvan::simulation

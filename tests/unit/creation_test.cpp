@@ -1,0 +1,129 @@
+// createDevice and deleteDevice: the requested number, the exact steps, the wait, and what the system asks for.
+#include "one_port.h"
+
+#include <algorithm>
+
+namespace zorvan::simulation {
+
+namespace {
+
+constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
+constexpr HRESULT kNumberTaken = static_cast<HRESULT>(0x800702BA);
+
+using Texts = std::vector<std::string>;
+
+class Creation : public OnePort {
+protected:
+    HRESULT create(const VARIANT& portName) {
+        ComPointer<IVirtualSerialDevice> device;
+        const HRESULT result = library()->createDevice(portName, device.put());
+        EXPECT_EQ(static_cast<bool>(device), SUCCEEDED(result));
+        return result;
+    }
+    HRESULT create(const wchar_t* portName) { return create(Variant(portName)); }
+
+    DeviceNode& node() { return machine.plugAndPlay.latest(); }
+};
+
+TEST_F(Creation, TakesTheStepsInTheirOrder) {
+    const auto device = createDevice(*library(), L"COM7");
+    EXPECT_EQ(readText(*device, &IVirtualSerialDevice::get_portName), L"COM7");
+    EXPECT_EQ(node().hardwareIds, std::wstring(L"QELTRAVIRT\\QeltraZorvan3\0\0", 26));
+    EXPECT_EQ(
+        machine.calls.texts("SetupDiGetClassDevsExW").front(), "SetupDiGetClassDevsExW(serial, 0x12, new, null)");
+    EXPECT_EQ(machine.calls.texts("SetupDiOpenDevRegKey").front(), "SetupDiOpenDevRegKey(1, 0, 1, 0x2001f)");
+    const auto all = machine.calls.texts();
+    const auto first = std::find(all.begin(), all.end(), "ComDBOpen()");
+    EXPECT_EQ(
+        Texts(first, std::find(first, all.end(), "Sleep(500)")),
+        (Texts{
+            "ComDBOpen()", "SetupDiCreateDeviceInfoList(Ports, no window)", "SetupDiClassNameFromGuidW(Ports, 32)",
+            "SetupDiCreateDeviceInfoW(Ports, Ports, null, 0x1)", "SetupDiSetDeviceRegistryPropertyW(1, 52)",
+            "SetupDiCallClassInstaller(0x19)", "ComDBClaimPort(7, force)",
+            "SetupDiCreateDevRegKeyW(1, 0, 1, no INF, no section)",
+            "RegSetValueExW(key of ROOT\\PORTS\\0001, PortName, 1, COM7, 10)",
+            "RegCloseKey(key of ROOT\\PORTS\\0001)", "DiInstallDevice(best driver, 0x1)",
+            "SetupDiGetDeviceInstallParamsW(584)", "CM_Get_Device_IDW(2, 200, 0)", "SetupDiDestroyDeviceInfoList()",
+            "ComDBClose()"}));
+}
+
+TEST_F(Creation, LeavesTheNumberToTheSystemWhenNoneIsAskedFor) {
+    machine.portDatabase.claimed = {1, 2};
+    Variant nullText;
+    nullText.vt = VT_BSTR;
+    EXPECT_RESULT(S_OK, create(nullText));
+    EXPECT_RESULT(S_OK, create(Variant()));
+    EXPECT_RESULT(S_OK, create(Variant::omitted()));
+    EXPECT_EQ(node().portName(), L"COM5");
+    EXPECT_EQ(callsOf(machine, {"ComDBClaimPort", "SetupDiCreateDevRegKeyW", "RegSetValueExW"}), Texts());
+}
+
+TEST_F(Creation, RefusesNumbersOfPresentPortsOnly) {
+    machine.addSerialPort(L"COM3");
+    machine.addSerialPort(L"COM3"); // twice is no fault
+    machine.addSerialPort(L"COM20").present = false;
+    machine.addSerialPort(L"COM21").key.openError = ERROR_ACCESS_DENIED;
+    machine.portDatabase.claimed = {20, 23}; // what the database alone holds is taken over
+    EXPECT_RESULT(kNumberTaken, create(L"XYZ3"));
+    EXPECT_EQ(machine.calls.count("ComDBOpen"), 0);
+    for (const auto* name : {L"COM20", L"COM21", L"COM23"})
+        EXPECT_RESULT(S_OK, create(name)) << describe(name);
+}
+
+TEST_F(Creation, FailedInstallationReleasesTheNumberUnlessARestartIsNeeded) {
+    machine.plugAndPlay.installation.error = ERROR_CANCELLED;
+    // Intended: the number is released before the error is read.
+    machine.calls.after("ComDBReleasePort", 1, [] { SetLastError(ERROR_BUSY); });
+    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), create(L"COM7"));
+    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_CANCELLED), create(L"")); // none claimed, none released
+    machine.plugAndPlay.installation.rebootNeeded = true;
+    EXPECT_RESULT(kRestartNeeded, create(L"COM8"));
+    EXPECT_EQ(machine.calls.texts("ComDBReleasePort"), Texts{"ComDBReleasePort(7)"});
+    EXPECT_EQ(machine.portDatabase.claimed, (std::set<DWORD>{8}));
+}
+
+// At most 119 pauses of half a second; none when a restart is needed anyway.
+TEST_F(Creation, LooksForTheDeviceUntilItAppearsOrARestartIsNeeded) {
+    const std::pair<Installation, std::size_t> rows[] = {
+        {{ERROR_SUCCESS, true, 0, 0}, 0},
+        {{ERROR_SUCCESS, false, DI_NEEDREBOOT, 0}, 0},
+        {{ERROR_SUCCESS, false, DI_NEEDRESTART, 0}, 0},
+        {{ERROR_SUCCESS, false, ~DWORD{DI_NEEDREBOOT | DI_NEEDRESTART}, 0}, 1},
+        {{ERROR_SUCCESS, false, 0, 118}, 119},
+        {{ERROR_SUCCESS, false, 0, Installation::kNever}, 119},
+    };
+    for (const auto& [installation, pauses] : rows) {
+        SCOPED_TRACE(pauses);
+        const bool appears = pauses != 0 && installation.looksUntilPresent != Installation::kNever;
+        machine.plugAndPlay.installation = installation;
+        machine.calls.clear();
+        EXPECT_RESULT(appears ? S_OK : kRestartNeeded, create(L""));
+        EXPECT_EQ(machine.calls.texts("Sleep"), Texts(pauses, "Sleep(500)"));
+    }
+}
+
+TEST_F(Creation, IsUndoneStepByStep) {
+    const auto device = createDevice(*library(), L"COM7");
+    machine.calls.clear();
+    EXPECT_RESULT(S_OK, device->deleteDevice());
+    EXPECT_EQ(
+        machine.calls.texts(), (Texts{
+                                   "SetupDiCreateDeviceInfoList(null, no window)",
+                                   "SetupDiOpenDeviceInterfaceW(" + describe(*node().controlPath) + ", 0)",
+                                   "SetupDiEnumDeviceInfo(0)", "SetupDiSetClassInstallParamsW(8, 0x5, 16)",
+                                   "SetupDiCallClassInstaller(0x5)", "SetupDiGetDeviceInstallParamsW(584)",
+                                   "SetupDiDeleteDeviceInterfaceData(control)", "SetupDiDestroyDeviceInfoList()"}));
+    EXPECT_FALSE(node().present);
+    EXPECT_EQ(read(*device, &IVirtualSerialDevice::get_deleted), VARIANT_FALSE); // the next look tells
+    EXPECT_RESULT(0xE0000225, device->deleteDevice());                           // a negative error passes unchanged
+    for (const DWORD flags : {DWORD{DI_NEEDREBOOT}, DWORD{DI_NEEDRESTART}, ~DWORD{DI_NEEDREBOOT | DI_NEEDRESTART}}) {
+        node().present = true;
+        node().installFlags = 0;
+        node().removalInstallFlags = flags;
+        EXPECT_RESULT((flags & (DI_NEEDREBOOT | DI_NEEDRESTART)) != 0 ? S_FALSE : S_OK, device->deleteDevice());
+    }
+}
+
+} // namespace
+
+} // namespace zorvan::simulation

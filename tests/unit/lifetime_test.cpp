@@ -1,0 +1,131 @@
+// The module and its objects: its class factory, what keeps it loaded, and the mutex that tells others that it is.
+//
+// That the module is unloadable afterwards and nothing is held is looked at after each test.
+#include "simulation/simulation_test.h"
+
+#include <thread>
+
+namespace zorvan::simulation {
+
+namespace {
+
+constexpr GUID kUnknownClass{0x12345678, 0x1234, 0x1234, {1, 2, 3, 4, 5, 6, 7, 8}};
+constexpr wchar_t kMutex[] = L"Global\\QeltraSoftware_ZORVANLIB_Running_Mutex";
+
+class Lifetime : public SimulationTest {
+protected:
+    // Nothing is given out.
+    HRESULT createError(IUnknown* outer, const IID& iid, const CLSID& clsid = __uuidof(VirtualSerialLibrary)) {
+        void* object = this;
+        const HRESULT result = classFactory(clsid)->CreateInstance(outer, iid, &object);
+        EXPECT_EQ(object, nullptr);
+        return result;
+    }
+
+    void expectEnd() {
+        EXPECT_RESULT(S_OK, dll().canUnloadNow());
+        EXPECT_EQ(machine.held(), std::vector<std::string>{"mutex"});
+    }
+
+    // One reference to each kind of object of a new library.
+    std::vector<ComPointer<IUnknown>> oneOfEach() {
+        const auto library = createLibrary();
+        const auto devices = collection(*library);
+        const auto device = SimulationTest::device(*library, L"COM5");
+        const auto array = readObject(*library, &IVirtualSerialLibrary::get_devicesArray);
+        const auto socket = readObject(*device, &IVirtualSerialDevice::get_localSocket);
+        const auto pin = readObject(*socket, &ISocket::get_RI);
+        std::vector<ComPointer<IUnknown>> objects{readObject(*devices, &IDeviceCollection::get__NewEnum)};
+        for (IUnknown* object : std::initializer_list<IUnknown*>{
+                 library.get(), devices.get(), array.get(), device.get(), socket.get(), pin.get()})
+            objects.emplace_back(object);
+        return objects;
+    }
+};
+
+TEST_F(Lifetime, FactoryIsThereForAnyClassAndCreationRefuses) {
+    const auto factory = classFactory();
+    machine.calls.clear();
+    EXPECT_RESULT(REGDB_E_CLASSNOTREG, createError(nullptr, IID_IUnknown, kUnknownClass));
+    EXPECT_RESULT(CLASS_E_NOAGGREGATION, createError(factory.get(), IID_IUnknown));
+    EXPECT_EQ(machine.calls.texts(), std::vector<std::string>());
+    void* object = this;
+    EXPECT_RESULT(E_NOINTERFACE, dll().getClassObject(__uuidof(VirtualSerialLibrary), IID_IDispatch, &object));
+    EXPECT_EQ(object, nullptr);
+    expectEnd(); // a factory keeps nothing loaded
+}
+
+// Intended: what such a creation added to the count stays, so that the module is never unloaded.
+TEST_F(Lifetime, CreationWithAnInterfaceThatIsNotThereLeavesTheModuleLocked) {
+    const auto factory = classFactory();
+    EXPECT_RESULT(E_NOINTERFACE, createError(nullptr, __uuidof(IPin)));
+    EXPECT_RESULT(S_OK, factory->LockServer(TRUE)); // locks are counted
+    EXPECT_RESULT(S_OK, factory->LockServer(FALSE));
+    EXPECT_RESULT(S_FALSE, dll().canUnloadNow());
+    EXPECT_RESULT(S_OK, factory->LockServer(FALSE));
+    expectEnd();
+}
+
+TEST_F(Lifetime, ModuleHoldsAMutexThatEveryoneMayOpen) {
+    machine.kernel.existingNames.insert(kMutex); // also while another process has the library loaded
+    dll();
+    ASSERT_EQ(machine.kernel.mutexes.size(), 1U);
+    const auto& mutex = *machine.kernel.mutexes.front();
+    EXPECT_EQ(mutex.name, kMutex);
+    EXPECT_TRUE(mutex.initiallyOwned);
+    EXPECT_FALSE(mutex.inheritable);
+    EXPECT_EQ(mutex.attributesLength, 24U);
+    expectEnd(); // that the mutex is closed is looked at after each test
+    const std::vector<std::uint8_t> expected{1, 0, 4,  0x80, 0,  0, 0,    0, 0, 0, 0, 0,
+                                             0, 0, 0,  0,    20, 0, 0,    0, // self-relative, with a DACL alone
+                                             2, 0, 28, 0,    1,  0, 0,    0, // of one entry
+                                             0, 0, 20, 0,    1,  0, 0x1F, 0, // that allows everything
+                                             1, 1, 0,  0,    0,  0, 0,    1, 0, 0, 0, 0}; // to S-1-1-0
+    EXPECT_EQ(mutex.securityDescriptor, expected);
+}
+
+TEST_F(Lifetime, ModuleNeedsNoMutex) {
+    machine.fail("CreateMutexW", 1, ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(createLibrary());
+    EXPECT_EQ(machine.kernel.mutexes.size(), 0U);
+}
+
+TEST_F(Lifetime, EndsWithTheLastReferenceWhicheverItIs) {
+    machine.addPort(L"COM5");
+    const auto kinds = oneOfEach().size();
+    for (std::size_t last = 0; last < kinds; ++last) {
+        SCOPED_TRACE(last);
+        auto objects = oneOfEach();
+        auto kept = objects[last];
+        objects.clear();
+        EXPECT_RESULT(S_FALSE, dll().canUnloadNow());
+        machine.announce(); // its library still looks
+        machine.threads.awaitSettled();
+        kept = {};
+        expectEnd();
+    }
+}
+
+// Threads list, take and release; whoever is last ends the library.
+TEST_F(Lifetime, EndsWhicheverThreadIsLast) {
+    machine.addPort(L"COM5");
+    for (int round = 0; round < 60; ++round) {
+        auto library = createLibrary();
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([own = library]() mutable {
+                const auto port = device(*own, L"COM5");
+                own = {}; // from here on the device alone leads to the library
+                for (int turn = 0; turn < 5; ++turn)
+                    EXPECT_EQ(portNames(*readObject(*port, &IVirtualSerialDevice::get_vLibrary)).size(), 1U);
+            });
+        library = {};
+        for (auto& thread : threads)
+            thread.join();
+        expectEnd();
+    }
+}
+
+} // namespace
+
+} // namespace zorvan::simulation
