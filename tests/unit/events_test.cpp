@@ -359,6 +359,19 @@ TEST_F(Events, StopLetsEarlierItemsRun) {
     EXPECT_EQ(keepAlive.references(), 0);
 }
 
+TEST_F(Events, EndlessLoopWakesForAnEventAndForAStopOfOtherThreads) {
+    const auto library = createLibrary();
+    subscribe(*library, script);
+    std::thread client([&] {
+        createDevice(*library, L"COM5");
+        journal.await(1);
+        stop(*library);
+    });
+    EXPECT_RESULT(S_OK, library->dispatchEvents(nullptr, INFINITE));
+    client.join();
+    EXPECT_EQ(journal.texts(), Texts{"script COM5"});
+}
+
 // The loop keeps the library until it returns, whatever a callback or a keep-alive lets go of. In the callback's case
 // the event's device is one that only the event still holds.
 TEST_F(Events, EverythingMayBeReleasedInsideTheLoop) {
