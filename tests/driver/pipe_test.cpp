@@ -1,0 +1,134 @@
+// Ports that are connected to a named pipe, of which they have either end.
+#include "control_client.h"
+#include "serial_client.h"
+
+namespace zorvan::test {
+namespace {
+
+using protocol::Query;
+using protocol::Set;
+
+UniqueHandle createPipe(int number = 0) {
+    const auto name = L"\\\\.\\pipe\\zorvan-driver-test" + std::to_wstring(number);
+    return fileHandle(CreateNamedPipeW(
+        name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, nullptr));
+}
+
+// One instance of a pipe is all there may be.
+bool isHeld(int number) {
+    return !createPipe(number);
+}
+
+UniqueHandle openPipe() {
+    return fileHandle(CreateFileW(
+        L"\\\\.\\pipe\\zorvan-driver-test0", GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+        FILE_FLAG_OVERLAPPED, nullptr));
+}
+
+// The driver lets one client go before it takes the next.
+UniqueHandle openPipePatiently() {
+    const auto deadline = GetTickCount64() + kPatience;
+    auto pipe = openPipe();
+    for (; !pipe && GetTickCount64() < deadline; pipe = openPipe())
+        Sleep(10);
+    return pipe;
+}
+
+class Pipe : public TwoPorts {
+protected:
+    std::uint64_t connect(const UniqueHandle& pipe, bool serverEnd) const {
+        const auto inHost = client.copyToHost(pipe.get());
+        EXPECT_EQ(client.set(Set::ConnectPipe, record(protocol::PipeConnection{inHost, serverEnd})), 0u);
+        EXPECT_EQ(client.mode(), kPipe);
+        EXPECT_EQ(client.ask<std::uint64_t>(Query::PipeHandle), inHost);
+        return inHost;
+    }
+
+    static void exchange(const SerialClient& port, HANDLE peer, unsigned seed) {
+        const auto sent = randomBytes(100'000, seed);
+        const auto received = randomBytes(150'000, seed + 1);
+        const auto write = port.startWrite(sent);
+        const auto reply = startWrite(peer, received);
+        Data arrived;
+        while (arrived.size() < sent.size()) {
+            const auto part = startRead(peer, sent.size() - arrived.size())->wait();
+            ASSERT_EQ(part.error, 0u);
+            arrived.insert(arrived.end(), part.data.begin(), part.data.end());
+        }
+        EXPECT_EQ(arrived, sent);
+        EXPECT_EQ(port.read(received.size()).data, received);
+    }
+};
+
+TEST_F(Pipe, IsHeldUntilTheConnectionEnds) {
+    connect(createPipe(1), true);
+    const auto second = record(protocol::PipeConnection{connect(createPipe(2), true), 1});
+    EXPECT_FALSE(isHeld(1));
+    EXPECT_EQ(client.set(Set::ConnectPipe, second), DWORD{ERROR_INVALID_HANDLE}) << "again";
+    EXPECT_TRUE(isHeld(2));
+    EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u);
+    EXPECT_FALSE(isHeld(2));
+    connect(createPipe(3), true);
+    EXPECT_EQ(partner.mode(), kListening) << "left by its partner";
+    EXPECT_EQ(client.set(Set::Disconnect), 0u);
+    EXPECT_EQ(client.mode(), kListening);
+    EXPECT_TRUE(client.query(Query::PipeHandle).empty());
+    EXPECT_FALSE(isHeld(3));
+}
+
+TEST_F(Pipe, HasNoPortWhoseHostProcessIsGone) {
+    const auto pipe = connect(createPipe(), true);
+    const UniqueHandle host(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, client.hostProcessId()));
+    ASSERT_TRUE(TerminateProcess(host.get(), 1));
+    ASSERT_EQ(WaitForSingleObject(host.get(), kPatience), DWORD{WAIT_OBJECT_0});
+    EXPECT_EQ(client.mode(), kBroken);
+    EXPECT_EQ(client.set(Set::Disconnect), 0u);
+    EXPECT_EQ(client.set(Set::ConnectPipe, record(protocol::PipeConnection{pipe, 1})), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(client.mode(), kBroken);
+}
+
+TEST_F(Pipe, LastsAtItsClientEndAsLongAsItsServer) {
+    auto server = createPipe();
+    connect(openPipe(), false);
+    const SerialClient port(device.portName());
+    exchange(port, server.get(), 1);
+    EXPECT_EQ(port.lines(), DWORD{MS_CTS_ON | MS_DSR_ON | MS_RLSD_ON});
+
+    const UniqueHandle modeChanged(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    EXPECT_EQ(client.set(Set::HostEvent, record(client.copyToHost(modeChanged.get()))), 0u);
+    EXPECT_EQ(startWrite(server.get(), bytesOf("bye"))->wait().error, 0u);
+    server.reset();
+    EXPECT_EQ(WaitForSingleObject(modeChanged.get(), kPatience), DWORD{WAIT_OBJECT_0});
+    EXPECT_EQ(client.mode(), kListening);
+    EXPECT_EQ(port.read(3).data, bytesOf("bye"));
+    EXPECT_EQ(port.lines(), 0u);
+}
+
+TEST_F(Pipe, TakesAtItsServerEndOneClientAfterTheOther) {
+    connect(createPipe(), true);
+    const SerialClient port(device.portName());
+    EXPECT_EQ(port.lines(), 0u);
+    const auto early = port.startWrite(bytesOf("waiting"));
+    EXPECT_FALSE(early->done());
+
+    auto first = openPipePatiently();
+    EXPECT_EQ(startRead(first.get(), 7)->wait().data, bytesOf("waiting"));
+    EXPECT_EQ(startWrite(first.get(), bytesOf("bye"))->wait().error, 0u);
+    first.reset();
+    const auto second = openPipePatiently();
+    EXPECT_EQ(port.read(3).data, bytesOf("bye"));
+    exchange(port, second.get(), 3);
+    EXPECT_EQ(client.mode(), kPipe);
+    EXPECT_EQ(client.ask<protocol::TrafficCounters>(Query::Traffic).connections, 2u);
+
+    const auto write = port.startWrite(Data(1'000'000));
+    EXPECT_EQ(startRead(second.get(), 100)->wait().error, 0u);
+    device.remove();
+    EXPECT_NE(write->wait().error, 0u);
+    while (startRead(second.get(), 4096)->wait().error == ERROR_SUCCESS) {
+    }
+    EXPECT_EQ(startRead(second.get(), 1)->wait().error, DWORD{ERROR_BROKEN_PIPE});
+}
+
+} // namespace
+} // namespace zorvan::test

@@ -1,0 +1,127 @@
+// The port database, and the installation of a device that fails: it keeps no number.
+#include "msports.h"
+#include "newdev_stand_in.h"
+
+#include "pnp/device_classes.h"
+#include "pnp/device_information_set.h"
+
+#include <gtest/gtest.h>
+
+namespace zorvan::test {
+namespace {
+
+constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\COM Name Arbiter";
+constexpr wchar_t kValue[] = L"ComDB";
+
+using Bits = std::vector<BYTE>;
+
+// As Windows keeps them, in the registry.
+Bits readBits() {
+    Bits bits(COMDB_MAX_PORTS_ARBITRATED / 8);
+    auto size = static_cast<DWORD>(bits.size());
+    const auto status =
+        RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kValue, RRF_RT_REG_BINARY, nullptr, bits.data(), &size);
+    bits.resize(status == ERROR_SUCCESS ? size : 0);
+    return bits;
+}
+
+void writeBits(const Bits& bits) {
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKey, kValue); // there may be none
+    if (bits.empty())
+        return;
+    const auto size = static_cast<DWORD>(bits.size());
+    EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, kValue, REG_BINARY, bits.data(), size), ERROR_SUCCESS);
+}
+
+// With all numbers in use, until a test says otherwise. The prefix has its own back at the end.
+class PortNumbers : public testing::Test {
+protected:
+    PortNumbers() {
+        writeBits(full_);
+        EXPECT_EQ(ComDBOpen(&database_), ERROR_SUCCESS);
+    }
+    ~PortNumbers() override {
+        ComDBClose(database_);
+        writeBits(saved_);
+    }
+
+    // 0: there is none.
+    DWORD next() const {
+        DWORD number = 0;
+        return ComDBClaimNextFreePort(database_, &number) == ERROR_SUCCESS ? number : 0;
+    }
+
+    const Bits full_ = Bits(COMDB_MIN_PORTS_ARBITRATED / 8, 0xFF);
+    const Bits saved_ = readBits();
+    HCOMDB database_ = HCOMDB_INVALID_HANDLE_VALUE;
+};
+
+TEST_F(PortNumbers, AreGivenOutOnce) {
+    EXPECT_EQ(next(), 0U);
+    for (const DWORD number : {7U, 8U, 9U, 256U})
+        EXPECT_EQ(ComDBReleasePort(database_, number), ERROR_SUCCESS);
+    EXPECT_TRUE(DefineDosDeviceW(0, L"COM8", L"C:\\"));
+    EXPECT_EQ(next(), 7U);
+    EXPECT_EQ(next(), 9U) << "8 is not claimed, but opens something";
+    EXPECT_TRUE(DefineDosDeviceW(DDD_REMOVE_DEFINITION, L"COM8", nullptr));
+
+    BOOL forced = TRUE;
+    EXPECT_EQ(ComDBClaimPort(database_, 8, FALSE, &forced), ERROR_SUCCESS);
+    EXPECT_FALSE(forced);
+    EXPECT_EQ(ComDBClaimPort(database_, 8, FALSE, &forced), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(ComDBClaimPort(database_, 8, TRUE, &forced), ERROR_SUCCESS);
+    EXPECT_TRUE(forced);
+    EXPECT_EQ(next(), 256U);
+    EXPECT_EQ(ComDBClaimPort(database_, 1025, FALSE, nullptr), ERROR_SUCCESS) << "enlarges it by whole steps";
+    EXPECT_EQ(readBits().size(), 2048U / 8);
+    EXPECT_EQ(next(), 257U);
+    for (const DWORD number : {0U, 4097U})
+        EXPECT_EQ(ComDBClaimPort(database_, number, FALSE, nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ComDBReleasePort(database_, 2049), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ComDBClose(database_), ERROR_SUCCESS);
+    EXPECT_EQ(ComDBReleasePort(database_, 7), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ComDBClose(database_), ERROR_INVALID_PARAMETER);
+}
+
+// A device that is registered and waits for the installation of its driver.
+class NewDevice {
+public:
+    explicit NewDevice(const std::wstring& hardwareId)
+        : set_(SetupDiCreateDeviceInfoList(&pnp::kPortsClass, nullptr)) {
+        element_.cbSize = sizeof element_;
+        const std::wstring list = hardwareId + L'\0'; // with the terminator, the end of the list
+        const auto* const bytes = reinterpret_cast<const BYTE*>(list.c_str());
+        const auto size = static_cast<DWORD>((list.size() + 1) * sizeof(wchar_t));
+        EXPECT_TRUE(SetupDiCreateDeviceInfoW(
+            set(), L"Ports", &pnp::kPortsClass, nullptr, nullptr, DICD_GENERATE_ID, element()));
+        EXPECT_TRUE(SetupDiSetDeviceRegistryPropertyW(set(), element(), SPDRP_HARDWAREID, bytes, size));
+        EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set(), element()));
+    }
+    NewDevice(const NewDevice&) = delete;
+    NewDevice& operator=(const NewDevice&) = delete;
+    ~NewDevice() { EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REMOVE, set(), element())); }
+
+    HDEVINFO set() { return set_.get(); }
+    SP_DEVINFO_DATA* element() { return &element_; }
+
+private:
+    pnp::DeviceInformationSet set_;
+    SP_DEVINFO_DATA element_{};
+};
+
+TEST_F(PortNumbers, StayWithNoDeviceWhoseInstallationFails) {
+    NewDevice unknown(L"ZORVANTEST\\Unknown");
+    NewDevice known(L"QELTRAVIRT\\QeltraZorvan3");
+    EXPECT_FALSE(DiInstallDevice(nullptr, known.set(), known.element(), nullptr, 0, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_LOG_SPACE)) << "there is none";
+    const Bits free(full_.size());
+    writeBits(free);
+    EXPECT_FALSE(DiInstallDevice(nullptr, unknown.set(), unknown.element(), nullptr, 0, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_NO_COMPAT_DRIVERS);
+    EXPECT_FALSE(SetupDiCallClassInstaller(DIF_INSTALLDEVICE, unknown.set(), unknown.element()));
+    EXPECT_EQ(GetLastError(), ERROR_NO_DRIVER_SELECTED);
+    EXPECT_EQ(readBits(), free);
+}
+
+} // namespace
+} // namespace zorvan::test
