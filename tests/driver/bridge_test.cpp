@@ -1,5 +1,4 @@
 // Bridges: what both ends say of one, how it ends, what it refuses, and bytes that are disturbed on their way.
-#include "control_client.h"
 #include "serial_client.h"
 
 #include <bit>
@@ -88,10 +87,9 @@ void expectRate(std::size_t turned, std::size_t of, double probability) {
         static_cast<double>(turned), count * probability, 6 * std::sqrt(count * probability * (1 - probability)));
 }
 
-TEST_F(Bridge, TurnsBitsOverWhereTheyArrive) {
-    join();
-    const SerialClient here(device.portName());
-    const SerialClient there(partnerDevice.portName());
+using Crossover = OpenBridge;
+
+TEST_F(Crossover, TurnsBitsOverWhereTheyArrive) {
     const Data zeros(1'000'000);
     for (const std::uint32_t thousandths : {500u, 10u, 1u}) {
         SCOPED_TRACE(thousandths);

@@ -62,9 +62,4 @@ protected:
     ControlClient partner{partnerDevice.controlPath()};
 };
 
-class BridgedPorts : public TwoPorts {
-protected:
-    BridgedPorts() { EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u); }
-};
-
 } // namespace zorvan::test

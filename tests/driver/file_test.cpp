@@ -1,5 +1,4 @@
 // Ports that are connected to two files: bytes from one and to the other.
-#include "control_client.h"
 #include "serial_client.h"
 
 namespace zorvan::test {

@@ -1,5 +1,4 @@
 // Bridges under load.
-#include "control_client.h"
 #include "runner/runner.h"
 #include "serial_client.h"
 

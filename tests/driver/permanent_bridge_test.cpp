@@ -1,6 +1,5 @@
 // Bridges that outlive their partner and the driver.
 #include "base/hresult_error.h"
-#include "control_client.h"
 #include "process_figures.h"
 #include "serial_client.h"
 

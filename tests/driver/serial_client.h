@@ -1,6 +1,7 @@
 // A port as an ordinary serial program uses it: opened by its name, read and written with overlapped requests.
 #pragma once
 
+#include "control_client.h"
 #include "traffic.h"
 
 #include <functional>
@@ -72,6 +73,15 @@ public:
 
 private:
     UniqueHandle port_;
+};
+
+// Two ports that are bridged and open.
+class OpenBridge : public TwoPorts {
+protected:
+    OpenBridge() { EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u); }
+
+    SerialClient here{device.portName()};
+    SerialClient there{partnerDevice.portName()};
 };
 
 } // namespace zorvan::test

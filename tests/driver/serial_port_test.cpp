@@ -1,5 +1,4 @@
 // The port as a program that knows only serial ports sees it.
-#include "control_client.h"
 #include "serial_client.h"
 
 namespace zorvan::test {
@@ -9,53 +8,49 @@ using protocol::Set;
 
 constexpr DWORD kNoSuchDevice = 433; // the toolchain's headers lack this error's name
 
-using SerialPort = BridgedPorts;
+using SerialPort = OpenBridge;
 
 TEST_F(SerialPort, KeepsItsSettingsWhileItIsOpen) {
-    SerialClient port(device.portName());
     COMMTIMEOUTS timeouts{1, 2, 3, 4, 5};
-    EXPECT_TRUE(SetCommTimeouts(port.get(), &timeouts));
-    port.configure([](DCB& settings) {
+    EXPECT_TRUE(SetCommTimeouts(here.get(), &timeouts));
+    here.configure([](DCB& settings) {
         EXPECT_EQ(settings.BaudRate, 9600u);
         settings.BaudRate = 115200;
         settings.ByteSize = 7;
         settings.Parity = EVENPARITY;
         settings.StopBits = TWOSTOPBITS;
     });
-    EXPECT_THROW(port.configure([](DCB& settings) { settings.ByteSize = 9; }), std::runtime_error);
-    EXPECT_FALSE(PurgeComm(port.get(), 0x100));
+    EXPECT_THROW(here.configure([](DCB& settings) { settings.ByteSize = 9; }), std::runtime_error);
+    EXPECT_FALSE(PurgeComm(here.get(), 0x100));
     timeouts = {};
-    EXPECT_TRUE(GetCommTimeouts(port.get(), &timeouts));
+    EXPECT_TRUE(GetCommTimeouts(here.get(), &timeouts));
     EXPECT_EQ(timeouts.WriteTotalTimeoutConstant, 5u);
-    port.configure([](DCB& settings) {
+    here.configure([](DCB& settings) {
         EXPECT_EQ(settings.BaudRate, 115200u);
         EXPECT_EQ(settings.ByteSize, 7);
         EXPECT_EQ(settings.Parity, EVENPARITY);
         EXPECT_EQ(settings.StopBits, TWOSTOPBITS);
     });
     COMMPROP properties{};
-    EXPECT_TRUE(GetCommProperties(port.get(), &properties) && SetupComm(port.get(), 1024, 1024));
-    port.close();
+    EXPECT_TRUE(GetCommProperties(here.get(), &properties) && SetupComm(here.get(), 1024, 1024));
+    here.close();
     SerialClient(device.portName()).configure([](DCB& settings) { EXPECT_EQ(settings.BaudRate, 9600u); });
 }
 
 // Wine hands out a file before the driver is asked, so the open itself cannot be refused; the handle is good for
 // nothing.
 TEST_F(SerialPort, GivesASecondOpenerNothing) {
-    auto first = openPath(device.serialPath());
     const auto second = openPath(device.serialPath());
     DWORD mask = 0;
-    EXPECT_TRUE(GetCommMask(first.get(), &mask));
+    EXPECT_TRUE(GetCommMask(here.get(), &mask));
     EXPECT_FALSE(GetCommMask(second.get(), &mask));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-    first.reset();
+    here.close();
     EXPECT_TRUE(GetCommMask(openPath(device.serialPath()).get(), &mask));
     EXPECT_FALSE(GetCommMask(second.get(), &mask)) << "what was refused once stays refused";
 }
 
 TEST_F(SerialPort, EndsAReadAsItsTimeOutsSay) {
-    const SerialClient here(device.portName());
-    const SerialClient there(partnerDevice.portName());
     constexpr DWORD kMaximum = MAXDWORD;
     constexpr DWORD kLong = 3'600'000; // milliseconds
     const struct {
@@ -95,7 +90,7 @@ TEST_F(SerialPort, EndsAReadAsItsTimeOutsSay) {
 }
 
 TEST_F(SerialPort, KeepsAWriteUntilSomebodyTakesIt) {
-    const SerialClient here(device.portName());
+    there.close();
     const auto taken = here.startWrite(bytesOf("early"));
     EXPECT_FALSE(taken->done());
     EXPECT_EQ(SerialClient(partnerDevice.portName()).read(5).data, bytesOf("early"));
@@ -119,8 +114,6 @@ TEST_F(SerialPort, KeepsAWriteUntilSomebodyTakesIt) {
 }
 
 TEST_F(SerialPort, EndsRequestsForTheRightReason) {
-    SerialClient here(device.portName());
-    const SerialClient there(partnerDevice.portName());
     const auto cancelled = there.startRead(5);
     EXPECT_TRUE(CancelIoEx(there.get(), cancelled->overlapped()));
     EXPECT_EQ(cancelled->wait().error, DWORD{ERROR_OPERATION_ABORTED});
@@ -136,8 +129,6 @@ TEST_F(SerialPort, EndsRequestsForTheRightReason) {
 }
 
 TEST_F(SerialPort, TellsOfEvents) {
-    const SerialClient here(device.portName());
-    const SerialClient there(partnerDevice.portName());
     here.configure([](DCB& settings) { settings.EvtChar = '!'; });
     EXPECT_EQ(here.startWaitForEvent()->wait().error, DWORD{ERROR_INVALID_PARAMETER}) << "nothing to wait for";
 
