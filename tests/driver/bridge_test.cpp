@@ -9,19 +9,12 @@ namespace {
 
 using protocol::Query;
 using protocol::Set;
-using Endpoint = std::pair<std::wstring, std::wstring>;
 
-Endpoint endpointOf(const ControlClient& client) {
-    const auto reply = client.query(Query::RemoteEndpoint);
-    protocol::RecordReader reader(reply);
-    Endpoint endpoint{reader.readString(), {}};
-    endpoint.second = reader.readString();
-    EXPECT_EQ(reader.read<std::uint32_t>(), 0u);
-    EXPECT_TRUE(reader.atEnd() && !reader.truncated());
-    return endpoint;
+protocol::Bytes endpoint(const std::wstring& server, const std::wstring& port) {
+    return protocol::RecordWriter().appendString(server).appendString(port).append(std::uint32_t{0}).bytes();
 }
 
-class Bridge : public TwoPorts {
+class Bridge : public TestOf<TwoPorts> {
 protected:
     void join() const { EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u); }
 
@@ -36,10 +29,10 @@ protected:
 TEST_F(Bridge, IsKnownAtBothEnds) {
     join();
     expectBridged();
-    EXPECT_EQ(endpointOf(client), Endpoint(L".", partnerDevice.portName()));
-    EXPECT_EQ(endpointOf(partner), Endpoint(L".", device.portName()));
+    EXPECT_EQ(client.query(Query::RemoteEndpoint), endpoint(L".", partnerDevice.portName()));
+    EXPECT_EQ(partner.query(Query::RemoteEndpoint), endpoint(L".", device.portName()));
     EXPECT_EQ(partner.set(Set::PortName, textRecord(testPortName(5))), 0u);
-    EXPECT_EQ(endpointOf(client), Endpoint(L".", testPortName(5)));
+    EXPECT_EQ(client.query(Query::RemoteEndpoint), endpoint(L".", testPortName(5)));
     expectBridged();
 
     wchar_t computer[256];
@@ -47,7 +40,7 @@ TEST_F(Bridge, IsKnownAtBothEnds) {
     ASSERT_TRUE(GetComputerNameExW(ComputerNameDnsHostname, computer, &size));
     EXPECT_EQ(client.listen(), 0u);
     EXPECT_EQ(client.bridgeTo(testPortName(5), computer), 0u);
-    EXPECT_EQ(endpointOf(client), Endpoint(computer, testPortName(5)));
+    EXPECT_EQ(client.query(Query::RemoteEndpoint), endpoint(computer, testPortName(5)));
     expectBridged();
 }
 
@@ -87,7 +80,7 @@ void expectRate(std::size_t turned, std::size_t of, double probability) {
         static_cast<double>(turned), count * probability, 6 * std::sqrt(count * probability * (1 - probability)));
 }
 
-using Crossover = OpenBridge;
+using Crossover = TestOf<OpenBridge>;
 
 TEST_F(Crossover, TurnsBitsOverWhereTheyArrive) {
     const Data zeros(1'000'000);

@@ -54,12 +54,16 @@ protocol::Bytes bridgeRecord(const std::wstring& partner, const std::wstring& se
 // The modes as clients see them.
 enum Mode : std::uint32_t { kBroken, kListening, kPipe, kBridge, kHandles };
 
-class TwoPorts : public testing::Test {
-protected:
-    DeviceNode device{0u};
-    DeviceNode partnerDevice{1u};
+struct TwoPorts {
+    explicit TwoPorts(unsigned number = 0) : device(number), partnerDevice(number + 1) {}
+
+    DeviceNode device;
+    DeviceNode partnerDevice;
     ControlClient client{device.controlPath()};
     ControlClient partner{partnerDevice.controlPath()};
 };
+
+template <class Ports>
+class TestOf : public testing::Test, public Ports {};
 
 } // namespace zorvan::test

@@ -19,7 +19,7 @@ constexpr Query kQueries[] = {
 
 const std::vector<std::uint16_t> kNullModem(protocol::kNullModem.begin(), protocol::kNullModem.end());
 
-using ControlRequests = TwoPorts;
+using ControlRequests = TestOf<TwoPorts>;
 
 TEST_F(ControlRequests, AFreshPortHasTheDefaults) {
     EXPECT_EQ(client.mode(), kListening);

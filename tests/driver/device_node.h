@@ -21,6 +21,8 @@ public:
     const std::wstring& portName() const { return identity_.portName; }
     const std::wstring& controlPath() const { return identity_.controlPath; }
     const std::wstring& serialPath() const { return identity_.portPath; }
+    // The auto-reset event that the driver signals.
+    HANDLE changed() const { return identity_.notificationEvent.get(); }
 
 private:
     pnp::DeviceIdentity identity_;

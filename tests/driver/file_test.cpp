@@ -21,7 +21,7 @@ protocol::Bytes fileRecord(std::uint64_t output, std::uint64_t input) {
     return record(protocol::HostHandlePair{output, input});
 }
 
-using Files = TwoPorts;
+using Files = TestOf<TwoPorts>;
 
 TEST_F(Files, LoseNothingHoweverTheConnectionEnds) {
     const auto received = randomBytes(200'000, 1);

@@ -22,7 +22,7 @@ private:
     UniqueHandle event_;
 };
 
-using HostEvents = TwoPorts;
+using HostEvents = TestOf<TwoPorts>;
 
 TEST_F(HostEvents, TellOfAChangeAndOfNothingElse) {
     const ModeEvent first(client);

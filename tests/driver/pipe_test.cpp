@@ -29,7 +29,7 @@ UniqueHandle openPipe() {
     }
 }
 
-class Pipe : public TwoPorts {
+class Pipe : public TestOf<TwoPorts> {
 protected:
     std::uint64_t connect(const UniqueHandle& pipe, bool serverEnd) const {
         const auto inHost = client.copyToHost(pipe.get());
@@ -82,11 +82,10 @@ TEST_F(Pipe, LastsAtItsClientEndAsLongAsItsServer) {
     exchange(port, server.get());
     EXPECT_EQ(port.lines(), DWORD{MS_CTS_ON | MS_DSR_ON | MS_RLSD_ON});
 
-    const UniqueHandle modeChanged(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-    EXPECT_EQ(client.set(Set::HostEvent, record(client.copyToHost(modeChanged.get()))), 0u);
+    EXPECT_EQ(WaitForSingleObject(device.changed(), 0), DWORD{WAIT_OBJECT_0}) << "of the mode, by the connection";
     EXPECT_EQ(startWrite(server.get(), bytesOf("bye"))->wait().error, 0u);
     server.reset();
-    EXPECT_EQ(WaitForSingleObject(modeChanged.get(), kPatience), DWORD{WAIT_OBJECT_0});
+    EXPECT_EQ(WaitForSingleObject(device.changed(), kPatience), DWORD{WAIT_OBJECT_0});
     EXPECT_EQ(client.mode(), kListening);
     EXPECT_EQ(port.read(3).data, bytesOf("bye"));
     EXPECT_EQ(port.lines(), 0u);

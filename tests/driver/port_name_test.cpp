@@ -14,7 +14,7 @@ bool opens(const std::wstring& name) {
     return static_cast<bool>(openPath(L"\\\\.\\" + name));
 }
 
-using PortName = TwoPorts;
+using PortName = TestOf<TwoPorts>;
 
 TEST_F(PortName, IsNotTakenFromAnother) {
     EXPECT_EQ(rename(client, partnerDevice.portName()), DWORD{ERROR_ALREADY_EXISTS});

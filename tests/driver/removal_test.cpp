@@ -1,5 +1,7 @@
 // A device that goes under open handles.
+#include "base/hresult_error.h"
 #include "control_client.h"
+#include "pnp/removal.h"
 
 namespace zorvan::test {
 namespace {
@@ -20,6 +22,7 @@ TEST(Removal, LeavesOpenHandlesBehind) {
     EXPECT_EQ(WaitForSingleObject(host.get(), kProcessEndTimeout), DWORD{WAIT_OBJECT_0});
     for (const auto& path : {device.controlPath(), device.serialPath(), L"\\\\.\\" + device.portName()})
         EXPECT_FALSE(openPath(path)) << path.size();
+    EXPECT_THROW(pnp::removeDeviceNode(device.controlPath()), HResultError);
     const auto mode = static_cast<std::uint32_t>(protocol::Query::Mode);
     EXPECT_EQ(sendRequest(control.get(), mode, {}, 4), kNoSuchDevice);
     EXPECT_EQ(sendRequest(control.get(), static_cast<std::uint32_t>(protocol::Set::Disconnect)), kNoSuchDevice);

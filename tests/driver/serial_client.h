@@ -76,9 +76,10 @@ private:
 };
 
 // Two ports that are bridged and open.
-class OpenBridge : public TwoPorts {
-protected:
-    OpenBridge() { EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u); }
+struct OpenBridge : TwoPorts {
+    explicit OpenBridge(unsigned number = 0) : TwoPorts(number) {
+        EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u);
+    }
 
     SerialClient here{device.portName()};
     SerialClient there{partnerDevice.portName()};

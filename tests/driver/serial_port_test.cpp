@@ -8,7 +8,7 @@ using protocol::Set;
 
 constexpr DWORD kNoSuchDevice = 433; // the toolchain's headers lack this error's name
 
-using SerialPort = OpenBridge;
+using SerialPort = TestOf<OpenBridge>;
 
 TEST_F(SerialPort, KeepsItsSettingsWhileItIsOpen) {
     COMMTIMEOUTS timeouts{1, 2, 3, 4, 5};

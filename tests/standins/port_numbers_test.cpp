@@ -37,7 +37,7 @@ void writeBits(const Bits& bits) {
 class PortNumbers : public testing::Test {
 protected:
     PortNumbers() {
-        writeBits(full_);
+        writeBits(Bits(COMDB_MIN_PORTS_ARBITRATED / 8, 0xFF));
         EXPECT_EQ(ComDBOpen(&database_), ERROR_SUCCESS);
     }
     ~PortNumbers() override {
@@ -51,7 +51,6 @@ protected:
         return ComDBClaimNextFreePort(database_, &number) == ERROR_SUCCESS ? number : 0;
     }
 
-    const Bits full_ = Bits(COMDB_MIN_PORTS_ARBITRATED / 8, 0xFF);
     const Bits saved_ = readBits();
     HCOMDB database_ = HCOMDB_INVALID_HANDLE_VALUE;
 };
@@ -83,44 +82,26 @@ TEST_F(PortNumbers, AreGivenOutOnce) {
     EXPECT_EQ(ComDBClose(database_), ERROR_INVALID_PARAMETER);
 }
 
-// A device that is registered and waits for the installation of its driver.
-class NewDevice {
-public:
-    explicit NewDevice(const std::wstring& hardwareId)
-        : set_(SetupDiCreateDeviceInfoList(&pnp::kPortsClass, nullptr)) {
-        element_.cbSize = sizeof element_;
-        const std::wstring list = hardwareId + L'\0'; // with the terminator, the end of the list
-        const auto* const bytes = reinterpret_cast<const BYTE*>(list.c_str());
-        const auto size = static_cast<DWORD>((list.size() + 1) * sizeof(wchar_t));
-        EXPECT_TRUE(SetupDiCreateDeviceInfoW(
-            set(), L"Ports", &pnp::kPortsClass, nullptr, nullptr, DICD_GENERATE_ID, element()));
-        EXPECT_TRUE(SetupDiSetDeviceRegistryPropertyW(set(), element(), SPDRP_HARDWAREID, bytes, size));
-        EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set(), element()));
-    }
-    NewDevice(const NewDevice&) = delete;
-    NewDevice& operator=(const NewDevice&) = delete;
-    ~NewDevice() { EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REMOVE, set(), element())); }
-
-    HDEVINFO set() { return set_.get(); }
-    SP_DEVINFO_DATA* element() { return &element_; }
-
-private:
-    pnp::DeviceInformationSet set_;
-    SP_DEVINFO_DATA element_{};
-};
-
 TEST_F(PortNumbers, StayWithNoDeviceWhoseInstallationFails) {
-    NewDevice unknown(L"ZORVANTEST\\Unknown");
-    NewDevice known(L"QELTRAVIRT\\QeltraZorvan3");
-    EXPECT_FALSE(DiInstallDevice(nullptr, known.set(), known.element(), nullptr, 0, nullptr));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_LOG_SPACE)) << "there is none";
-    const Bits free(full_.size());
-    writeBits(free);
-    EXPECT_FALSE(DiInstallDevice(nullptr, unknown.set(), unknown.element(), nullptr, 0, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_NO_COMPAT_DRIVERS);
-    EXPECT_FALSE(SetupDiCallClassInstaller(DIF_INSTALLDEVICE, unknown.set(), unknown.element()));
+    const pnp::DeviceInformationSet owner(SetupDiCreateDeviceInfoList(&pnp::kPortsClass, nullptr));
+    auto* const set = owner.get();
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    constexpr wchar_t kHardwareIds[] = L"QELTRAVIRT\\QeltraZorvan3\0";
+    const auto* const ids = reinterpret_cast<const BYTE*>(kHardwareIds);
+    ASSERT_TRUE(
+        SetupDiCreateDeviceInfoW(set, L"Ports", &pnp::kPortsClass, nullptr, nullptr, DICD_GENERATE_ID, &device) &&
+        SetupDiSetDeviceRegistryPropertyW(set, &device, SPDRP_HARDWAREID, ids, sizeof kHardwareIds) &&
+        SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, &device));
+    ComDBReleasePort(database_, 7);
+    const auto before = readBits();
+    EXPECT_FALSE(SetupDiCallClassInstaller(DIF_INSTALLDEVICE, set, &device));
     EXPECT_EQ(GetLastError(), ERROR_NO_DRIVER_SELECTED);
-    EXPECT_EQ(readBits(), free);
+    EXPECT_EQ(readBits(), before);
+    EXPECT_EQ(next(), 7U);
+    EXPECT_FALSE(DiInstallDevice(nullptr, set, &device, nullptr, 0, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_LOG_SPACE)) << "there is no number left";
+    EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REMOVE, set, &device));
 }
 
 } // namespace
