@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <thread>
+
 namespace zorvan::test {
 namespace {
 
@@ -80,6 +83,22 @@ TEST_F(PortNumbers, AreGivenOutOnce) {
     EXPECT_EQ(ComDBClose(database_), ERROR_SUCCESS);
     EXPECT_EQ(ComDBReleasePort(database_, 7), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(ComDBClose(database_), ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(PortNumbers, AreDifferentForAllWhoClaimAtOnce) {
+    writeBits(Bits(COMDB_MIN_PORTS_ARBITRATED / 8));
+    const auto claim = [&] {
+        for (int i = 0; i < 80; ++i)
+            EXPECT_NE(next(), 0U);
+    };
+    {
+        const std::jthread other(claim);
+        claim();
+    }
+    int claimed = 0;
+    for (const auto byte : readBits())
+        claimed += std::popcount(byte);
+    EXPECT_EQ(claimed, 160);
 }
 
 TEST_F(PortNumbers, StayWithNoDeviceWhoseInstallationFails) {
