@@ -80,14 +80,19 @@ void expectRate(std::size_t turned, std::size_t of, double probability) {
         static_cast<double>(turned), count * probability, 6 * std::sqrt(count * probability * (1 - probability)));
 }
 
-using Crossover = TestOf<OpenBridge>;
+class Crossover : public TestOf<OpenBridge> {
+protected:
+    static void disturb(const ControlClient& end, std::uint32_t thousandths) {
+        const auto emulation = record(protocol::ErrorEmulationShort{protocol::kBitCrossover, 1, thousandths});
+        EXPECT_EQ(end.set(Set::ErrorEmulation, emulation), 0u);
+    }
+};
 
 TEST_F(Crossover, TurnsBitsOverWhereTheyArrive) {
     const Data zeros(1'000'000);
     for (const std::uint32_t thousandths : {500u, 10u, 1u}) {
         SCOPED_TRACE(thousandths);
-        const auto emulation = record(protocol::ErrorEmulationShort{protocol::kBitCrossover, 1, thousandths});
-        EXPECT_EQ(partner.set(Set::ErrorEmulation, emulation), 0u);
+        disturb(partner, thousandths);
         const auto write = here.startWrite(zeros);
         const auto reply = there.startWrite(zeros);
         EXPECT_EQ(here.read(zeros.size()).data, zeros);
@@ -107,6 +112,14 @@ TEST_F(Crossover, TurnsBitsOverWhereTheyArrive) {
         for (const auto count : atBit)
             expectRate(count, zeros.size(), probability);
     }
+}
+
+TEST_F(Crossover, DiffersFromPortToPort) {
+    for (const auto* end : {&client, &partner})
+        disturb(*end, 500);
+    const auto write = here.startWrite(Data(64));
+    const auto reply = there.startWrite(Data(64));
+    EXPECT_NE(here.read(64).data, there.read(64).data);
 }
 
 } // namespace
