@@ -33,11 +33,12 @@ std::wstring testPortName(unsigned number) {
     return pnp::portName(kFirstTestPort + number);
 }
 
-DeviceNode::DeviceNode(unsigned number)
-    : identity_(openWhenStarted(pnp::createDeviceNode(kFirstTestPort + number))) {}
+DeviceNode::DeviceNode(unsigned number) : identity_(openWhenStarted(pnp::createDeviceNode(kFirstTestPort + number))) {
+    EXPECT_TRUE(identity_.alive);
+}
 
 void DeviceNode::remove() {
-    if (std::exchange(identity_.alive, false)) {
+    if (!std::exchange(removed_, true)) {
         EXPECT_NO_THROW(pnp::removeDeviceNode(controlPath()));
     }
 }

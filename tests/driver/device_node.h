@@ -26,6 +26,7 @@ public:
 
 private:
     pnp::DeviceIdentity identity_;
+    bool removed_ = false;
 };
 
 } // namespace zorvan::test

@@ -1,6 +1,8 @@
 // The events that clients leave with a port, to hear of its mode.
 #include "control_client.h"
 
+#include <algorithm>
+
 namespace zorvan::test {
 namespace {
 
@@ -57,8 +59,7 @@ TEST_F(HostEvents, MakeRoomForOthers) {
         events.push_back(std::make_unique<ModeEvent>(client));
     EXPECT_EQ(client.set(Set::Disconnect), 0u);
     EXPECT_FALSE(oldest.signalled());
-    for (const auto& event : events)
-        EXPECT_TRUE(event->signalled());
+    EXPECT_TRUE(std::all_of(events.begin(), events.end(), [](const auto& event) { return event->signalled(); }));
 }
 
 } // namespace

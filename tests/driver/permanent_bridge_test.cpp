@@ -28,58 +28,50 @@ void restartDriver(const ControlClient& port) {
         Sleep(50);
 }
 
-class PermanentBridge : public testing::Test {
+class PermanentBridge : public TestOf<TwoPorts> {
 protected:
-    PermanentBridge() { join(1); }
+    PermanentBridge() { join(partnerDevice, 1); }
 
-    void join(std::uint8_t permanent) const {
-        EXPECT_EQ(client.bridgeTo(partnerDevice->portName(), protocol::kLocalServer, permanent), 0u);
+    void join(const DeviceNode& other, std::uint8_t permanent) const {
+        EXPECT_EQ(client.bridgeTo(other.portName(), protocol::kLocalServer, permanent), 0u);
     }
 
-    void expectBridged() const {
-        const ControlClient partner(partnerDevice->controlPath());
+    void expectBridged(const DeviceNode& other) const {
         EXPECT_EQ(client.mode(), kBridge);
-        EXPECT_EQ(partner.mode(), kBridge);
-        EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), partner.hostProcessId());
+        EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), ControlClient(other.controlPath()).hostProcessId());
         const SerialClient here(device.portName());
-        const SerialClient there(partnerDevice->portName());
+        const SerialClient there(other.portName());
         const auto write = here.startWrite(bytesOf("still"));
         EXPECT_EQ(there.read(5).data, bytesOf("still"));
     }
-
-    void recreatePartner() {
-        partnerDevice.reset();
-        EXPECT_EQ(client.mode(), kListening);
-        partnerDevice.emplace(1u);
-    }
-
-    DeviceNode device{0u};
-    std::optional<DeviceNode> partnerDevice{1u};
-    ControlClient client{device.controlPath()};
 };
 
 TEST_F(PermanentBridge, OutlivesItsPartnerAndTheDriver) {
-    recreatePartner();
-    expectBridged();
+    partnerDevice.remove();
+    EXPECT_EQ(client.mode(), kListening);
+    const DeviceNode again(1u);
+    expectBridged(again);
     const DeviceNode bystander(2u);
     restartDriver(client);
-    expectBridged();
+    expectBridged(again);
     EXPECT_EQ(ControlClient(bystander.controlPath()).mode(), kListening);
 }
 
 TEST_F(PermanentBridge, IsForgottenWhenEitherEndIsToldOtherwise) {
-    EXPECT_EQ(ControlClient(partnerDevice->controlPath()).set(Set::Disconnect), 0u);
-    recreatePartner();
-    EXPECT_EQ(client.mode(), kListening);
-
-    join(1);
-    partnerDevice.reset();
+    EXPECT_EQ(partner.set(Set::Disconnect), 0u);
+    partnerDevice.remove();
+    {
+        const DeviceNode again(1u);
+        EXPECT_EQ(client.mode(), kListening);
+        join(again, 1);
+    }
     EXPECT_EQ(client.listen(), 0u) << "while the partner is away";
-    partnerDevice.emplace(1u);
-    EXPECT_EQ(client.mode(), kListening);
-
-    join(0);
-    recreatePartner();
+    {
+        const DeviceNode again(1u);
+        EXPECT_EQ(client.mode(), kListening);
+        join(again, 0);
+    }
+    const DeviceNode again(1u);
     EXPECT_EQ(client.mode(), kListening);
 }
 

@@ -69,7 +69,7 @@ TEST_F(SerialPort, EndsAReadAsItsTimeOutsSay) {
         {"total, multiplied", {0, 10, 0, 0, 0}, "", "", ""},
         {"total, not reached", {0, kLong, 0, 0, 0}, "ab", "cd", "abcd"},
         {"total beside the highest interval", {kMaximum, 0, 50, 0, 0}, "ab", "", "ab"},
-        {"interval", {50, 0, 0, 0, 0}, "ab", "c", "abc"},
+        {"interval", {50, 0, 0, 0, 0}, "", "abc", "abc"},
         {"interval before the total", {50, 0, kLong, 0, 0}, "a", "", "a"},
         {"total before the interval", {kLong, 0, 50, 0, 0}, "a", "", "a"},
     };
