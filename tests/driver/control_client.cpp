@@ -1,15 +1,9 @@
 #include "control_client.h"
 
-#include <system_error>
+#include "base/hresult_error.h"
+#include "security/host_process.h"
 
 namespace zorvan::test {
-namespace {
-
-[[noreturn]] void throwError(DWORD error, const char* what) {
-    throw std::system_error(static_cast<int>(error), std::system_category(), what);
-}
-
-} // namespace
 
 UniqueHandle openPath(const std::wstring& path, DWORD access) {
     return fileHandle(CreateFileW(
@@ -17,56 +11,38 @@ UniqueHandle openPath(const std::wstring& path, DWORD access) {
         nullptr));
 }
 
-Answer sendRequest(HANDLE device, std::uint32_t code, const protocol::Bytes& input, std::size_t outputSize) {
-    auto request = input;
-    Answer answer{ERROR_SUCCESS, protocol::Bytes(outputSize)};
+DWORD sendRequest(HANDLE device, std::uint32_t code, protocol::Bytes input, std::size_t outputSize) {
+    protocol::Bytes reply(outputSize);
     DWORD returned = 0;
-    if (!DeviceIoControl(
-            device, code, input.empty() ? nullptr : request.data(), static_cast<DWORD>(request.size()),
-            outputSize == 0 ? nullptr : answer.reply.data(), static_cast<DWORD>(outputSize), &returned, nullptr)) {
-        answer.error = GetLastError();
-        returned = 0;
-    }
-    answer.reply.resize(returned);
-    return answer;
-}
-
-Answer ControlClient::query(protocol::Query code) const {
-    const auto device = openPath(path_, GENERIC_READ);
-    if (!device)
-        return {GetLastError(), {}};
-    return sendRequest(device.get(), static_cast<std::uint32_t>(code), {}, protocol::kReplySize);
+    const BOOL succeeded = DeviceIoControl(
+        device, code, input.data(), static_cast<DWORD>(input.size()), reply.data(), static_cast<DWORD>(outputSize),
+        &returned, nullptr);
+    return succeeded ? ERROR_SUCCESS : GetLastError();
 }
 
 DWORD ControlClient::set(protocol::Set code, const protocol::Bytes& input) const {
-    const auto device = openPath(path_);
-    if (!device)
-        return GetLastError();
-    return sendRequest(device.get(), static_cast<std::uint32_t>(code), input).error;
+    return static_cast<DWORD>(HRESULT_CODE(comBoundary([&] { driver::sendSet(path_, code, input); })));
 }
 
-protocol::Bytes ControlClient::replyOf(protocol::Query code) const {
-    auto answer = query(code);
-    if (answer.error != ERROR_SUCCESS)
-        throwError(answer.error, "a query failed");
-    return std::move(answer.reply);
-}
-
-DWORD ControlClient::bridgeTo(const std::wstring& partner, const std::wstring& server) const {
-    return set(protocol::Set::CreateBridge, bridgeRecord(partner, server, 0));
+DWORD
+ControlClient::bridgeTo(const std::wstring& partner, const std::wstring& server, std::uint8_t permanent) const {
+    return set(protocol::Set::CreateBridge, bridgeRecord(partner, server, permanent));
 }
 
 DWORD ControlClient::listen() const {
-    protocol::RecordWriter record;
-    return set(protocol::Set::StartListening, record.appendString(L"D:AR(A;;CC;;;WD)").bytes());
+    return set(protocol::Set::StartListening, textRecord(L"D:AR(A;;CC;;;WD)"));
 }
 
 std::uint64_t ControlClient::copyToHost(HANDLE handle) const {
-    const UniqueHandle host(OpenProcess(PROCESS_DUP_HANDLE, FALSE, hostProcessId()));
-    HANDLE copy = nullptr;
-    if (!host || !DuplicateHandle(GetCurrentProcess(), handle, host.get(), &copy, 0, FALSE, DUPLICATE_SAME_ACCESS))
-        return 0;
-    return reinterpret_cast<std::uint64_t>(copy);
+    return duplicateIntoHost(hostProcessId(), handle).release().value;
+}
+
+protocol::Bytes textRecord(const std::wstring& text) {
+    return protocol::RecordWriter().appendString(text).bytes();
+}
+
+protocol::Bytes pinRecord(const std::vector<std::uint16_t>& entries) {
+    return protocol::RecordWriter().appendList(entries).bytes();
 }
 
 protocol::Bytes bridgeRecord(const std::wstring& partner, const std::wstring& server, std::uint8_t permanent) {

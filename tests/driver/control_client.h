@@ -1,42 +1,36 @@
-// Control requests as a client sends them: each opens the device's control path, sends one request and closes it.
+// Control requests as a client of the driver sends them, and more than it would.
 #pragma once
 
-#include "base/unique.h"
-#include "driver/protocol.h"
-#include "driver/record.h"
+#include "device_node.h"
+#include "driver/control_channel.h"
 
-#include <string>
+#include <gtest/gtest.h>
 
 namespace zorvan::test {
 
-// What a request came to; 0 is success. The errors are those that a Win32 caller sees.
-struct Answer {
-    DWORD error;
-    protocol::Bytes reply;
-};
-
 UniqueHandle openPath(const std::wstring& path, DWORD access = GENERIC_READ | GENERIC_WRITE);
 
-Answer sendRequest(HANDLE device, std::uint32_t code, const protocol::Bytes& input = {}, std::size_t outputSize = 0);
+// What it comes to: 0 or the error that a Win32 caller sees.
+DWORD sendRequest(HANDLE device, std::uint32_t code, protocol::Bytes input = {}, std::size_t outputSize = 0);
 
 class ControlClient {
 public:
     explicit ControlClient(std::wstring controlPath) : path_(std::move(controlPath)) {}
 
-    Answer query(protocol::Query code) const;
-    DWORD set(protocol::Set code, const protocol::Bytes& input = {}) const;
-
-    // The reply's first item; throws when the request fails.
+    // They throw when the request fails.
+    protocol::Bytes query(protocol::Query code) const { return driver::sendQuery(path_, code); }
     template <class Item>
     Item ask(protocol::Query code) const {
-        return protocol::RecordReader(replyOf(code)).read<Item>();
+        return driver::query<Item>(path_, code);
     }
-    std::wstring askText(protocol::Query code) const { return protocol::RecordReader(replyOf(code)).readString(); }
-    protocol::Bytes replyOf(protocol::Query code) const;
-
     std::uint32_t mode() const { return ask<std::uint32_t>(protocol::Query::Mode); }
     std::uint32_t hostProcessId() const { return ask<std::uint32_t>(protocol::Query::HostProcessId); }
-    DWORD bridgeTo(const std::wstring& partner, const std::wstring& server = L".") const;
+
+    // What it comes to, as above.
+    DWORD set(protocol::Set code, const protocol::Bytes& input = {}) const;
+    DWORD bridgeTo(
+        const std::wstring& partner, const std::wstring& server = protocol::kLocalServer,
+        std::uint8_t permanent = 0) const;
     DWORD listen() const;
 
     // Leaves a copy of the handle in the port's host process; 0: that failed.
@@ -46,9 +40,30 @@ private:
     std::wstring path_;
 };
 
+template <class... Items>
+protocol::Bytes record(const Items&... items) {
+    protocol::RecordWriter writer;
+    (writer.append(items), ...);
+    return writer.bytes();
+}
+
+protocol::Bytes textRecord(const std::wstring& text);
+protocol::Bytes pinRecord(const std::vector<std::uint16_t>& entries);
 protocol::Bytes bridgeRecord(const std::wstring& partner, const std::wstring& server, std::uint8_t permanent);
 
 // The modes as clients see them.
 enum Mode : std::uint32_t { kBroken, kListening, kPipe, kBridge, kHandles };
+
+struct TwoPorts {
+    explicit TwoPorts(unsigned number = 0) : device(number), partnerDevice(number + 1) {}
+
+    DeviceNode device;
+    DeviceNode partnerDevice;
+    ControlClient client{device.controlPath()};
+    ControlClient partner{partnerDevice.controlPath()};
+};
+
+template <class Ports>
+class TestOf : public testing::Test, public Ports {};
 
 } // namespace zorvan::test

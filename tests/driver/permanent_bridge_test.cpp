@@ -1,10 +1,7 @@
 // Bridges that outlive their partner and the driver.
-#include "control_client.h"
-#include "device_node.h"
-#include "driver_process.h"
+#include "base/hresult_error.h"
+#include "process_figures.h"
 #include "serial_client.h"
-
-#include <gtest/gtest.h>
 
 namespace zorvan::test {
 namespace {
@@ -12,58 +9,69 @@ namespace {
 using protocol::Query;
 using protocol::Set;
 
-class PermanentBridge : public testing::Test {
+// The one that started the port's host process.
+DWORD driverProcessId(const ControlClient& port) {
+    for (const auto& process : devkit::runningProcesses())
+        if (process.id == port.hostProcessId())
+            return process.parent;
+    throw std::runtime_error("the port has no host process");
+}
+
+// The system starts a driver that is not running when one of its devices is installed, and gives it all of them.
+void restartDriver(const ControlClient& port) {
+    const UniqueHandle driver(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, driverProcessId(port)));
+    ASSERT_TRUE(TerminateProcess(driver.get(), 1)) << GetLastError();
+    ASSERT_EQ(WaitForSingleObject(driver.get(), kPatience), DWORD{WAIT_OBJECT_0});
+    const DeviceNode starter(99u);
+    const auto deadline = GetTickCount64() + kPatience;
+    while (FAILED(comBoundary([&] { port.mode(); })) && GetTickCount64() < deadline)
+        Sleep(50);
+}
+
+class PermanentBridge : public TestOf<TwoPorts> {
 protected:
-    PermanentBridge() {
-        const auto record = bridgeRecord(partnerDevice->portName(), L".", 1);
-        EXPECT_EQ(client.set(Set::CreateBridge, record), 0u);
+    PermanentBridge() { join(partnerDevice, 1); }
+
+    void join(const DeviceNode& other, std::uint8_t permanent) const {
+        EXPECT_EQ(client.bridgeTo(other.portName(), protocol::kLocalServer, permanent), 0u);
     }
 
-    static void expectBridged(const DeviceNode& one, const DeviceNode& other) {
-        const ControlClient client(one.controlPath());
-        const ControlClient partner(other.controlPath());
+    void expectBridged(const DeviceNode& other) const {
         EXPECT_EQ(client.mode(), kBridge);
-        EXPECT_EQ(partner.mode(), kBridge);
-        EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), partner.hostProcessId());
-        const SerialClient here(one.portName());
+        EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), ControlClient(other.controlPath()).hostProcessId());
+        const SerialClient here(device.portName());
         const SerialClient there(other.portName());
-        EXPECT_TRUE(here.write(bytesOf("still")).ok());
+        const auto write = here.startWrite(bytesOf("still"));
         EXPECT_EQ(there.read(5).data, bytesOf("still"));
     }
-
-    void recreatePartner() {
-        partnerDevice->remove();
-        EXPECT_EQ(client.mode(), kListening);
-        partnerDevice.emplace(1u);
-    }
-
-    DeviceNode device{0u};
-    std::optional<DeviceNode> partnerDevice{std::in_place, 1u};
-    ControlClient client{device.controlPath()};
 };
 
 TEST_F(PermanentBridge, OutlivesItsPartnerAndTheDriver) {
-    recreatePartner();
-    expectBridged(device, *partnerDevice);
+    partnerDevice.remove();
+    EXPECT_EQ(client.mode(), kListening);
+    const DeviceNode again(1u);
+    expectBridged(again);
     const DeviceNode bystander(2u);
     restartDriver(client);
-    expectBridged(device, *partnerDevice);
+    expectBridged(again);
     EXPECT_EQ(ControlClient(bystander.controlPath()).mode(), kListening);
 }
 
 TEST_F(PermanentBridge, IsForgottenWhenEitherEndIsToldOtherwise) {
-    EXPECT_EQ(ControlClient(partnerDevice->controlPath()).set(Set::Disconnect), 0u);
-    recreatePartner();
-    EXPECT_EQ(client.mode(), kListening);
-
-    EXPECT_EQ(client.set(Set::CreateBridge, bridgeRecord(partnerDevice->portName(), L".", 1)), 0u);
-    partnerDevice->remove();
+    EXPECT_EQ(partner.set(Set::Disconnect), 0u);
+    partnerDevice.remove();
+    {
+        const DeviceNode again(1u);
+        EXPECT_EQ(client.mode(), kListening);
+        join(again, 1);
+    }
     EXPECT_EQ(client.listen(), 0u) << "while the partner is away";
-    partnerDevice.emplace(1u);
-    EXPECT_EQ(client.mode(), kListening);
-
-    EXPECT_EQ(client.bridgeTo(partnerDevice->portName()), 0u) << "not permanent";
-    recreatePartner();
+    {
+        const DeviceNode again(1u);
+        EXPECT_EQ(client.mode(), kListening);
+        join(again, 0);
+    }
+    const DeviceNode again(1u);
     EXPECT_EQ(client.mode(), kListening);
 }
 

@@ -1,37 +1,31 @@
 // A port as an ordinary serial program uses it: opened by its name, read and written with overlapped requests.
 #pragma once
 
-#include "base/unique.h"
+#include "control_client.h"
+#include "traffic.h"
 
-#include <cstdint>
 #include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace zorvan::test {
 
-using Data = std::vector<std::uint8_t>;
+using Data = devkit::Bytes;
+using devkit::randomBytes;
 
-// Bytes that tell their place: whatever is lost, doubled or exchanged shows.
-Data pattern(std::size_t size, unsigned seed = 0);
-Data bytesOf(const char* text);
+Data bytesOf(std::string_view text);
 
 inline constexpr DWORD kPatience = 20'000; // milliseconds, for what must come
 
 // What a request came to: 0 is success.
 struct Result {
     DWORD error;
-    Data data;         // of a read
-    std::size_t count; // of a write
-
-    bool ok() const { return error == ERROR_SUCCESS; }
+    Data data;             // of a read
+    std::size_t count = 0; // of a write
 };
 
 // One that is under way. It is cancelled when it is destroyed before its end.
 class Request {
 public:
-    explicit Request(HANDLE file, std::size_t size);
+    Request(HANDLE file, Data data);
     ~Request();
     Request(const Request&) = delete;
     Request& operator=(const Request&) = delete;
@@ -55,6 +49,9 @@ private:
     bool waited_ = false;
 };
 
+std::unique_ptr<Request> startRead(HANDLE file, std::size_t size);
+std::unique_ptr<Request> startWrite(HANDLE file, const Data& data);
+
 class SerialClient {
 public:
     // Throws when the port cannot be opened and set up. Requests wait for ever, unless told otherwise.
@@ -63,10 +60,9 @@ public:
     HANDLE get() const { return port_.get(); }
     void close() { port_.reset(); }
 
-    void setTimeouts(const COMMTIMEOUTS& timeouts) const;
     void configure(const std::function<void(DCB&)>& change) const;
-    std::unique_ptr<Request> startRead(std::size_t size) const;
-    std::unique_ptr<Request> startWrite(const Data& data) const;
+    std::unique_ptr<Request> startRead(std::size_t size) const { return test::startRead(get(), size); }
+    std::unique_ptr<Request> startWrite(const Data& data) const { return test::startWrite(get(), data); }
     std::unique_ptr<Request> startWaitForEvent() const;
 
     Result read(std::size_t size) const { return startRead(size)->wait(); }
@@ -79,7 +75,14 @@ private:
     UniqueHandle port_;
 };
 
-std::unique_ptr<Request> startRead(HANDLE file, std::size_t size);
-std::unique_ptr<Request> startWrite(HANDLE file, const Data& data);
+// Two ports that are bridged and open.
+struct OpenBridge : TwoPorts {
+    explicit OpenBridge(unsigned number = 0) : TwoPorts(number) {
+        EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u);
+    }
+
+    SerialClient here{device.portName()};
+    SerialClient there{partnerDevice.portName()};
+};
 
 } // namespace zorvan::test

@@ -7,8 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 
 namespace zorvan::test {
 
@@ -24,20 +23,13 @@ const std::vector<std::wstring>& arguments() {
 }
 
 std::wstring programPath() {
-    std::wstring path(MAX_PATH, L'\0');
-    DWORD length = 0;
-    while ((length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()))) == path.size())
-        path.resize(2 * path.size());
-    path.resize(length);
+    std::wstring path(32'767, L'\0'); // the longest that there is
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
     return path;
 }
 
 std::wstring siblingPath(const std::wstring& relative) {
-    const auto program = programPath();
-    const auto path = program.substr(0, program.find_last_of(L'\\') + 1) + relative;
-    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    return full;
+    return (std::filesystem::path(programPath()).parent_path() / relative).lexically_normal();
 }
 
 void allowTime(std::chrono::seconds limit) {
@@ -51,8 +43,8 @@ static int run(int count, wchar_t** values) {
     watchdog = new Watchdog;
     testing::UnitTest::GetInstance()->listeners().Append(watchdog);
     if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
-        std::fputs("COM cannot be initialised in this process.\n", stderr);
-        return EXIT_FAILURE;
+        writeError("COM cannot be initialised in this process.\n");
+        return 1;
     }
     const int result = RUN_ALL_TESTS();
     CoUninitialize();

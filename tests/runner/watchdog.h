@@ -1,13 +1,12 @@
 // Ends the program when a test hangs, and says which test stood and where.
 #pragma once
 
-#include <windows.h>
+#include "base/unique.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <string>
 #include <thread>
 
 namespace zorvan::test {
@@ -17,24 +16,23 @@ public:
     static constexpr int kExitCode = 86;
     static constexpr std::chrono::seconds kDefaultLimit{60};
 
-    Watchdog();
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
-    ~Watchdog() override;
+    ~Watchdog() override { SetEvent(stop_.get()); }
 
     void OnTestStart(const testing::TestInfo& test) override;
-    void OnTestEnd(const testing::TestInfo& test) override;
+    void OnTestEnd(const testing::TestInfo&) override { deadline_ = ~0ULL; }
 
-    void allow(std::chrono::seconds limit);
+    void allow(std::chrono::milliseconds limit) {
+        deadline_ = GetTickCount64() + static_cast<ULONGLONG>(limit.count());
+    }
 
 private:
     void watch();
-    [[noreturn]] void endProgram();
+    void endProgram();
 
     std::string test_;                        // written only while the deadline is off
     std::atomic<ULONGLONG> deadline_ = ~0ULL; // in GetTickCount64's time
-    HANDLE stop_;
-    std::thread thread_;
+    UniqueHandle stop_{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    std::jthread thread_{[this] { watch(); }};
 };
 
 } // namespace zorvan::test

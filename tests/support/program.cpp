@@ -9,44 +9,6 @@
 
 namespace zorvan::test {
 
-namespace {
-
-std::string lastError(const char* what) {
-    return std::string(what) + ": error " + std::to_string(GetLastError());
-}
-
-// A file, as some programs fail when their output is a pipe. It goes with its last handle.
-class OutputFile {
-public:
-    OutputFile() {
-        wchar_t folder[MAX_PATH];
-        wchar_t name[MAX_PATH];
-        if (GetTempPathW(MAX_PATH, folder) == 0 || GetTempFileNameW(folder, L"out", 0, name) == 0)
-            throw std::runtime_error(lastError("a temporary file"));
-        path_ = name;
-        SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-        file_ = fileHandle(CreateFileW(
-            name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, CREATE_ALWAYS, 0, nullptr));
-        if (!file_)
-            throw std::runtime_error(lastError("opening a temporary file"));
-    }
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile() {
-        file_.reset();
-        DeleteFileW(path_.c_str()); // a file that stays in the temporary folder does no harm
-    }
-
-    HANDLE handle() const { return file_.get(); }
-    std::string text() const { return readFile(path_); }
-
-private:
-    std::wstring path_;
-    UniqueHandle file_;
-};
-
-} // namespace
-
 std::string readFile(const std::wstring& path) {
     std::ifstream file(path.c_str(), std::ios::binary);
     if (!file)
@@ -55,9 +17,23 @@ std::string readFile(const std::wstring& path) {
 }
 
 ProgramResult runProgram(const std::wstring& commandLine) {
-    const OutputFile output;
-    const auto exitCode = ChildProcess(commandLine, output.handle()).exitCode();
-    auto text = output.text();
+    wchar_t folder[MAX_PATH] = {};
+    wchar_t name[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    GetTempFileNameW(folder, L"out", 0, name);
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    // A file, as some programs fail when their output is a pipe.
+    const auto output = fileHandle(CreateFileW(
+        name, GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, CREATE_ALWAYS,
+        FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (!output)
+        throw std::runtime_error("a temporary file cannot be opened: error " + std::to_string(GetLastError()));
+    const auto exitCode = ChildProcess(commandLine, output.get()).exitCode();
+    std::string text(GetFileSize(output.get(), nullptr), '\0');
+    DWORD count = 0;
+    SetFilePointer(output.get(), 0, nullptr, FILE_BEGIN);
+    if (!ReadFile(output.get(), text.data(), static_cast<DWORD>(text.size()), &count, nullptr))
+        throw std::runtime_error("the output of a program cannot be read: error " + std::to_string(GetLastError()));
     text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
     return {exitCode, text};
 }

@@ -1,0 +1,126 @@
+// Bridges: what both ends say of one, how it ends, what it refuses, and bytes that are disturbed on their way.
+#include "serial_client.h"
+
+#include <bit>
+#include <cmath>
+
+namespace zorvan::test {
+namespace {
+
+using protocol::Query;
+using protocol::Set;
+
+protocol::Bytes endpoint(const std::wstring& server, const std::wstring& port) {
+    return protocol::RecordWriter().appendString(server).appendString(port).append(std::uint32_t{0}).bytes();
+}
+
+class Bridge : public TestOf<TwoPorts> {
+protected:
+    void join() const { EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u); }
+
+    void expectBridged() const {
+        EXPECT_EQ(client.mode(), kBridge);
+        EXPECT_EQ(partner.mode(), kBridge);
+        EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), partner.hostProcessId());
+        EXPECT_EQ(partner.ask<std::uint32_t>(Query::Pair), client.hostProcessId());
+    }
+};
+
+TEST_F(Bridge, IsKnownAtBothEnds) {
+    join();
+    expectBridged();
+    EXPECT_EQ(client.query(Query::RemoteEndpoint), endpoint(L".", partnerDevice.portName()));
+    EXPECT_EQ(partner.query(Query::RemoteEndpoint), endpoint(L".", device.portName()));
+    EXPECT_EQ(partner.set(Set::PortName, textRecord(testPortName(5))), 0u);
+    EXPECT_EQ(client.query(Query::RemoteEndpoint), endpoint(L".", testPortName(5)));
+    expectBridged();
+
+    wchar_t computer[256];
+    DWORD size = 256;
+    ASSERT_TRUE(GetComputerNameExW(ComputerNameDnsHostname, computer, &size));
+    EXPECT_EQ(client.listen(), 0u);
+    EXPECT_EQ(client.bridgeTo(testPortName(5), computer), 0u);
+    EXPECT_EQ(client.query(Query::RemoteEndpoint), endpoint(computer, testPortName(5)));
+    expectBridged();
+}
+
+TEST_F(Bridge, EndsAtBothEnds) {
+    for (const auto* end : {&client, &partner})
+        for (const bool listen : {false, true}) {
+            join();
+            EXPECT_EQ(listen ? end->listen() : end->set(Set::Disconnect), 0u);
+            EXPECT_EQ(client.mode(), kListening);
+            EXPECT_EQ(partner.mode(), kListening);
+            EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), 0u);
+            EXPECT_EQ(partner.ask<std::uint32_t>(Query::Pair), 0u);
+        }
+    join();
+    partnerDevice.remove();
+    EXPECT_EQ(client.mode(), kListening);
+    EXPECT_TRUE(client.query(Query::RemoteEndpoint).empty());
+    EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), DWORD{ERROR_FILE_NOT_FOUND});
+}
+
+TEST_F(Bridge, IsRefusedWhereItIsImpossible) {
+    EXPECT_EQ(client.bridgeTo(testPortName(99)), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(client.bridgeTo(partnerDevice.portName(), L"another-computer.invalid"), DWORD{ERROR_NOT_SUPPORTED});
+    EXPECT_EQ(client.mode(), kListening);
+    join();
+    const DeviceNode third{2u};
+    const ControlClient thirdClient(third.controlPath());
+    EXPECT_EQ(thirdClient.bridgeTo(partnerDevice.portName()), DWORD{ERROR_CONNECTION_ACTIVE});
+    EXPECT_EQ(thirdClient.mode(), kListening);
+    expectBridged();
+}
+
+// Within six standard deviations of a binomial distribution.
+void expectRate(std::size_t turned, std::size_t of, double probability) {
+    const auto count = static_cast<double>(of);
+    EXPECT_NEAR(
+        static_cast<double>(turned), count * probability, 6 * std::sqrt(count * probability * (1 - probability)));
+}
+
+class Crossover : public TestOf<OpenBridge> {
+protected:
+    static void disturb(const ControlClient& end, std::uint32_t thousandths) {
+        const auto emulation = record(protocol::ErrorEmulationShort{protocol::kBitCrossover, 1, thousandths});
+        EXPECT_EQ(end.set(Set::ErrorEmulation, emulation), 0u);
+    }
+};
+
+TEST_F(Crossover, TurnsBitsOverWhereTheyArrive) {
+    const Data zeros(1'000'000);
+    for (const std::uint32_t thousandths : {500u, 10u, 1u}) {
+        SCOPED_TRACE(thousandths);
+        disturb(partner, thousandths);
+        const auto write = here.startWrite(zeros);
+        const auto reply = there.startWrite(zeros);
+        EXPECT_EQ(here.read(zeros.size()).data, zeros);
+
+        std::size_t turned = 0;
+        std::size_t atBit[8]{};
+        std::size_t pairs = 0; // of neighbours that are both turned over, which independence makes as rare
+        for (const unsigned byte : there.read(zeros.size()).data) {
+            turned += static_cast<std::size_t>(std::popcount(byte));
+            pairs += static_cast<std::size_t>(std::popcount(byte & byte >> 1 & 0x55U));
+            for (unsigned bit = 0; bit < 8; ++bit)
+                atBit[bit] += byte >> bit & 1U;
+        }
+        const auto probability = thousandths / 1000.0;
+        expectRate(turned, 8 * zeros.size(), probability);
+        expectRate(pairs, 4 * zeros.size(), probability * probability);
+        for (const auto count : atBit)
+            expectRate(count, zeros.size(), probability);
+    }
+}
+
+TEST_F(Crossover, DiffersFromPortToPort) {
+    for (const auto* end : {&client, &partner})
+        disturb(*end, 500);
+    const auto write = here.startWrite(Data(64));
+    const auto reply = there.startWrite(Data(64));
+    EXPECT_NE(here.read(64).data, there.read(64).data);
+}
+
+} // namespace
+} // namespace zorvan::test

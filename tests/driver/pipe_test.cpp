@@ -1,0 +1,121 @@
+// Ports that are connected to a named pipe, of which they have either end.
+#include "serial_client.h"
+
+namespace zorvan::test {
+namespace {
+
+using protocol::Query;
+using protocol::Set;
+
+UniqueHandle createPipe(int number = 0) {
+    const auto name = L"\\\\.\\pipe\\zorvan-driver-test" + std::to_wstring(number);
+    return fileHandle(CreateNamedPipeW(
+        name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, nullptr));
+}
+
+// One instance of a pipe is all there may be.
+bool isHeld(int number) {
+    return !createPipe(number);
+}
+
+// The driver lets one client go before it takes the next.
+UniqueHandle openPipe() {
+    for (const auto deadline = GetTickCount64() + kPatience;; Sleep(10)) {
+        auto pipe = fileHandle(CreateFileW(
+            L"\\\\.\\pipe\\zorvan-driver-test0", GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+            FILE_FLAG_OVERLAPPED, nullptr));
+        if (pipe || GetTickCount64() > deadline)
+            return pipe;
+    }
+}
+
+class Pipe : public TestOf<TwoPorts> {
+protected:
+    std::uint64_t connect(const UniqueHandle& pipe, bool serverEnd) const {
+        const auto inHost = client.copyToHost(pipe.get());
+        EXPECT_EQ(client.set(Set::ConnectPipe, record(protocol::PipeConnection{inHost, serverEnd})), 0u);
+        EXPECT_EQ(client.mode(), kPipe);
+        EXPECT_EQ(client.ask<std::uint64_t>(Query::PipeHandle), inHost);
+        return inHost;
+    }
+
+    static void exchange(const SerialClient& port, HANDLE peer) {
+        const auto sent = port.startWrite(bytesOf("there"));
+        EXPECT_EQ(startRead(peer, 5)->wait().data, bytesOf("there"));
+        EXPECT_EQ(sent->wait().count, 5u);
+        EXPECT_EQ(startWrite(peer, bytesOf("and back"))->wait().count, 8u);
+        EXPECT_EQ(port.read(8).data, bytesOf("and back"));
+    }
+};
+
+TEST_F(Pipe, IsHeldUntilTheConnectionEnds) {
+    connect(createPipe(1), true);
+    const auto second = record(protocol::PipeConnection{connect(createPipe(2), true), 1});
+    EXPECT_FALSE(isHeld(1));
+    EXPECT_EQ(client.set(Set::ConnectPipe, second), DWORD{ERROR_INVALID_HANDLE}) << "again";
+    EXPECT_TRUE(isHeld(2));
+    EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u);
+    EXPECT_FALSE(isHeld(2));
+    connect(createPipe(3), true);
+    EXPECT_EQ(partner.mode(), kListening) << "left by its partner";
+    EXPECT_EQ(client.set(Set::Disconnect), 0u);
+    EXPECT_EQ(client.mode(), kListening);
+    EXPECT_TRUE(client.query(Query::PipeHandle).empty());
+    EXPECT_FALSE(isHeld(3));
+}
+
+TEST_F(Pipe, HasNoPortWhoseHostProcessIsGone) {
+    const auto pipe = connect(createPipe(), true);
+    const UniqueHandle host(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, client.hostProcessId()));
+    ASSERT_TRUE(TerminateProcess(host.get(), 1));
+    ASSERT_EQ(WaitForSingleObject(host.get(), kPatience), DWORD{WAIT_OBJECT_0});
+    EXPECT_EQ(client.mode(), kBroken);
+    EXPECT_EQ(client.set(Set::Disconnect), 0u);
+    EXPECT_EQ(client.set(Set::ConnectPipe, record(protocol::PipeConnection{pipe, 1})), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(client.mode(), kBroken);
+}
+
+TEST_F(Pipe, LastsAtItsClientEndAsLongAsItsServer) {
+    auto server = createPipe();
+    connect(openPipe(), false);
+    const SerialClient port(device.portName());
+    exchange(port, server.get());
+    EXPECT_EQ(port.lines(), DWORD{MS_CTS_ON | MS_DSR_ON | MS_RLSD_ON});
+
+    EXPECT_EQ(WaitForSingleObject(device.changed(), 0), DWORD{WAIT_OBJECT_0}) << "of the mode, by the connection";
+    EXPECT_EQ(startWrite(server.get(), bytesOf("bye"))->wait().error, 0u);
+    server.reset();
+    EXPECT_EQ(WaitForSingleObject(device.changed(), kPatience), DWORD{WAIT_OBJECT_0});
+    EXPECT_EQ(client.mode(), kListening);
+    EXPECT_EQ(port.read(3).data, bytesOf("bye"));
+    EXPECT_EQ(port.lines(), 0u);
+}
+
+TEST_F(Pipe, TakesAtItsServerEndOneClientAfterTheOther) {
+    connect(createPipe(), true);
+    const SerialClient port(device.portName());
+    EXPECT_EQ(port.lines(), 0u);
+    const auto early = port.startWrite(bytesOf("waiting"));
+    EXPECT_FALSE(early->done());
+
+    auto first = openPipe();
+    EXPECT_EQ(startRead(first.get(), 7)->wait().data, bytesOf("waiting"));
+    EXPECT_EQ(startWrite(first.get(), bytesOf("bye"))->wait().error, 0u);
+    first.reset();
+    const auto second = openPipe();
+    EXPECT_EQ(port.read(3).data, bytesOf("bye"));
+    exchange(port, second.get());
+    EXPECT_EQ(client.mode(), kPipe);
+    EXPECT_EQ(client.ask<protocol::TrafficCounters>(Query::Traffic).connections, 2u);
+
+    const auto write = port.startWrite(Data(1'000'000));
+    EXPECT_EQ(startRead(second.get(), 100)->wait().error, 0u);
+    device.remove();
+    EXPECT_NE(write->wait().error, 0u);
+    while (startRead(second.get(), 4096)->wait().error == ERROR_SUCCESS) {
+    }
+    EXPECT_EQ(startRead(second.get(), 1)->wait().error, DWORD{ERROR_BROKEN_PIPE});
+}
+
+} // namespace
+} // namespace zorvan::test
