@@ -70,11 +70,6 @@ LONG PortDatabase::store(const PortBits& bits) const {
     return status == ERROR_SUCCESS ? ERROR_SUCCESS : ERROR_CANTWRITE;
 }
 
-LONG PortDatabase::read(PortBits& bits) {
-    const MutexLock lock(mutex_.get());
-    return lock ? load(bits) : ERROR_NOT_CONNECTED;
-}
-
 template <class Change>
 LONG PortDatabase::update(Change change) {
     const MutexLock lock(mutex_.get());
@@ -120,17 +115,6 @@ LONG PortDatabase::release(DWORD number) {
         if (!bits.arbitrates(number))
             return ERROR_INVALID_PARAMETER;
         bits.setUsed(number, false);
-        return ERROR_SUCCESS;
-    });
-}
-
-LONG PortDatabase::resize(DWORD ports) {
-    if (ports % kSizeStep != 0)
-        return ERROR_INVALID_PARAMETER;
-    return update([&](PortBits& bits) -> LONG {
-        if (ports <= bits.size() || ports > COMDB_MAX_PORTS_ARBITRATED)
-            return ERROR_BAD_LENGTH;
-        bits.resize(ports);
         return ERROR_SUCCESS;
     });
 }

@@ -38,8 +38,6 @@ public:
     // The lowest number that is neither in use nor the name of a port of Wine's own.
     LONG claimNextFree(DWORD& number);
     LONG release(DWORD number);
-    LONG resize(DWORD ports);
-    LONG read(PortBits& bits);
 
 private:
     PortDatabase(UniqueRegistryKey key, UniqueHandle mutex) : key_(std::move(key)), mutex_(std::move(mutex)) {}

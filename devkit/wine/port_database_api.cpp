@@ -1,9 +1,8 @@
-// Stands in for the COM port database functions of Windows's msports.dll, which Wine 8 only names.
+// Stands in for the COM port database functions of Windows's msports.dll that ports need; Wine 8 only names them.
 #include "base/slim_lock.h"
 #include "msports.h"
 #include "port_database.h"
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,7 +10,6 @@
 
 namespace {
 
-using zorvan::devkit::PortBits;
 using zorvan::devkit::PortDatabase;
 
 // The handles that are open in this process: a wrong or closed one must be refused, not followed.
@@ -50,19 +48,6 @@ LONG withDatabase(HCOMDB handle, Operation operation) noexcept {
     }
 }
 
-// How many ports the buffer has room for, up to the database's size.
-DWORD reportPorts(const PortBits& bits, PBYTE buffer, DWORD bufferSize, ULONG reportType) {
-    if (reportType == CDB_REPORT_BITS) {
-        const DWORD bytes = std::min(bufferSize, bits.size() / 8);
-        std::copy_n(bits.bytes().begin(), bytes, buffer);
-        return bytes * 8;
-    }
-    const DWORD ports = std::min(bufferSize, bits.size());
-    for (DWORD number = 1; number <= ports; ++number)
-        buffer[number - 1] = bits.isUsed(number) ? 1 : 0;
-    return ports;
-}
-
 } // namespace
 
 LONG WINAPI ComDBOpen(PHCOMDB database) {
@@ -84,23 +69,6 @@ LONG WINAPI ComDBClose(HCOMDB database) {
     return g_openDatabases.remove(database) ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
 }
 
-LONG WINAPI ComDBGetCurrentPortUsage(
-    HCOMDB database, PBYTE buffer, DWORD bufferSize, ULONG reportType, LPDWORD maxPortsReported) {
-    if (!buffer && !maxPortsReported)
-        return ERROR_INVALID_PARAMETER;
-    if (buffer && reportType != CDB_REPORT_BITS && reportType != CDB_REPORT_BYTES)
-        return ERROR_INVALID_PARAMETER;
-    return withDatabase(database, [&](PortDatabase& opened) -> LONG {
-        PortBits bits({});
-        if (const LONG status = opened.read(bits); status != ERROR_SUCCESS)
-            return status;
-        const DWORD reported = buffer ? reportPorts(bits, buffer, bufferSize, reportType) : bits.size();
-        if (maxPortsReported)
-            *maxPortsReported = reported;
-        return ERROR_SUCCESS;
-    });
-}
-
 LONG WINAPI ComDBClaimNextFreePort(HCOMDB database, LPDWORD number) {
     if (!number)
         return ERROR_INVALID_PARAMETER;
@@ -119,8 +87,4 @@ LONG WINAPI ComDBClaimPort(HCOMDB database, DWORD number, BOOL forceClaim, PBOOL
 
 LONG WINAPI ComDBReleasePort(HCOMDB database, DWORD number) {
     return withDatabase(database, [&](PortDatabase& opened) { return opened.release(number); });
-}
-
-LONG WINAPI ComDBResizeDatabase(HCOMDB database, DWORD newSize) {
-    return withDatabase(database, [&](PortDatabase& opened) { return opened.resize(newSize); });
 }
