@@ -31,17 +31,12 @@ std::vector<char16_t> textOfInput(std::span<const std::uint8_t> bytes) {
     return {text.begin(), text.end()};
 }
 
-template <class Function, class... Arguments>
-auto unlessRefused(Function function, const Arguments&... arguments) {
-    try {
-        return std::optional(function(arguments...));
-    } catch (const ScriptError&) {
-        return std::optional<decltype(function(arguments...))>();
-    }
-}
-
 std::optional<Trees> parse(WideStringView script) {
-    return unlessRefused(parseRegistryScript, script);
+    try {
+        return parseRegistryScript(script);
+    } catch (const ScriptError&) {
+        return std::nullopt;
+    }
 }
 
 std::uint32_t numberOf(const Data& data) {
@@ -83,8 +78,12 @@ WideString written(const RegistryValue& value) {
         return u"= B " + quoted(digits);
     }
     require(value.type == ValueType::MultiString, "a value has one of the four types");
+    const WideString list = textOf(value.data);
+    require(
+        (u'\0' + list).find(WideStringView(u"\0\0", 2)) == WideString::npos || list.empty(),
+        "no text of a list is empty");
     WideString text;
-    for (const auto unit : textOf(value.data))
+    for (const auto unit : list)
         text += unit == 0 ? u"\\0" : WideString(1, unit);
     return u"= M " + quoted(text);
 }
@@ -168,43 +167,6 @@ void requireArrives(WideStringView text) {
     require(textOf(key.values.back().data) == u"@" + WideString(text), "a text arrives within another");
 }
 
-// Decimal, without sign, of 32 bits.
-void requireNumber(WideStringView text) {
-    bool isNumber = !text.empty();
-    std::uint64_t expected = 0;
-    for (const auto unit : text) {
-        isNumber = isNumber && unit >= '0' && unit <= '9' && expected <= UINT32_MAX;
-        expected = expected * 10 + (unit & 0xF);
-    }
-    const auto trees = parse(u"HKCU { Key = d " + quoted(text) + u"}");
-    require(trees.has_value() == (isNumber && expected <= UINT32_MAX), "a number is of digits and not too great");
-    if (trees)
-        require(
-            numberOf(trees->front().keys.front().values.front().data) == expected, "a number is what its digits say");
-}
-
-// What stands between two percent signs is every second part.
-std::optional<WideString> modelOfReplacing(WideStringView script) {
-    WideString result;
-    bool isVariable = false;
-    while (true) {
-        const auto length = std::min(script.find(u'%'), script.size());
-        const auto part = script.substr(0, length);
-        if (!isVariable)
-            result += part;
-        else if (part.empty())
-            result += u'%';
-        else if (part == u"a" || part == u"A")
-            result += u"%a%'";
-        else
-            return std::nullopt;
-        if (length == script.size())
-            return isVariable ? std::nullopt : std::optional(result);
-        script.remove_prefix(length + 1);
-        isVariable = !isVariable;
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -213,9 +175,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (const auto trees = parse(text))
         requireSound(text, *trees);
     requireArrives(text);
-    requireNumber(text);
-    const Replacement replacements[] = {{"a", u"%a%'"}};
-    const auto replaced = unlessRefused(replaceVariables, text, replacements);
-    require(replaced == modelOfReplacing(text), "variables are replaced once, from left to right");
+    try {
+        replaceVariables(text, {});
+    } catch (const ScriptError&) { // most texts are refused; what others become, the tests of the language tell
+    }
     return 0;
 }

@@ -39,7 +39,7 @@ struct Scene {
     ComPointer<IDispatch> array{};
     ComPointer<IVirtualSerialLibrary> created{}; // by a method of the factory
 
-    // By the name of its interface; the device array has none of its own.
+    // The one of an interface.
     IDispatch& object(const std::string& interfaceName) const;
 };
 
@@ -69,11 +69,11 @@ struct Fault {
 };
 
 struct Row {
-    std::string name;                         // of a member that is listed; after a comma, which case it is
-    std::function<HRESULT(Scene&)> call = {}; // none: of a listed member that takes no arguments
-    Outcomes outcomes = {};                   // where they are not those of most methods
-    bool fresh = false;                       // the method changes its object: each call needs a new one
-    std::function<void(Scene&)> arrange = {}; // before each call
+    std::string name;                                      // after a comma, which case it is
+    std::function<HRESULT(Scene&)> call = {};              // none: of a listed member that takes no arguments
+    Outcomes outcomes = {};                                // where they are not those of most methods
+    bool fresh = false;                                    // the method changes its object: each call needs a new one
+    std::function<void(Scene&)> arrange = {};              // before each call
     std::function<void(Scene&, const Fault&)> verify = {}; // after each, when nothing fails any more
     HRESULT silent = S_OK;                                 // for a failure that leaves no error
 };
@@ -81,12 +81,10 @@ struct Row {
 class FaultSweep : public SimulationTest {
 protected:
     void SetUp() override;
-    static void TearDownTestSuite();
 
-    // Prints how many calls and allocations of each row have failed.
-    void sweep(const std::vector<Row>& rows);
-    // With the listed members that have no row.
-    void sweepMembers(std::vector<Row> rows);
+    // The rows of each interface, or of what else has methods. Listed members without a row are called without
+    // arguments. Prints how many calls and allocations of each have failed.
+    void sweep(std::map<std::string, std::vector<Row>> rowsOfInterfaces);
 
 private:
     struct Answer {
@@ -97,15 +95,14 @@ private:
         bool disturbed = false; // the failure came to pass
     };
 
-    void sweepFunctions(const Row& row, const std::vector<std::string>& functions);
-    int sweepCalls(const Row& row, const std::vector<std::string>& functions);
-    int sweepAllocations(const Row& row);
+    struct Counts {
+        int calls = 0;
+        int allocations = 0;
+    };
 
-    // Tells whether the failure came to pass.
-    bool attempt(const Row& row, const Fault& fault);
-    long blocksKept(const Row& row, const Fault& fault);
-    void run(const Row& row, const Fault& fault);
-    void repeat(const Row& row, bool undone);
+    Counts sweepRow(const Row& row);
+    bool attempt(const Row& row, const Fault& fault); // whether the failure came to pass
+    bool run(const Row& row, const Fault& fault);
     Answer call(const Row& row, const Fault& fault);
     void check(const Row& row, const Fault& fault, const Answer& answer, const std::string& before) const;
 
@@ -116,7 +113,6 @@ private:
     std::unique_ptr<Scene> scene_;
     std::unique_ptr<MachineState> state_; // at its beginning
     Answer success_;                      // of the row at hand
-    bool disturbed_ = false;
 };
 
 } // namespace zorvan::simulation

@@ -7,6 +7,7 @@ namespace zorvan::simulation {
 
 namespace {
 
+const std::wstring kPipe = L"\\\\.\\pipe\\name";
 constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
 
 // An error may have done part of the work, where nothing else is said.
@@ -26,7 +27,6 @@ const Outcomes kHostHandleNames{
 const Outcomes kHandOver{
     {"OpenProcess", kIgnored}, {"OpenProcessToken", kIgnored}, {"LookupPrivilegeValueW", kIgnored},
     {"AdjustTokenPrivileges", kIgnored}, {"DuplicateHandle", kIgnored}};
-const Outcomes kPair{{"DeviceIoControl, less", {{S_OK, E_FAIL, HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}, true}}};
 // The partner is told to listen first, which stays so.
 const Outcomes kBridge{
     {"CreateFileW#2", kReportedLate}, {"DeviceIoControl#2", kReportedLate}, {kAllocation, kOutOfMemoryOrDone}};
@@ -35,8 +35,6 @@ const Outcomes kBridge{
 const Outcomes kRenaming{
     {kElse, kIgnored}, {"RegQueryValueExW", kFailureOrNothing}, {"RegQueryValueExW, less", kFailureOrNothing},
     {"CreateFileW", kReportedLate}, {"DeviceIoControl", kReportedLate}, {kAllocation, kOutOfMemoryOrDone}};
-// A name that cannot be compared is no match.
-const Outcomes kComparison{{"VarBstrCmp", {{S_OK, E_INVALIDARG}, true}}};
 // A device that cannot be opened is left to the next look, and one that its driver does not know is not alive. A port
 // without a number fails the listing. Without an instance ID nobody knows what to wait for, although the port is there.
 const Outcomes kCreation{
@@ -55,7 +53,6 @@ const Outcomes kNobodyIsTold{
 const Outcomes kLibrary{
     {kElse, kIgnored}, {"CreateEventW#3", {{E_FAIL}, true}}, {"GetModuleHandleExW", {{E_FAIL}, true}},
     {"CreateThread", {{E_FAIL}, true}}, {kAllocation, kOutOfMemoryOrDone}};
-const Outcomes kInstalling{{"GetProcAddress", {{E_POINTER}}}};
 const Outcomes kUninstalling{
     {"GetProcAddress", {{E_POINTER}}}, {"GetProcAddress#2", kUnnoticed}, // what installs is not needed
     {"GetSystemDirectoryW", kIgnored}, {"DeleteFileW", kIgnored}};
@@ -81,6 +78,37 @@ HRESULT createRemoteBridge(Scene& scene, VARIANT_BOOL permanent) {
     return scene.device->createRemoteBridge(
         Bstr(L"COM3").get(), Bstr(L"server").get(), permanent, Bstr(L"user").get(), Bstr(kPassword).get(),
         Bstr(L"domain").get());
+}
+
+HRESULT connectToFiles(Scene& scene) {
+    return scene.device->connectToFiles(Bstr(L"C:\\in.txt").get(), Bstr(L"C:\\out.txt").get(), CTF_CreateAlways);
+}
+
+HRESULT getItem(Scene& scene, const Variant& index) {
+    return scene.devices->get_Item(index, scene.out.as(VT_UNKNOWN));
+}
+
+// From the start.
+HRESULT next(Scene& scene) {
+    Variant elements[3];
+    scene.enumerator->Reset();
+    return scene.enumerator->Next(3, elements, scene.out.as(VT_UI4));
+}
+
+HRESULT create(Scene& scene, const wchar_t* name) {
+    return scene.library->createDevice(Variant(name), scene.out.as(VT_UNKNOWN));
+}
+
+HRESULT getClassObject(Scene& scene) {
+    return scene.dll.getClassObject(__uuidof(VirtualSerialLibrary), IID_IClassFactory, scene.out.as(VT_UNKNOWN));
+}
+
+HRESULT registerServer(Scene& scene) {
+    return scene.dll.registerServer();
+}
+
+HRESULT installForUser(Scene& scene) {
+    return scene.dll.install(true, L"user");
 }
 
 void actAsSomebody(Scene& scene) {
@@ -192,140 +220,119 @@ void expectReports(Scene& scene, const Fault& fault) {
     expectThreadGoesOn(scene, fault);
 }
 
-// The late-bound half of an interface. The type library is asked for once for each object, so each call has a new
-// one.
-void addLateBound(
-    std::vector<Row>& rows, const std::string& name, const wchar_t* member,
-    ComPointer<IPin> Scene::*argument = nullptr) {
-    const auto getTypeInfo = [=](Scene& scene) {
-        UINT count = 0;
-        EXPECT_RESULT(S_OK, scene.object(name).GetTypeInfoCount(&count));
-        return scene.object(name).GetTypeInfo(0, LOCALE_USER_DEFAULT, scene.out.as(VT_UNKNOWN));
-    };
-    // After GetIDsOfNames.
-    const auto invoke = [=](Scene& scene) {
-        std::vector<Variant> arguments(argument == nullptr ? 0 : 1);
-        for (auto& value : arguments) {
-            value.vt = VT_DISPATCH;
-            value.pdispVal = ComPointer<IPin>(scene.*argument).detach();
-        }
-        constexpr WORD kFlags = DISPATCH_PROPERTYGET | DISPATCH_METHOD;
-        Variant value;
-        const HRESULT result = dispatch(scene.object(name), member, kFlags, std::move(arguments), &value);
-        if (SUCCEEDED(result)) // of a failure nobody looks at the value
-            *static_cast<LONG*>(scene.out.as(VT_I4)) = value.vt;
-        return result;
-    };
-    rows.push_back({name + "::GetTypeInfo", getTypeInfo, {}, true});
-    rows.push_back({name + "::Invoke", invoke, kExceptions, true});
+HRESULT getTypeInfo(Scene& scene, IDispatch& object) {
+    UINT count = 0;
+    EXPECT_RESULT(S_OK, object.GetTypeInfoCount(&count));
+    return object.GetTypeInfo(0, LOCALE_USER_DEFAULT, scene.out.as(VT_UNKNOWN));
+}
+
+// After GetIDsOfNames.
+HRESULT invoke(Scene& scene, IDispatch& object, const wchar_t* member, IDispatch* argument = nullptr) {
+    std::vector<Variant> arguments(argument == nullptr ? 0 : 1);
+    for (auto& value : arguments) {
+        value.vt = VT_DISPATCH;
+        value.pdispVal = ComPointer<IDispatch>(argument).detach();
+    }
+    constexpr WORD kFlags = DISPATCH_PROPERTYGET | DISPATCH_METHOD;
+    Variant value;
+    const HRESULT result = dispatch(object, member, kFlags, std::move(arguments), &value);
+    if (SUCCEEDED(result)) // of a failure nobody looks at the value
+        *static_cast<LONG*>(scene.out.as(VT_I4)) = value.vt;
+    return result;
 }
 
 // clang-format off
 
-TEST_F(FaultSweep, Members) {
-    std::vector<Row> rows{
-        {"IVirtualSerialDevice::put_enabled", [](Scene& s) { return s.device->put_enabled(VARIANT_FALSE); }},
-        {"IVirtualSerialDevice::put_emulateTxOverflow",
-         [](Scene& s) { return s.device->put_emulateTxOverflow(VARIANT_TRUE); }},
-        {"IVirtualSerialDevice::put_crossoverProbability",
-         [](Scene& s) { return s.device->put_crossoverProbability(0.25); }},
-        {"IVirtualSerialDevice::get_PipeName", {}, kHostHandleNames},
-        {"IVirtualSerialDevice::get_inputFileName", {}, kHostHandleNames},
-        {"IVirtualSerialDevice::get_outputFileName", {}, kHostHandleNames},
-        {"IVirtualSerialDevice::get_pair", {}, kPair},
-        {"IVirtualSerialDevice::startListening",
-         [](Scene& s) { return s.device->startListening(Variant(L"D:(A;;GA;;;WD)")); }},
-        {"IVirtualSerialDevice::connectToPipe",
-         [](Scene& s) { return s.device->connectToPipe(Bstr(L"\\\\.\\pipe\\name").get()); }, kHandOver},
-        {"IVirtualSerialDevice::createAndConnectPipe",
-         [](Scene& s) { return s.device->createAndConnectPipe(Bstr(L"\\\\.\\pipe\\new").get(), 1, 4096, 4096, 0); },
-         kHandOver},
-        {"IVirtualSerialDevice::createBridge",
-         [](Scene& s) { return s.device->createBridge(s.other.get(), VARIANT_TRUE); }, kBridge},
-        {"IVirtualSerialDevice::createRemoteBridge", [](Scene& s) { return createRemoteBridge(s, VARIANT_FALSE); }},
-        {"IVirtualSerialDevice::createRemoteBridge, permanent",
-         [](Scene& s) { return createRemoteBridge(s, VARIANT_TRUE); }},
-        {"IVirtualSerialDevice::createRemoteBridge, by a thread that acts as somebody",
-         [](Scene& s) { return createRemoteBridge(s, VARIANT_TRUE); }, {}, false, actAsSomebody},
-        {"IVirtualSerialDevice::connectToFiles",
-         [](Scene& s) {
-             return s.device->connectToFiles(Bstr(L"C:\\in.txt").get(), Bstr(L"C:\\out.txt").get(), CTF_CreateAlways);
-         }, kHostHandles},
-        {"IVirtualSerialDevice::deleteDevice", {}, {{"SetupDiGetDeviceInstallParamsW", kUnnoticed}}},
-        {"IVirtualSerialDevice::put_portName", [](Scene& s) { return s.device->put_portName(Bstr(L"COM8").get()); },
-         kRenaming, true},
-        {"IVirtualSerialDevice::restoreDefaultPins", {}, {}, false, plug},
-        {"IPin::sendTo", [](Scene& s) { return s.pin->sendTo(s.target.get()); }, {}, false, unplug},
-        {"IPin::removeConnectionTo", [](Scene& s) { return s.pin->removeConnectionTo(s.target.get()); }, {}, false,
-         plug},
-        {"IDeviceCollection::get_Item, by name",
-         [](Scene& s) { return s.devices->get_Item(Variant(L"COM6"), s.out.as(VT_UNKNOWN)); }, kComparison},
-        {"IDeviceCollection::get_Item, by number",
-         [](Scene& s) { return s.devices->get_Item(Variant(1L), s.out.as(VT_UNKNOWN)); }},
-        {"IVirtualSerialLibrary::createDevice, a number",
-         [](Scene& s) { return s.library->createDevice(Variant(L"COM7"), s.out.as(VT_UNKNOWN)); },
-         kCreation, true, {}, expectAllAfterALook, kRestartNeeded},
-        {"IVirtualSerialLibrary::createDevice, any number",
-         [](Scene& s) { return s.library->createDevice(Variant(L""), s.out.as(VT_UNKNOWN)); },
-         kCreation, true, {}, expectAllAfterALook, kRestartNeeded},
-        {"IVirtualSerialLibrary::addListener", [](Scene& s) { return s.library->addListener(&s.listener); }, {}, true},
-        {"IVirtualSerialLibrary::removeListener", [](Scene& s) { return s.library->removeListener(&s.listener); },
-         {}, true, subscribe},
-        {"IVirtualSerialLibrary::added",
-         [](Scene& s) { return s.library->added(s.script.variant(), s.out.as(VT_I4)); }, {}, true},
-        {"IVirtualSerialLibrary::deleted",
-         [](Scene& s) { return s.library->deleted(s.script.variant(), s.out.as(VT_I4)); }, {}, true},
-        {"IVirtualSerialLibrary::changed",
-         [](Scene& s) { return s.library->changed(s.script.variant(), s.out.as(VT_I4)); }, {}, true},
-        {"IVirtualSerialLibrary::added, ending",
-         [](Scene& s) { return s.library->added(Variant(L"1"), s.out.as(VT_I4)); }, {}, true, subscribe},
-        {"IVirtualSerialLibrary::stopEventDispatching", {}, {}, true},
-        {"IVirtualSerialLibrary::dispatchEvents", [](Scene& s) { return s.library->dispatchEvents(&s.script, 0); },
-         kDispatching, true, queueEvents},
-    };
-    addLateBound(rows, "IVirtualSerialLibrary", L"devicesArray");
-    addLateBound(rows, "IVirtualSerialDevice", L"portName");
-    addLateBound(rows, "ISocket", L"DTR");
-    addLateBound(rows, "IPin", L"sendTo", &Scene::target);
-    addLateBound(rows, "IDeviceCollection", L"Count");
-    sweepMembers(rows);
-}
-
-TEST_F(FaultSweep, EventsAndModule) {
-    std::vector<Row> rows{
-        {"IVirtualSerialLibraryListener::added, deleted", announce, kNobodyIsTold, true, changePorts, expectReports},
-        {"IVirtualSerialLibraryListener::changed", signal, kNobodyIsTold, true, subscribe, expectThreadGoesOn},
-        {"IEnumVARIANT::Next",
-         [](Scene& s) { Variant elements[3]; return s.enumerator->Next(3, elements, s.out.as(VT_UI4)); },
-         {}, false, [](Scene& s) { s.enumerator->Reset(); }},
-        {"IEnumVARIANT::Skip", [](Scene& s) { return s.enumerator->Skip(3); }},
-        {"IEnumVARIANT::Reset", [](Scene& s) { return s.enumerator->Reset(); }},
-        {"IEnumVARIANT::Clone", [](Scene& s) { return s.enumerator->Clone(s.out.as(VT_UNKNOWN)); }},
-        {"DllGetClassObject",
-         [](Scene& s) {
-             return s.dll.getClassObject(__uuidof(VirtualSerialLibrary), IID_IClassFactory, s.out.as(VT_UNKNOWN));
-         }},
-        {"DllCanUnloadNow", [](Scene& s) { return s.dll.canUnloadNow(); }},
-        {"IClassFactory::LockServer", [](Scene& s) { return s.factory->LockServer(TRUE) | s.factory->LockServer(FALSE); }},
-        {"IClassFactory::CreateInstance", createInstance, kLibrary, true, {}, expectAllInTheCreated},
-        {"IVirtualSerialLibrary::Release", destroyInstance, {{kElse, kIgnored}}, true, [](Scene& s) { createInstance(s); }},
-        {"AutoInstallEx, install", [](Scene& s) { return s.dll.autoInstallEx(0); }, kInstalling},
-        {"AutoInstallEx, uninstall", [](Scene& s) { return s.dll.autoInstallEx(3); }, kUninstalling},
-    };
-    addLateBound(rows, "device array", L"0");
-    sweep(rows);
-}
-
-TEST_F(FaultSweep, Registration) {
+// A late-bound call asks for the type library once for each object, so each has a new one.
+TEST_F(FaultSweep, EveryMethod) {
     sweep({
-        {"DllRegisterServer", [](Scene& s) { return s.dll.registerServer(); }, kNotUndone},
-        {"DllUnregisterServer", [](Scene& s) { return s.dll.unregisterServer(); }, kNotUndone, false,
-         [](Scene& s) { s.dll.registerServer(); }},
-        {"DllInstall, install", [](Scene& s) { return s.dll.install(true, nullptr); }, kLookedUp},
-        {"DllInstall, install for the user", [](Scene& s) { return s.dll.install(true, L"user"); },
-         {{"GetModuleHandleW", kUnnoticed}}},
-        {"DllInstall, uninstall for the user", [](Scene& s) { return s.dll.install(false, L"user"); },
-         kNotUndoneForUser, false, [](Scene& s) { s.dll.install(true, L"user"); }},
+        {"IVirtualSerialDevice", {
+            {"put_enabled", [](Scene& s) { return s.device->put_enabled(VARIANT_FALSE); }},
+            {"put_emulateTxOverflow", [](Scene& s) { return s.device->put_emulateTxOverflow(VARIANT_TRUE); }},
+            {"put_crossoverProbability", [](Scene& s) { return s.device->put_crossoverProbability(0.25); }},
+            {"get_PipeName", {}, kHostHandleNames},
+            {"get_inputFileName", {}, kHostHandleNames},
+            {"get_outputFileName", {}, kHostHandleNames},
+            {"get_pair", {}, {{"DeviceIoControl, less", {{S_OK, E_FAIL, HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}, true}}}},
+            {"startListening", [](Scene& s) { return s.device->startListening(Variant(L"D:(A;;GA;;;WD)")); }},
+            {"connectToPipe", [](Scene& s) { return s.device->connectToPipe(Bstr(kPipe).get()); }, kHandOver},
+            {"createAndConnectPipe",
+             [](Scene& s) { return s.device->createAndConnectPipe(Bstr(kPipe).get(), 1, 4096, 4096, 0); }, kHandOver},
+            {"createBridge", [](Scene& s) { return s.device->createBridge(s.other.get(), VARIANT_TRUE); }, kBridge},
+            {"createRemoteBridge", [](Scene& s) { return createRemoteBridge(s, VARIANT_FALSE); }},
+            {"createRemoteBridge, permanent", [](Scene& s) { return createRemoteBridge(s, VARIANT_TRUE); }},
+            {"createRemoteBridge, by a thread that acts as somebody",
+             [](Scene& s) { return createRemoteBridge(s, VARIANT_TRUE); }, {}, false, actAsSomebody},
+            {"connectToFiles", connectToFiles, kHostHandles},
+            {"deleteDevice", {}, {{"SetupDiGetDeviceInstallParamsW", kUnnoticed}}},
+            {"put_portName", [](Scene& s) { return s.device->put_portName(Bstr(L"COM8").get()); }, kRenaming, true},
+            {"restoreDefaultPins", {}, {}, false, plug},
+            {"GetTypeInfo", [](Scene& s) { return getTypeInfo(s, *s.device); }, {}, true},
+            {"Invoke", [](Scene& s) { return invoke(s, *s.device, L"portName"); }, kExceptions, true},
+        }},
+        {"ISocket", {
+            {"GetTypeInfo", [](Scene& s) { return getTypeInfo(s, *s.socket); }, {}, true},
+            {"Invoke", [](Scene& s) { return invoke(s, *s.socket, L"DTR"); }, kExceptions, true},
+        }},
+        {"IPin", {
+            {"sendTo", [](Scene& s) { return s.pin->sendTo(s.target.get()); }, {}, false, unplug},
+            {"removeConnectionTo", [](Scene& s) { return s.pin->removeConnectionTo(s.target.get()); }, {}, false, plug},
+            {"GetTypeInfo", [](Scene& s) { return getTypeInfo(s, *s.pin); }, {}, true},
+            {"Invoke", [](Scene& s) { return invoke(s, *s.pin, L"sendTo", s.target.get()); }, kExceptions, true},
+        }},
+        {"IDeviceCollection", {
+            // A name that cannot be compared is no match.
+            {"get_Item, by name", [](Scene& s) { return getItem(s, Variant(L"COM6")); }, {{"VarBstrCmp", {{S_OK, E_INVALIDARG}, true}}}},
+            {"get_Item, by number", [](Scene& s) { return getItem(s, Variant(1L)); }},
+            {"GetTypeInfo", [](Scene& s) { return getTypeInfo(s, *s.devices); }, {}, true},
+            {"Invoke", [](Scene& s) { return invoke(s, *s.devices, L"Count"); }, kExceptions, true},
+        }},
+        {"IVirtualSerialLibrary", {
+            {"createDevice, a number", [](Scene& s) { return create(s, L"COM7"); },
+             kCreation, true, {}, expectAllAfterALook, kRestartNeeded},
+            {"createDevice, any number", [](Scene& s) { return create(s, L""); },
+             kCreation, true, {}, expectAllAfterALook, kRestartNeeded},
+            {"addListener", [](Scene& s) { return s.library->addListener(&s.listener); }, {}, true},
+            {"removeListener", [](Scene& s) { return s.library->removeListener(&s.listener); }, {}, true, subscribe},
+            {"added", [](Scene& s) { return s.library->added(s.script.variant(), s.out.as(VT_I4)); }, {}, true},
+            {"deleted", [](Scene& s) { return s.library->deleted(s.script.variant(), s.out.as(VT_I4)); }, {}, true},
+            {"changed", [](Scene& s) { return s.library->changed(s.script.variant(), s.out.as(VT_I4)); }, {}, true},
+            {"added, ending",
+             [](Scene& s) { return s.library->added(Variant(L"1"), s.out.as(VT_I4)); }, {}, true, subscribe},
+            {"dispatchEvents",
+             [](Scene& s) { return s.library->dispatchEvents(&s.script, 0); }, kDispatching, true, queueEvents},
+            {"stopEventDispatching", {}, {}, true},
+            {"Release", destroyInstance, {{kElse, kIgnored}}, true, [](Scene& s) { createInstance(s); }},
+            {"GetTypeInfo", [](Scene& s) { return getTypeInfo(s, *s.library); }, {}, true},
+            {"Invoke", [](Scene& s) { return invoke(s, *s.library, L"devicesArray"); }, kExceptions, true},
+        }},
+        {"IVirtualSerialLibraryListener", {
+            {"added, deleted", announce, kNobodyIsTold, true, changePorts, expectReports},
+            {"changed", signal, kNobodyIsTold, true, subscribe, expectThreadGoesOn},
+        }},
+        {"IEnumVARIANT", {
+            {"Next", next},
+            {"Skip", [](Scene& s) { return s.enumerator->Skip(3); }},
+            {"Clone", [](Scene& s) { return s.enumerator->Clone(s.out.as(VT_UNKNOWN)); }},
+        }},
+        {"device array", {{"Invoke", [](Scene& s) { return invoke(s, *s.array, L"0"); }}}},
+        {"IClassFactory", {
+            {"LockServer", [](Scene& s) { return s.factory->LockServer(TRUE) | s.factory->LockServer(FALSE); }},
+            {"CreateInstance", createInstance, kLibrary, true, {}, expectAllInTheCreated},
+        }},
+        {"module", {
+            {"DllGetClassObject", getClassObject},
+            {"DllCanUnloadNow", [](Scene& s) { return s.dll.canUnloadNow(); }},
+            {"AutoInstallEx, install",
+             [](Scene& s) { return s.dll.autoInstallEx(0); }, {{"GetProcAddress", {{E_POINTER}}}}},
+            {"AutoInstallEx, uninstall", [](Scene& s) { return s.dll.autoInstallEx(3); }, kUninstalling},
+            {"DllRegisterServer", registerServer, kNotUndone},
+            {"DllUnregisterServer", [](Scene& s) { return s.dll.unregisterServer(); }, kNotUndone, false, registerServer},
+            {"DllInstall, install", [](Scene& s) { return s.dll.install(true, nullptr); }, kLookedUp},
+            {"DllInstall, install for the user", installForUser, {{"GetModuleHandleW", kUnnoticed}}},
+            {"DllInstall, uninstall for the user",
+             [](Scene& s) { return s.dll.install(false, L"user"); }, kNotUndoneForUser, false, installForUser},
+        }},
     });
 }
 

@@ -13,28 +13,23 @@ std::string documentedName(ITypeInfo& information, MEMBERID member) {
     return describe(name.text());
 }
 
-// Of what an out-parameter points to.
 VARTYPE resultType(const TYPEDESC& type) {
     if (type.vt == VT_PTR || type.vt == VT_DISPATCH)
         return VT_UNKNOWN;
     return type.vt == VT_USERDEFINED ? VARTYPE{VT_I4} : type.vt; // else an enumeration
 }
 
+// The members of IUnknown and IDispatch are listed with each interface, by numbers that no interface gives itself.
 void listMembers(ITypeInfo& information, std::map<std::string, Member>& members) {
+    constexpr MEMBERID kFirstInherited = 0x60000000;
+    const std::string kinds[] = {"", "", "get_", "", "put_"}; // by INVOKEKIND
     FUNCDESC* function = nullptr;
     for (UINT i = 0; SUCCEEDED(information.GetFuncDesc(i, &function)); ++i) {
-        Member member{documentedName(information, MEMBERID_NIL), function->oVft};
-        for (SHORT j = 0; j < function->cParams; ++j) {
-            const auto& parameter = function->lprgelemdescParam[j];
-            if ((parameter.paramdesc.wParamFlags & PARAMFLAG_FOUT) != 0)
-                member.result = resultType(*parameter.tdesc.lptdesc);
-            else
-                member.takesArguments = true;
-        }
-        const std::string kinds[] = {"", "", "get_", "", "put_"}; // by INVOKEKIND
-        members
-            [member.interfaceName + "::" + kinds[function->invkind] + documentedName(information, function->memid)] =
-                member;
+        Member member{documentedName(information, MEMBERID_NIL), function->oVft, function->cParams != 0};
+        member.result = resultType(function->elemdescFunc.tdesc);
+        const auto name = kinds[function->invkind] + documentedName(information, function->memid);
+        if (function->memid < kFirstInherited)
+            members[member.interfaceName + "::" + name] = member;
         information.ReleaseFuncDesc(function);
     }
 }
@@ -44,16 +39,14 @@ std::map<std::string, Member> readTypeLibrary() {
     ComPointer<ITypeLib> library;
     require(LoadTypeLib(shippedLibraryPath().c_str(), library.put()), "LoadTypeLib");
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-        constexpr UINT kTable = static_cast<UINT>(-1); // the same interface, as one of functions with an HRESULT
-        HREFTYPE table = 0;
-        ComPointer<ITypeInfo> forScripts;
+        TYPEKIND kind{};
         ComPointer<ITypeInfo> information;
-        require(library->GetTypeInfo(i, forScripts.put()), "GetTypeInfo");
-        if (FAILED(forScripts->GetRefTypeOfImplType(kTable, &table)))
-            continue;
-        require(forScripts->GetRefTypeInfo(table, information.put()), "GetRefTypeInfo");
-        listMembers(*information, members);
+        require(library->GetTypeInfoType(i, &kind), "GetTypeInfoType");
+        require(library->GetTypeInfo(i, information.put()), "GetTypeInfo");
+        if (kind == TKIND_DISPATCH)
+            listMembers(*information, members);
     }
+    EXPECT_FALSE(members.empty());
     return members;
 }
 

@@ -11,12 +11,14 @@ auto rest(Machine& machine) {
     return std::tie(machine.processes, machine.portDatabase, machine.registry, machine.dosNames, machine.users);
 }
 
-void describeKey(std::ostream& text, const RegistryKey& key, const std::string& path) {
-    text << path << "\n";
+void describeKey(std::ostream& text, const RegistryKey& key) {
     for (const auto& [name, value] : key.values)
-        text << path << ", " << describe(name) << " = " << describe(key.text(name)) << "\n";
-    for (const auto& [name, subkey] : key.keys)
-        describeKey(text, subkey, path + "\\" + describe(name));
+        text << describe(name) << " = " << describe(key.text(name)) << "\n";
+    for (const auto& [name, subkey] : key.keys) {
+        text << describe(name) << " {\n";
+        describeKey(text, subkey);
+        text << "}\n";
+    }
 }
 
 void describeNode(std::ostream& text, const DeviceNode& node) {
@@ -53,9 +55,9 @@ std::string stateOf(Machine& machine) {
         text << "claimed " << number << "\n";
     for (const auto& [name, target] : machine.dosNames.targets)
         text << "DOS name " << describe(name) << "\n";
-    describeKey(text, machine.registry.classesRoot, "HKCR");
-    describeKey(text, machine.registry.currentUser, "HKCU");
-    describeKey(text, machine.registry.localMachine, "HKLM");
+    for (const auto* root :
+         {&machine.registry.classesRoot, &machine.registry.currentUser, &machine.registry.localMachine})
+        describeKey(text << "root\n", *root);
     text << machine.registry.typeLibraries.size() << " type libraries, "
          << machine.registry.typeLibrariesOfUser.size() << " of the user, locale " << GetThreadLocale() << ", "
          << machine.users.actingAs.size() << " threads acting as users";
