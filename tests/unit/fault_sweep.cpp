@@ -224,8 +224,8 @@ void FaultSweep::endScene() {
 }
 
 bool FaultSweep::run(const Row& row, const Fault& fault) {
-    const auto arrange = row.arrange ? row.arrange : [](const Scene&) {};
-    arrange(*scene_);
+    const auto arrange = [&] { require(row.arrange ? row.arrange(*scene_) : S_OK, "what comes before"); };
+    arrange();
     const auto before = stateOf(machine);
     const auto answer = call(row, fault);
     if (!fault.arrange)
@@ -240,7 +240,7 @@ bool FaultSweep::run(const Row& row, const Fault& fault) {
         return answer.disturbed;
     if (!undone) {
         state_->restore(machine);
-        arrange(*scene_);
+        arrange();
     }
     const auto again = call(row, {});
     EXPECT_RESULT(success_.result, again.result) << "when nothing fails any more";
@@ -258,6 +258,7 @@ FaultSweep::Answer FaultSweep::call(const Row& row, const Fault& fault) {
     };
     Answer answer;
     const auto actingAs = machine.users.actingAs;
+    scene_->out.reset();
     machine.calls.clear();
     if (fault.arrange)
         fault.arrange(machine.calls);

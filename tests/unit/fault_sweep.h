@@ -73,7 +73,7 @@ struct Row {
     std::function<HRESULT(Scene&)> call = {};              // none: of a listed member that takes no arguments
     Outcomes outcomes = {};                                // where they are not those of most methods
     bool fresh = false;                                    // the method changes its object: each call needs a new one
-    std::function<void(Scene&)> arrange = {};              // before each call
+    std::function<HRESULT(Scene&)> arrange = {};           // before each call
     std::function<void(Scene&, const Fault&)> verify = {}; // after each, when nothing fails any more
     HRESULT silent = S_OK;                                 // for a failure that leaves no error
 };
