@@ -100,6 +100,10 @@ TEST_F(RegistryScript, RefusesWhatIsNoScript) {
         L"HKCU { '' }",                        // an empty name
         L"HKCU { Key = b '0' }",               // half a byte
         L"HKCU { Key = b '0g' }",
+        L"HKCU { Key = d '' }",
+        L"HKCU { Key = d '-1' }",
+        L"HKCU { Key = d '1x' }",
+        L"HKCU { Key = d '4294967296' }",
         deep,
     };
     for (const std::wstring& script : scripts)
@@ -112,6 +116,29 @@ TEST_F(RegistryScript, RefusesACutScript) {
     EXPECT_NO_THROW(parseRegistryScript(script));
     for (std::size_t length = 1; length < script.size(); ++length)
         EXPECT_THROW(parseRegistryScript(script.substr(0, length)), ScriptError) << length;
+}
+
+TEST_F(RegistryScript, ReplacesVariables) {
+    const Replacement replacements[] = {{"MODULE", L"C:\\it''s 100%\\a.dll"}, {"Module_Raw", L"raw"}};
+    const struct {
+        const wchar_t* script;
+        const wchar_t* replaced; // null: refused
+    } rows[] = {
+        {L"@%module%,-1", L"@C:\\it''s 100%\\a.dll,-1"},
+        {L"%Module_RAW%%MODULE_raw%", L"rawraw"},
+        {L"100%%", L"100%"},
+        {L"%%%Module_Raw%%%", L"%raw%"},
+        {L"%Unknown%", nullptr},
+        {L"%MODULE", nullptr},
+        {L"% MODULE%", nullptr},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.script));
+        if (row.replaced != nullptr)
+            EXPECT_EQ(row.replaced, replaceVariables(row.script, replacements));
+        else
+            EXPECT_THROW(replaceVariables(row.script, replacements), ScriptError);
+    }
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "listed_members.h"
 
 #include "simulation/call.h"
-#include "simulation/client.h"
 #include "simulation/shipped_library.h"
 
 namespace zorvan::simulation {
@@ -14,44 +13,72 @@ std::string documentedName(ITypeInfo& information, MEMBERID member) {
     return describe(name.text());
 }
 
-std::string memberName(ITypeInfo& information, const FUNCDESC& function) {
-    const char* const kind = function.invkind == INVOKE_PROPERTYGET   ? "get_"
-                             : function.invkind == INVOKE_PROPERTYPUT ? "put_"
-                                                                      : "";
-    return documentedName(information, MEMBERID_NIL) + "::" + kind + documentedName(information, function.memid);
+VARTYPE resultType(const TYPEDESC& type) {
+    if (type.vt == VT_PTR || type.vt == VT_DISPATCH)
+        return VT_UNKNOWN;
+    return type.vt == VT_USERDEFINED ? VARTYPE{VT_I4} : type.vt; // else an enumeration
 }
 
 // The members of IUnknown and IDispatch are listed with each interface, by numbers that no interface gives itself.
-bool isInherited(const FUNCDESC& function) {
+void listMembers(ITypeInfo& information, std::map<std::string, Member>& members) {
     constexpr MEMBERID kFirstInherited = 0x60000000;
-    return function.memid >= kFirstInherited;
-}
-
-void listMembers(ITypeInfo& information, std::vector<std::string>& names) {
+    const std::string kinds[] = {"", "", "get_", "", "put_"}; // by INVOKEKIND
     FUNCDESC* function = nullptr;
     for (UINT i = 0; SUCCEEDED(information.GetFuncDesc(i, &function)); ++i) {
-        if (!isInherited(*function))
-            names.push_back(memberName(information, *function));
+        Member member{documentedName(information, MEMBERID_NIL), function->oVft, function->cParams != 0};
+        member.result = resultType(function->elemdescFunc.tdesc);
+        const auto name = kinds[function->invkind] + documentedName(information, function->memid);
+        if (function->memid < kFirstInherited)
+            members[member.interfaceName + "::" + name] = member;
         information.ReleaseFuncDesc(function);
     }
 }
 
-} // namespace
-
-std::vector<std::string> listedMembers() {
+std::map<std::string, Member> readTypeLibrary() {
+    std::map<std::string, Member> members;
     ComPointer<ITypeLib> library;
     require(LoadTypeLib(shippedLibraryPath().c_str(), library.put()), "LoadTypeLib");
-    std::vector<std::string> names;
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
         TYPEKIND kind{};
         ComPointer<ITypeInfo> information;
         require(library->GetTypeInfoType(i, &kind), "GetTypeInfoType");
         require(library->GetTypeInfo(i, information.put()), "GetTypeInfo");
         if (kind == TKIND_DISPATCH)
-            listMembers(*information, names);
+            listMembers(*information, members);
     }
-    EXPECT_FALSE(names.empty());
-    return names;
+    EXPECT_FALSE(members.empty());
+    return members;
+}
+
+} // namespace
+
+std::string OutParameter::text() const {
+    const bool isPointer = type_ == VT_BSTR || type_ == VT_UNKNOWN;
+    if (type_ == VT_EMPTY || value_ == kPattern || (isPointer && value_ == 0))
+        return {};
+    if (type_ == VT_BSTR)
+        return describe(std::wstring(reinterpret_cast<BSTR>(value_)));
+    return isPointer ? "object" : std::to_string(value_);
+}
+
+void OutParameter::reset() {
+    Variant written;
+    written.vt = text().empty() ? VARTYPE{VT_EMPTY} : type_;
+    written.llVal = value_;
+    value_ = kPattern;
+    type_ = VT_EMPTY;
+}
+
+// Whoever takes nothing does not see the out-parameter.
+HRESULT Member::call(IDispatch& object, OutParameter& out) const {
+    using Function = HRESULT(STDMETHODCALLTYPE*)(IDispatch*, void*);
+    const auto* const table = *reinterpret_cast<const char* const*>(&object);
+    return (*reinterpret_cast<const Function*>(table + offset))(&object, static_cast<LONGLONG*>(out.as(result)));
+}
+
+const std::map<std::string, Member>& listedMembers() {
+    static const auto members = readTypeLibrary();
+    return members;
 }
 
 } // namespace zorvan::simulation

@@ -1,12 +1,54 @@
-// The members that the type library of the DLL under test lists, as "IPin::sendTo" and "ISocket::get_DTR".
+// The members that the type library of the DLL under test lists. Those that take nothing are called through their
+// interface's table.
 #pragma once
 
+#include "simulation/client.h"
+
+#include <map>
 #include <string>
-#include <vector>
 
 namespace zorvan::simulation {
 
-// Of the interfaces for automation: the only other one is the client's to implement.
-std::vector<std::string> listedMembers();
+// Filled with a pattern before a call, so that it shows whether something was written. Frees what was.
+class OutParameter {
+public:
+    OutParameter() = default;
+    OutParameter(const OutParameter&) = delete;
+    OutParameter& operator=(const OutParameter&) = delete;
+    ~OutParameter() { reset(); }
+
+    // To be passed to a method: out.as(VT_BSTR).
+    OutParameter& as(VARTYPE type) {
+        type_ = type;
+        return *this;
+    }
+    template <class Value>
+    operator Value*() {
+        return reinterpret_cast<Value*>(&value_);
+    }
+
+    // Empty when nothing was written, or null.
+    std::string text() const;
+    void reset();
+
+private:
+    static constexpr LONGLONG kPattern = 0x5A5A5A5A5A5A5A5A;
+
+    VARTYPE type_ = VT_EMPTY;
+    LONGLONG value_ = kPattern; // or what was written over it
+};
+
+struct Member {
+    std::string interfaceName;
+    SHORT offset = 0; // in the table
+    bool takesArguments = false;
+    VARTYPE result = VT_EMPTY;
+
+    HRESULT call(IDispatch& object, OutParameter& out) const;
+};
+
+// By names such as "IPin::sendTo" and "ISocket::get_DTR". Of the interfaces for automation: the only other one is the
+// client's to implement.
+const std::map<std::string, Member>& listedMembers();
 
 } // namespace zorvan::simulation

@@ -13,14 +13,10 @@ public:
 
 private:
     std::deque<DeviceNode> nodes_;
-    Processes processes_;
-    PortDatabase portDatabase_;
-    Registry registry_;
-    DosNames dosNames_;
-    Users users_;
+    std::tuple<Processes, PortDatabase, Registry, DosNames, Users> rest_;
 };
 
-// The same in words, for comparison.
+// The same in words, for comparison; of the drivers, what they were told.
 std::string stateOf(Machine& machine);
 
 } // namespace zorvan::simulation
