@@ -46,6 +46,7 @@ private:
 std::string portNamesOf(SAFEARRAY& devices);
 std::string portNamesOf(IDispatch& deviceArray);
 std::string portNameOf(IVirtualSerialDevice& device);
+const char* nameOf(LONG changeMode);
 
 template <class Interface>
 class Subscriber : public ComIdentity<Interface> {
@@ -83,9 +84,21 @@ public:
 
     std::function<HRESULT()> onEvent = [] { return S_OK; };
 
-    HRESULT STDMETHODCALLTYPE added(SAFEARRAY* devices) noexcept override;
-    HRESULT STDMETHODCALLTYPE deleted(SAFEARRAY* devices) noexcept override;
-    HRESULT STDMETHODCALLTYPE changed(IVirtualSerialDevice* device, ChangeMode mode) noexcept override;
+    HRESULT STDMETHODCALLTYPE added(SAFEARRAY* devices) noexcept override {
+        return noted("added " + portNamesOf(*devices));
+    }
+    HRESULT STDMETHODCALLTYPE deleted(SAFEARRAY* devices) noexcept override {
+        return noted("deleted " + portNamesOf(*devices));
+    }
+    HRESULT STDMETHODCALLTYPE changed(IVirtualSerialDevice* device, ChangeMode mode) noexcept override {
+        return noted("changed " + portNameOf(*device) + nameOf(mode));
+    }
+
+private:
+    HRESULT noted(const std::string& event) {
+        note(event);
+        return onEvent();
+    }
 };
 
 // A script's function. Called otherwise than as a function, or with arguments that no event has, it fails the test.

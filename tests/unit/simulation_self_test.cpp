@@ -48,7 +48,7 @@ TEST_F(Simulation, ReportsBadHandlesAtOnce) {
 }
 
 TEST_F(Simulation, FollowsStringsUntilAnyoneFreesThem) {
-    BSTR text = SIMULATED(SysAllocString)(L"text");
+    BSTR text = SIMULATED(SysAllocStringLen)(L"text", 4);
     EXPECT_EQ(machine.held(), Held{"string \"text\""});
     Variant value;
     value.vt = VT_BSTR;
