@@ -72,34 +72,33 @@ bool CallLog::disturbed() const {
 
 void CallLog::clear() {
     const Guard lock(simulationMutex());
-    records_.clear();
+    texts_.clear();
     rules_.clear();
     disturbed_ = false;
 }
 
 std::vector<std::string> CallLog::names() const {
-    const Guard lock(simulationMutex());
-    std::vector<std::string> names;
-    for (const auto& record : records_)
-        names.push_back(record.function);
+    auto names = texts();
+    for (auto& text : names)
+        text.resize(text.find('('));
     return names;
 }
 
 std::vector<std::string> CallLog::texts(const std::string& function) const {
     const Guard lock(simulationMutex());
     std::vector<std::string> texts;
-    for (const auto& record : records_)
-        if (function.empty() || record.function == function)
-            texts.push_back(record.text);
+    for (const auto& text : texts_)
+        if (function.empty() || text.starts_with(function + "("))
+            texts.push_back(text);
     return texts;
 }
 
-CallLog::Fate CallLog::add(Record record) {
+CallLog::Fate CallLog::record(const std::string& function, std::string text) {
     Fate fate;
     for (auto& rule : rules_)
-        if (rule.applies(record.function))
+        if (rule.applies(function))
             rule.effect(fate);
-    records_.push_back(std::move(record));
+    texts_.push_back(std::move(text));
     return fate;
 }
 
@@ -111,8 +110,8 @@ static std::string callText(const char* function, const std::vector<std::string>
 }
 
 Call::Call(const char* function, const std::vector<std::string>& arguments)
-    : lastError_(GetLastError()), lock_(simulationMutex()), machine_(Machine::current()), function_(function),
-      fate_(machine_.calls.add(CallLog::Record{function, callText(function, arguments)})) {
+    : lastError_(GetLastError()), lock_(simulationMutex()), machine_(Machine::current()), handles_(machine_.handles),
+      function_(function), fate_(machine_.calls.record(function_, callText(function, arguments))) {
     SetLastError(lastError_);
 }
 
@@ -138,18 +137,6 @@ std::size_t Call::bring(std::size_t all) const {
     return fate_.share == Share::Half ? all / 2 : 0;
 }
 
-HANDLE Call::open(std::shared_ptr<Object> object) const {
-    return machine_.handles.open(std::move(object));
-}
-
-void Call::forget(HANDLE handle) const {
-    machine_.handles.close(handle);
-}
-
-std::shared_ptr<Object> Call::find(HANDLE handle) const {
-    return machine_.handles.find(handle);
-}
-
 void Call::reportMisuse(const std::string& what, DWORD error) const {
     ADD_FAILURE() << function_ << ": " << what << "\nThe calls before it:\n"
                   << testing::PrintToString(machine_.calls.texts());
@@ -157,7 +144,7 @@ void Call::reportMisuse(const std::string& what, DWORD error) const {
 }
 
 void Call::reportBadHandle(HANDLE handle) const {
-    const auto object = find(handle);
+    const auto object = handles_.find(handle);
     const char* kind = HandleTable::isSimulated(handle) ? "a closed handle" : "a handle that it was not given";
     reportMisuse(
         "the library used " + (object ? "a handle of the wrong kind, " + object->description : kind) + " (" +

@@ -70,10 +70,6 @@ public:
 private:
     friend class Call;
 
-    struct Record {
-        std::string function;
-        std::string text;
-    };
     // What is arranged for a call.
     struct Fate {
         std::optional<DWORD> error;
@@ -89,9 +85,9 @@ private:
     };
 
     void add(Rule rule);
-    Fate add(Record record);
+    Fate record(const std::string& function, std::string text);
 
-    std::vector<Record> records_;
+    std::vector<std::string> texts_;
     std::vector<Rule> rules_;
     bool disturbed_ = false;
 };
@@ -112,8 +108,6 @@ public:
     template <class... Arguments>
     explicit Call(const char* function, const Arguments&... arguments)
         : Call(function, std::vector<std::string>{describe(arguments)...}) {}
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
     ~Call();
 
     Machine* operator->() const { return &machine_; }
@@ -127,14 +121,14 @@ public:
     // The object of a handle. A handle that is closed, foreign or of another kind is misuse.
     template <class Kind>
     std::shared_ptr<Kind> object(HANDLE handle) const {
-        auto object = std::dynamic_pointer_cast<Kind>(find(handle));
+        auto object = std::dynamic_pointer_cast<Kind>(handles_.find(handle));
         if (object == nullptr)
             reportBadHandle(handle);
         return object;
     }
 
     // Gives the library a handle for this object.
-    HANDLE open(std::shared_ptr<Object> object) const;
+    HANDLE open(std::shared_ptr<Object> object) const { return handles_.open(std::move(object)); }
     // Takes it back. A close that a test makes fail has closed all the same.
     template <class Kind>
     void close(HANDLE handle) const {
@@ -142,7 +136,7 @@ public:
         forget(handle);
         failIfTold();
     }
-    void forget(HANDLE handle) const;
+    void forget(HANDLE handle) const { handles_.close(handle); }
 
     // Fails the test, and the call: the library called this function as no caller may.
     [[noreturn]] void reportMisuse(const std::string& what, DWORD error = ERROR_INVALID_PARAMETER) const;
@@ -153,12 +147,12 @@ public:
 
 private:
     Call(const char* function, const std::vector<std::string>& arguments);
-    std::shared_ptr<Object> find(HANDLE handle) const;
     [[noreturn]] void reportBadHandle(HANDLE handle) const;
 
     DWORD lastError_; // first: nothing else may come between it and the caller
     std::unique_lock<std::recursive_mutex> lock_;
     Machine& machine_;
+    HandleTable& handles_;
     std::string function_;
     const CallLog::Fate fate_;
 };

@@ -23,13 +23,6 @@ SIMULATE(BOOL, SetupDiClassNameFromGuidW, const GUID* setupClass, PWSTR name, DW
     std::copy_n(text.c_str(), text.size() + 1, name);
 }
 
-std::wstring generatedId(std::wstring name, std::size_t number) {
-    std::transform(name.begin(), name.end(), name.begin(), std::towupper);
-    wchar_t digits[24];
-    std::swprintf(digits, 24, L"%04zu", number);
-    return L"ROOT\\" + name + L"\\" + digits;
-}
-
 SIMULATE(
     BOOL, SetupDiCreateDeviceInfoW, HDEVINFO handle, PCWSTR name, const GUID* setupClass, PCWSTR description, HWND,
     DWORD flags, PSP_DEVINFO_DATA data) {
@@ -48,7 +41,7 @@ SIMULATE(
     BOOL, SetupDiSetDeviceRegistryPropertyW, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property, const BYTE* data,
     DWORD size) {
     const FailableCall call("SetupDiSetDeviceRegistryPropertyW", property, size);
-    auto& node = *elementOf(call, set, device).node;
+    auto& node = nodeOf(call, set, device);
     const std::wstring text(reinterpret_cast<const wchar_t*>(data), size / sizeof(wchar_t));
     if (property == SPDRP_HARDWAREID)
         node.hardwareIds = text;
@@ -60,7 +53,7 @@ SIMULATE(
     BOOL, SetupDiGetDeviceRegistryPropertyW, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property, PDWORD,
     PBYTE buffer, DWORD size, PDWORD) {
     const FailableCall call("SetupDiGetDeviceRegistryPropertyW", property, size);
-    const auto& name = elementOf(call, set, device).node->friendlyName;
+    const auto& name = nodeOf(call, set, device).friendlyName;
     failIf(property != SPDRP_FRIENDLYNAME || !name, ERROR_INVALID_DATA);
     const auto length = call.bring(name->size());
     failIf(size < length * sizeof(wchar_t), ERROR_INSUFFICIENT_BUFFER);
@@ -83,38 +76,29 @@ SIMULATE(
     BOOL, SetupDiSetClassInstallParamsW, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_CLASSINSTALL_HEADER header,
     DWORD size) {
     const FailableCall call("SetupDiSetClassInstallParamsW", header->cbSize, Hex{header->InstallFunction}, size);
-    auto& element = elementOf(call, set, device);
-    failIf(
-        header->cbSize != sizeof *header || header->InstallFunction != DIF_REMOVE ||
-            size != sizeof(SP_REMOVEDEVICE_PARAMS),
-        ERROR_INVALID_PARAMETER);
-    element.removal = *reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(header);
-}
-
-void remove(DeviceInfoSet::Element& element) {
-    failIf(
-        !element.removal || element.removal->Scope != DI_REMOVEDEVICE_GLOBAL || element.removal->HwProfile != 0,
-        ERROR_INVALID_PARAMETER);
-    element.node->present = false;
-    element.node->installFlags |= element.node->removalInstallFlags;
+    const auto& removal = *reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(header);
+    failIf(header->cbSize != sizeof *header || size != sizeof removal, ERROR_INVALID_PARAMETER);
+    failIf(header->InstallFunction != DIF_REMOVE, ERROR_INVALID_PARAMETER);
+    failIf(removal.Scope != DI_REMOVEDEVICE_GLOBAL || removal.HwProfile != 0, ERROR_INVALID_PARAMETER);
+    nodeOf(call, set, device).removable = true;
 }
 
 SIMULATE(BOOL, SetupDiCallClassInstaller, DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA device) {
     const FailableCall call("SetupDiCallClassInstaller", Hex{function});
-    auto& element = elementOf(call, set, device);
-    if (function == DIF_REMOVE)
-        remove(element);
-    else if (function == DIF_REGISTERDEVICE)
-        element.node->registered = true;
-    else
-        throw Failure{ERROR_CALL_NOT_IMPLEMENTED};
+    auto& node = nodeOf(call, set, device);
+    failIf(function == DIF_REMOVE ? !node.removable : function != DIF_REGISTERDEVICE, ERROR_INVALID_PARAMETER);
+    node.registered = function == DIF_REGISTERDEVICE;
+    if (function == DIF_REMOVE) {
+        node.present = false;
+        node.installFlags |= node.removalInstallFlags;
+    }
 }
 
 SIMULATE(
     BOOL, SetupDiGetDeviceInstallParamsW, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DEVINSTALL_PARAMS_W parameters) {
     const FailableCall call("SetupDiGetDeviceInstallParamsW", parameters->cbSize);
     requireSize(*parameters);
-    parameters->Flags = elementOf(call, set, device).node->installFlags;
+    parameters->Flags = nodeOf(call, set, device).installFlags;
 }
 
 void install(DeviceNode& node, Machine& machine) {
@@ -138,7 +122,7 @@ SIMULATE(
     const auto& outcome = call->plugAndPlay.installation;
     *rebootNeeded = outcome.rebootNeeded;
     call.failIfTold();
-    auto& node = *elementOf(call, set, device).node;
+    auto& node = nodeOf(call, set, device);
     failIf(
         outcome.error != ERROR_SUCCESS || !node.registered,
         outcome.error != ERROR_SUCCESS ? outcome.error : ERROR_NO_SUCH_DEVINST);

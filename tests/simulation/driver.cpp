@@ -25,24 +25,29 @@ Bytes bytesOf(const Record& record) {
     return RecordWriter().append(record).bytes();
 }
 
-Bytes answerEndpoint(const PortState& state) {
-    return RecordWriter().appendString(state.remoteServer).appendString(state.remotePort).append(0U).bytes();
+Bytes answerEndpoint(const Driver& driver) {
+    return RecordWriter()
+        .appendString(driver.state.remoteServer)
+        .appendString(driver.state.remotePort)
+        .append(0U)
+        .bytes();
 }
 
-// The replies to the queries about a port's state.
-const std::map<Query, Bytes (*)(const PortState&)> kAnswers{
-    {Query::Mode, [](auto& state) { return bytesOf(state.mode); }},
-    {Query::Pair, [](auto& state) { return bytesOf(state.pair); }},
-    {Query::PipeHandle, [](auto& state) { return bytesOf(state.pipe.pipe); }},
-    {Query::FileHandles, [](auto& state) { return bytesOf(state.files); }},
+// The replies to the queries about a port's driver.state.
+const std::map<Query, Bytes (*)(const Driver&)> kAnswers{
+    {Query::HostProcessId, [](auto& driver) { return bytesOf(driver.hostProcessId); }},
+    {Query::Mode, [](auto& driver) { return bytesOf(driver.state.mode); }},
+    {Query::Pair, [](auto& driver) { return bytesOf(driver.state.pair); }},
+    {Query::PipeHandle, [](auto& driver) { return bytesOf(driver.state.pipe.pipe); }},
+    {Query::FileHandles, [](auto& driver) { return bytesOf(driver.state.files); }},
     {Query::RemoteEndpoint, answerEndpoint},
-    {Query::Traffic, [](auto& state) { return bytesOf(state.traffic); }},
+    {Query::Traffic, [](auto& driver) { return bytesOf(driver.state.traffic); }},
     {Query::SecurityDescriptor,
-     [](auto& state) { return RecordWriter().appendString(state.securityDescriptor).bytes(); }},
-    {Query::Enabled, [](auto& state) { return bytesOf(state.enabled); }},
-    {Query::PinConnections, [](auto& state) { return RecordWriter().appendList(state.pins).bytes(); }},
-    {Query::ErrorEmulation, [](auto& state) { return bytesOf(state.crossover); }},
-    {Query::ErrorEmulationLong, [](auto& state) { return bytesOf(state.transmitOverflow); }},
+     [](auto& driver) { return RecordWriter().appendString(driver.state.securityDescriptor).bytes(); }},
+    {Query::Enabled, [](auto& driver) { return bytesOf(driver.state.enabled); }},
+    {Query::PinConnections, [](auto& driver) { return RecordWriter().appendList(driver.state.pins).bytes(); }},
+    {Query::ErrorEmulation, [](auto& driver) { return bytesOf(driver.state.crossover); }},
+    {Query::ErrorEmulationLong, [](auto& driver) { return bytesOf(driver.state.transmitOverflow); }},
 };
 
 void connectPipe(PortState& state, RecordReader& record) {
@@ -95,26 +100,14 @@ const std::map<Set, void (*)(PortState&, RecordReader&)> kEffects{
 
 } // namespace
 
-std::vector<Bytes> Driver::recordsOf(std::uint32_t code) const {
-    std::vector<Bytes> records;
-    for (const auto& request : requests)
-        if (request.code == code)
-            records.push_back(request.record);
-    return records;
-}
-
 DWORD Driver::handle(const Request& request, Bytes& reply) {
     requests.push_back(request);
     if (const auto override = overrides_.find(request.code); override != overrides_.end()) {
-        reply = override->second.reply;
-        return override->second.error;
-    }
-    if (static_cast<Query>(request.code) == Query::HostProcessId) {
-        reply = bytesOf(hostProcessId);
-        return ERROR_SUCCESS;
+        reply = override->second.second;
+        return override->second.first;
     }
     if (const auto answer = kAnswers.find(static_cast<Query>(request.code)); answer != kAnswers.end()) {
-        reply = answer->second(state);
+        reply = answer->second(*this);
         return ERROR_SUCCESS;
     }
     const auto effect = kEffects.find(static_cast<Set>(request.code));

@@ -81,8 +81,6 @@ struct DriverPackages {
 class Machine {
 public:
     Machine();
-    Machine(const Machine&) = delete;
-    Machine& operator=(const Machine&) = delete;
     ~Machine();
 
     static Machine& current();

@@ -50,6 +50,12 @@ std::string nameOfClass(const GUID& guid) {
     return describe(guidText(guid));
 }
 
+std::wstring generatedId(std::wstring name, std::size_t number) {
+    std::transform(name.begin(), name.end(), name.begin(), std::towupper);
+    const auto digits = std::to_wstring(number);
+    return L"ROOT\\" + name + L"\\" + std::wstring(4 - std::min<std::size_t>(4, digits.size()), L'0') + digits;
+}
+
 DeviceNode& PlugAndPlay::addNode(const std::wstring& instanceId) {
     auto& node = nodes_.emplace_back();
     node.instanceId = instanceId;
@@ -58,9 +64,7 @@ DeviceNode& PlugAndPlay::addNode(const std::wstring& instanceId) {
 }
 
 DeviceNode& PlugAndPlay::addPort(const std::wstring& portName) {
-    wchar_t id[32];
-    std::swprintf(id, 32, L"ROOT\\PORTS\\%04zu", nodes_.size());
-    auto& node = addNode(id);
+    auto& node = addNode(generatedId(L"Ports", nodes_.size()));
     serve(node, Machine::current());
     node.setPortName(portName);
     node.driver.state.portName = portName;
@@ -92,18 +96,12 @@ void serve(DeviceNode& node, Machine& machine) {
     machine.processes.add(node.driver.hostProcessId);
 }
 
-void DeviceInfoSet::add(DeviceNode& node) {
-    const auto same = [&](const Element& element) { return element.node == &node; };
-    if (std::none_of(elements.begin(), elements.end(), same))
-        elements.push_back({&node, {}});
-}
-
-DeviceInfoSet::Element& elementOf(const Call& call, HDEVINFO set, const SP_DEVINFO_DATA* device) {
+DeviceNode& nodeOf(const Call& call, HDEVINFO set, const SP_DEVINFO_DATA* device) {
     requireSize(*device);
-    for (auto& element : call.object<DeviceInfoSet>(set)->elements)
-        if (element.node->instance == device->DevInst)
-            return element;
-    call.reportMisuse("the device is none of the set's");
+    const auto& nodes = call.object<DeviceInfoSet>(set)->nodes;
+    const auto found = nodes.find(device->DevInst);
+    call.misuseIf(found == nodes.end(), "the device is none of the set's");
+    return *found->second;
 }
 
 void fillDeviceInfo(const DeviceNode& node, SP_DEVINFO_DATA& data) {
@@ -151,9 +149,9 @@ SIMULATE(
 
 SIMULATE(BOOL, SetupDiEnumDeviceInfo, HDEVINFO set, DWORD index, PSP_DEVINFO_DATA data) {
     const FailableCall call("SetupDiEnumDeviceInfo", index);
-    const auto& elements = call.object<DeviceInfoSet>(set)->elements;
-    failIf(index >= elements.size(), ERROR_NO_MORE_ITEMS);
-    fillDeviceInfo(*elements[index].node, *data);
+    const auto& nodes = call.object<DeviceInfoSet>(set)->nodes;
+    failIf(index >= nodes.size(), ERROR_NO_MORE_ITEMS);
+    fillDeviceInfo(*std::next(nodes.begin(), index)->second, *data);
 }
 
 SIMULATE(OrError<CONFIGRET>, CM_Get_Device_IDW, DEVINST instance, PWSTR buffer, ULONG length, ULONG flags) {
@@ -170,7 +168,7 @@ SIMULATE(
     BOOL, SetupDiEnumDeviceInterfaces, HDEVINFO set, PSP_DEVINFO_DATA device, const GUID* interfaceClass, DWORD index,
     PSP_DEVICE_INTERFACE_DATA data) {
     const FailableCall call("SetupDiEnumDeviceInterfaces", interfaceClass, index);
-    const auto& node = *elementOf(call, set, device).node;
+    const auto& node = nodeOf(call, set, device);
     const auto& classes = call.object<DeviceInfoSet>(set)->interfaceClasses;
     const bool listed = std::find(classes.begin(), classes.end(), *interfaceClass) != classes.end();
     failIf(index != 0 || !listed || !interfacePath(node, *interfaceClass), ERROR_NO_MORE_ITEMS);
@@ -204,7 +202,7 @@ SIMULATE(
     OrInvalid<HKEY>, SetupDiOpenDevRegKey, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
     DWORD type, REGSAM access) {
     const FailableCall call("SetupDiOpenDevRegKey", scope, profile, type, Hex{access});
-    return openDeviceKey(call, *elementOf(call, set, device).node, access);
+    return openDeviceKey(call, nodeOf(call, set, device), access);
 }
 
 SIMULATE(
@@ -213,7 +211,7 @@ SIMULATE(
     const FailableCall call(
         "SetupDiCreateDevRegKeyW", scope, profile, type, inf == nullptr ? "no INF" : "INF",
         section == nullptr ? "no section" : "section");
-    auto& node = *elementOf(call, set, device).node;
+    auto& node = nodeOf(call, set, device);
     node.key.exists = true;
     return openDeviceKey(call, node, KEY_ALL_ACCESS);
 }

@@ -35,6 +35,7 @@ struct DeviceNode {
     int looksUntilPresent = 0;       // enumerations of control interfaces that do not show it yet
     DWORD openError = ERROR_SUCCESS; // opening the control path fails with this
     DWORD installFlags = 0;          // SP_DEVINSTALL_PARAMS_W: DI_NEEDREBOOT, DI_NEEDRESTART
+    bool removable = false;          // the parameters of its removal are set
     DWORD removalInstallFlags = 0;   // added to them by DIF_REMOVE
 
     // Of a node that was created: how far it came.
@@ -81,20 +82,15 @@ private:
 
 // A device information set.
 struct DeviceInfoSet : NoKernelObject {
-    struct Element {
-        DeviceNode* node;
-        std::optional<SP_REMOVEDEVICE_PARAMS> removal;
-    };
-
     DeviceInfoSet() : NoKernelObject("device information set") {}
-    void add(DeviceNode& node);
+    void add(DeviceNode& node) { nodes.emplace(node.instance, &node); }
 
-    std::deque<Element> elements;
+    std::map<DWORD, DeviceNode*> nodes; // by instance
     std::vector<GUID> interfaceClasses; // whose interfaces the set holds
 };
 
-// The element of a set that the call is about. A device that the set does not hold is misuse.
-DeviceInfoSet::Element& elementOf(const Call& call, HDEVINFO set, const SP_DEVINFO_DATA* device);
+// The node of a set that the call is about. A device that the set does not hold is misuse.
+DeviceNode& nodeOf(const Call& call, HDEVINFO set, const SP_DEVINFO_DATA* device);
 
 // Every record of plug and play begins with its size.
 template <class Record>
@@ -105,6 +101,9 @@ void requireSize(const Record& record) {
 // Gives a node of a set, or its interface, to the library.
 void fillDeviceInfo(const DeviceNode& node, SP_DEVINFO_DATA& data);
 void fillInterfaceData(const DeviceNode& node, const GUID& interfaceClass, SP_DEVICE_INTERFACE_DATA& data);
+
+// As Windows numbers the nodes that a program creates: ROOT\NAME\0001.
+std::wstring generatedId(std::wstring name, std::size_t number);
 
 // Makes a driver's port of a node.
 void serve(DeviceNode& node, Machine& machine);

@@ -36,8 +36,8 @@ private:
 };
 
 // Puts the simulation under a module: replaces the entries of its import table that the simulation knows, whatever
-// DLL they are imported from. Functions of device installation that it does not know are replaced by one that fails
-// the test: they must not reach the real system.
+// DLL they are imported from. A function of device installation that it does not know fails the test, and ends it if
+// it is called: none may reach the real system.
 void replaceImports(HMODULE module);
 
 // What a function returns, and how it says that it failed: by FALSE, a null pointer or 0, unless its result is an
@@ -50,20 +50,10 @@ struct OrInvalid; // INVALID_HANDLE_VALUE, or as a number WAIT_FAILED
 template <class Kind>
 struct Returned {
     using Type = Kind;
-    using Own = Kind; // of the implementation
+    using Own = std::conditional_t<std::is_same_v<Kind, BOOL>, void, Kind>; // of the implementation
     static Type failed(DWORD error) {
         SetLastError(error);
         return Type();
-    }
-};
-template <>
-struct Returned<BOOL> {
-    using Type = BOOL;
-    using Own = void;
-    static constexpr BOOL kSuccess = TRUE;
-    static BOOL failed(DWORD error) {
-        SetLastError(error);
-        return FALSE;
     }
 };
 template <>
@@ -76,7 +66,6 @@ template <class Number>
 struct Returned<OrError<Number>> {
     using Type = Number;
     using Own = void;
-    static constexpr Number kSuccess = ERROR_SUCCESS;
     static Type failed(DWORD error) { return static_cast<Number>(error); }
 };
 template <class Handle>
@@ -91,13 +80,12 @@ struct Returned<OrInvalid<Handle>> {
 
 template <class Kind, class Implementation>
 typename Returned<Kind>::Type answer(Implementation&& implementation) {
+    using Type = typename Returned<Kind>::Type;
     try {
-        if constexpr (std::is_void_v<typename Returned<Kind>::Own> && !std::is_void_v<Kind>) {
-            implementation();
-            return Returned<Kind>::kSuccess;
-        } else {
+        if constexpr (std::is_void_v<Type> || !std::is_void_v<decltype(implementation())>)
             return implementation();
-        }
+        else
+            return implementation(), Type(std::is_same_v<Kind, BOOL> ? TRUE : ERROR_SUCCESS);
     } catch (const Failure& failure) {
         return Returned<Kind>::failed(failure.error);
     }
@@ -126,12 +114,10 @@ inline void succeedAs(BOOL answered) {
 #define RECORD(Kind, function, CallKind)                                                                             \
     template <class... Arguments>                                                                                    \
     static Returned<Kind>::Type WINAPI recorded##function(Arguments... arguments) {                                  \
-        try {                                                                                                        \
-            const CallKind call(#function);                                                                          \
-        } catch (const Failure& failure) {                                                                           \
-            return Returned<Kind>::failed(failure.error);                                                            \
-        }                                                                                                            \
-        return ::function(arguments...);                                                                             \
+        return answer<Kind>([&] {                                                                                    \
+            { const CallKind call(#function); }                                                                      \
+            return ::function(arguments...);                                                                         \
+        });                                                                                                          \
     }                                                                                                                \
     static const SimulatedFunction entryOf##function(                                                                \
         #function, static_cast<decltype(&::function)>(&recorded##function))

@@ -52,8 +52,6 @@ template <class Interface>
 class Subscriber : public ComIdentity<Interface> {
 public:
     Subscriber(Journal& journal, std::string name) : journal_(journal), name_(std::move(name)) {}
-    Subscriber(const Subscriber&) = delete;
-    Subscriber& operator=(const Subscriber&) = delete;
     ~Subscriber() { EXPECT_EQ(references_, 0) << "references to " << name_; }
 
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return static_cast<ULONG>(++references_); }
