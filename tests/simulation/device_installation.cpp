@@ -5,7 +5,6 @@
 #include <newdev.h>
 
 #include <algorithm>
-#include <cwchar>
 
 namespace zorvan::simulation {
 

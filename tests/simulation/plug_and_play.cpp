@@ -8,7 +8,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cwchar>
+#include <cwctype>
+#include <iterator>
 
 namespace zorvan::simulation {
 
