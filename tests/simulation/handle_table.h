@@ -1,10 +1,12 @@
-// The handles that the simulation has given to the library: files, events, registry keys, device information sets and
-// so on. A value is never used twice, so that using a closed handle is always noticed.
+// The handles of a process: of the library's own, to which the simulation gives files, events, registry keys, device
+// information sets and so on, or of a driver's host. A value is never used twice, so that using a closed handle is
+// always noticed.
 #pragma once
 
 #include <windows.h>
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -40,6 +42,12 @@ public:
         return found == open_.end() ? nullptr : found->second;
     }
     void close(HANDLE handle) { open_.erase(handle); }
+
+    // For a test that looks into a host, or puts something there.
+    std::shared_ptr<Object> at(std::uint64_t value) const { return open_.at(reinterpret_cast<HANDLE>(value)); }
+    std::shared_ptr<Object>& operator[](std::uint64_t value) { return open_[reinterpret_cast<HANDLE>(value)]; }
+    std::size_t size() const { return open_.size(); }
+    bool operator==(const HandleTable&) const = default;
 
     // Whether the value was ever given out by a simulation, as opposed to Windows itself.
     static bool isSimulated(HANDLE handle) {

@@ -28,10 +28,9 @@ Machine& Machine::current() {
 
 void Machine::signal(const DeviceNode& node) {
     const Guard lock(simulationMutex());
-    const auto& hosted = hostOf(node).handles;
-    const auto found = hosted.find(node.driver.state.hostEvent);
-    if (found != hosted.end())
-        SetEvent(dynamic_cast<const Event&>(*found->second).real);
+    auto* handle = reinterpret_cast<HANDLE>(node.driver.state.hostEvent);
+    if (const auto event = std::dynamic_pointer_cast<Event>(hostOf(node).handles.find(handle)))
+        SetEvent(event->real);
 }
 
 std::vector<std::string> Machine::held() const {

@@ -5,12 +5,6 @@
 
 namespace zorvan::simulation {
 
-std::uint64_t Process::own(std::shared_ptr<Object> object) {
-    next_ += 4;
-    handles[next_] = std::move(object);
-    return next_;
-}
-
 Process& Processes::add(DWORD id) {
     auto& process = processes_[id];
     process.id = id;
@@ -49,28 +43,14 @@ std::string processText(HANDLE process) {
     return process == GetCurrentProcess() ? "own" : describe(process);
 }
 
-// One end of a duplication; no process of the simulation's for this process, which is known by its pseudo handle.
-std::shared_ptr<OpenedProcess> endOf(const Call& call, HANDLE process) {
+// The handles of one end of a duplication. This process is known by its pseudo handle.
+HandleTable& handlesOf(const Call& call, HANDLE process) {
     if (process == GetCurrentProcess())
-        return nullptr;
-    const auto end = call.object<OpenedProcess>(process);
-    failIf((end->access & PROCESS_DUP_HANDLE) == 0 || end->process.refusesDuplicates, ERROR_ACCESS_DENIED);
-    return end;
-}
-
-std::shared_ptr<Object> sourceObject(const Call& call, const OpenedProcess* from, HANDLE source) {
-    if (from == nullptr)
-        return call.object<Object>(source);
-    const auto found = from->process.handles.find(reinterpret_cast<ULONG_PTR>(source));
-    failIf(found == from->process.handles.end(), ERROR_INVALID_HANDLE);
-    return found->second;
-}
-
-void closeSource(const Call& call, const OpenedProcess* from, HANDLE source) {
-    if (from == nullptr)
-        call.forget(source);
-    else
-        from->process.handles.erase(reinterpret_cast<ULONG_PTR>(source));
+        return call->handles;
+    const auto opened = call.object<OpenedProcess>(process);
+    const bool refuses = (opened->access & PROCESS_DUP_HANDLE) == 0 || opened->process.refusesDuplicates;
+    failIf(refuses, ERROR_ACCESS_DENIED);
+    return opened->process.handles;
 }
 
 SIMULATE(
@@ -83,15 +63,13 @@ SIMULATE(
     const FailableCall call(
         "DuplicateHandle", processText(sourceProcess), source, processText(targetProcess), Hex{access},
         inheritance(inherit), Hex{options});
-    const auto from = endOf(call, sourceProcess);
-    const auto to = endOf(call, targetProcess);
-    auto object = sourceObject(call, from.get(), source);
-    if (to == nullptr)
-        *target = call.open(std::move(object));
-    else
-        *target = reinterpret_cast<HANDLE>(to->process.own(std::move(object)));
+    auto& from = handlesOf(call, sourceProcess);
+    auto& to = handlesOf(call, targetProcess);
+    const auto object = &from == &call->handles ? call.object<Object>(source) : from.find(source);
+    failIf(object == nullptr, ERROR_INVALID_HANDLE);
+    *target = to.open(object);
     if ((options & DUPLICATE_CLOSE_SOURCE) != 0)
-        closeSource(call, from.get(), source);
+        from.close(source);
 }
 
 } // namespace
