@@ -2,59 +2,124 @@
 
 #include "simulation/machine.h"
 #include "simulation/simulated_function.h"
-#include "simulation/string_watch.h"
 
 #include <zorvanlib.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <fstream>
+#include <mutex>
+
+// No header of mingw-w64 declares these.
+extern "C" __declspec(dllimport) void WINAPI SetOaNoCache();
+extern "C" decltype(RegisterTypeLib) RegisterTypeLibForUser;
+extern "C" decltype(UnRegisterTypeLib) UnRegisterTypeLibForUser;
+
 namespace zorvan::simulation {
 
 namespace {
 
-constexpr int kTypeLibraryResource = 1;
-constexpr LCID kTypeLibraryLocale = 0x0409;
+// Strings are followed until they are freed, by whoever: the library, its client, or OLE Automation itself (which
+// frees the strings that pass through a late-bound call). A string's memory begins with its length, before the text.
+constexpr std::uintptr_t kLargestHeader = 16;
 
-std::wstring temporaryFile() {
+// Innermost of all locks: it is taken inside the system's allocator.
+std::mutex mutex;
+std::map<std::uintptr_t, std::wstring> strings;
+
+void forget(const void* block) {
+    const std::lock_guard lock(mutex);
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const auto found = strings.lower_bound(start);
+    if (found != strings.end() && found->first <= start + kLargestHeader)
+        strings.erase(found);
+}
+
+// Is told of each block of the COM allocator, which holds the strings. Lives as long as the process.
+class AllocatorSpy : public IMallocSpy {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (iid != IID_IUnknown && iid != IID_IMallocSpy)
+            return E_NOINTERFACE;
+        *object = this;
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
+    void* STDMETHODCALLTYPE PostAlloc(void* block) override { return block; }
+    void* STDMETHODCALLTYPE PreFree(void* block, BOOL) override {
+        forget(block);
+        return block;
+    }
+    void STDMETHODCALLTYPE PostFree(BOOL) override {}
+    SIZE_T STDMETHODCALLTYPE PreRealloc(void* block, SIZE_T size, void** given, BOOL) override {
+        *given = block;
+        return size;
+    }
+    void* STDMETHODCALLTYPE PostRealloc(void* block, BOOL) override { return block; }
+    void* STDMETHODCALLTYPE PreGetSize(void* block, BOOL) override { return block; }
+    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T size, BOOL) override { return size; }
+    void* STDMETHODCALLTYPE PreDidAlloc(void* block, BOOL) override { return block; }
+    int STDMETHODCALLTYPE PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+    void STDMETHODCALLTYPE PreHeapMinimize() override {}
+    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+};
+
+// Once: the allocator does not part with a spy while blocks live that it has seen.
+bool installSpy() {
+    static AllocatorSpy spy;
+    SetOaNoCache(); // OLE Automation keeps freed strings for itself otherwise
+    return SUCCEEDED(CoRegisterMallocSpy(&spy));
+}
+
+void startFollowing() {
+    static const bool installed = installSpy();
+    EXPECT_TRUE(installed) << "the allocator takes no spy";
+    const std::lock_guard lock(mutex);
+    strings.clear();
+}
+
+BSTR follow(BSTR text) {
+    const std::lock_guard lock(mutex);
+    if (text != nullptr)
+        strings[reinterpret_cast<std::uintptr_t>(text)] = text;
+    return text;
+}
+
+std::vector<std::string> heldStrings() {
+    const std::lock_guard lock(mutex);
+    std::vector<std::string> descriptions;
+    for (const auto& [address, text] : strings)
+        descriptions.push_back("string \"" + describe(text) + "\"");
+    return descriptions;
+}
+
+} // namespace
+
+Automation::Automation() {
+    startFollowing();
+}
+
+static std::wstring temporaryFile() {
     wchar_t folder[MAX_PATH + 1];
     wchar_t file[MAX_PATH + 1];
     GetTempPathW(MAX_PATH + 1, folder);
     return GetTempFileNameW(folder, L"tlb", 0, file) != 0 ? file : L"";
 }
 
-bool writeFile(const std::wstring& path, const void* data, DWORD size) {
-    HANDLE file = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    const bool done = file != INVALID_HANDLE_VALUE && WriteFile(file, data, size, &written, nullptr) != FALSE;
-    ::CloseHandle(file);
-    return done && written == size;
-}
-
-} // namespace
-
-Automation::Automation() {
-    stringWatch::start();
-}
-
-Automation::~Automation() {
-    if (!typeLibraryFile_.empty())
-        DeleteFileW(typeLibraryFile_.c_str());
-}
-
 // A copy beside the module: a type library that is open would keep the module itself loaded.
 void Automation::serveTypeLibrary(const std::wstring& modulePath) {
     HMODULE module = ::LoadLibraryExW(modulePath.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(kTypeLibraryResource), L"TYPELIB");
+    HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(1), L"TYPELIB");
     ASSERT_NE(resource, nullptr) << "the DLL carries no type library";
-    typeLibraryFile_ = temporaryFile();
-    EXPECT_TRUE(
-        writeFile(typeLibraryFile_, LockResource(LoadResource(module, resource)), SizeofResource(module, resource)));
+    const auto* content = static_cast<const char*>(LockResource(LoadResource(module, resource)));
+    typeLibraryFile = temporaryFile();
+    std::ofstream file(typeLibraryFile.c_str(), std::ios::binary);
+    EXPECT_TRUE(file.write(content, static_cast<std::streamsize>(SizeofResource(module, resource))).flush());
     FreeLibrary(module);
-}
-
-void Automation::track(SAFEARRAY* array) {
-    if (array != nullptr)
-        arrays_[array] = array->rgsabound[0].cElements;
 }
 
 // Loading gives the one object of the type library that lives in this process, if any does; the count after our own
@@ -67,10 +132,10 @@ static ULONG othersReferences(const std::wstring& typeLibraryFile) {
 }
 
 std::vector<std::string> Automation::held() const {
-    auto descriptions = stringWatch::held();
-    for (const auto& [array, size] : arrays_)
+    auto descriptions = heldStrings();
+    for (const auto& [array, size] : arrays)
         descriptions.push_back("array of " + std::to_string(size));
-    if (const ULONG references = typeLibraryFile_.empty() ? 0 : othersReferences(typeLibraryFile_))
+    if (const ULONG references = typeLibraryFile.empty() ? 0 : othersReferences(typeLibraryFile))
         descriptions.push_back("type library, " + std::to_string(references) + " references");
     return descriptions;
 }
@@ -78,165 +143,89 @@ std::vector<std::string> Automation::held() const {
 namespace {
 
 // Registered for its own locale alone, so that no other finds it.
-HRESULT WINAPI loadRegTypeLib(REFGUID id, WORD major, WORD minor, LCID locale, ITypeLib** library) {
-    Call call("LoadRegTypeLib", &id, static_cast<DWORD>(major), static_cast<DWORD>(minor), Hex{locale});
-    if (call.failedResult())
-        return *call.failedResult();
-    if (id != LIBID_zorvanlibLib || major != 3 || minor != 0 || locale != kTypeLibraryLocale)
+SIMULATE(HRESULT, LoadRegTypeLib, REFGUID id, WORD major, WORD minor, LCID locale, ITypeLib** library) {
+    const FailableCall call("LoadRegTypeLib", &id, major, minor, Hex{locale});
+    if (id != LIBID_zorvanlibLib || major != 3 || minor != 0 || locale != 0x0409)
         return TYPE_E_LIBNOTREGISTERED;
-    return LoadTypeLib(call->automation.typeLibraryFile().c_str(), library);
+    return ::LoadTypeLib(call->automation.typeLibraryFile.c_str(), library);
 }
-SIMULATE(LoadRegTypeLib, loadRegTypeLib);
 
 // The library asks for the type library in its own module.
-HRESULT WINAPI loadTypeLib(LPCOLESTR path, ITypeLib** library) {
-    Call call("LoadTypeLib", path);
-    if (call.failedResult())
-        return *call.failedResult();
+SIMULATE(HRESULT, LoadTypeLib, LPCOLESTR path, ITypeLib** library) {
+    const FailableCall call("LoadTypeLib", path);
     if (call->modules.libraryPath != path)
         return TYPE_E_CANTLOADLIBRARY;
-    return LoadTypeLib(call->automation.typeLibraryFile().c_str(), library);
-}
-SIMULATE(LoadTypeLib, loadTypeLib);
-
-HRESULT registered(const Call& call, std::set<std::string>& libraries, ITypeLib& library) {
-    if (call.failedResult())
-        return *call.failedResult();
-    TLIBATTR* attributes = nullptr;
-    const HRESULT result = library.GetLibAttr(&attributes);
-    if (SUCCEEDED(result)) {
-        libraries.insert(describe(&attributes->guid));
-        library.ReleaseTLibAttr(attributes);
-    }
-    return result;
+    return ::LoadTypeLib(call->automation.typeLibraryFile.c_str(), library);
 }
 
-HRESULT unregistered(const Call& call, std::set<std::string>& libraries, const GUID& id) {
-    if (call.failedResult())
-        return *call.failedResult();
-    return libraries.erase(describe(&id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
+SIMULATE(HRESULT, RegisterTypeLib, ITypeLib*, LPCOLESTR path, LPCOLESTR) {
+    const FailableCall call("RegisterTypeLib", path);
+    call->registry.typeLibraries.insert(describe(&LIBID_zorvanlibLib));
+    return S_OK;
 }
 
-HRESULT WINAPI registerTypeLib(ITypeLib* library, OLECHAR* path, OLECHAR*) {
-    Call call("RegisterTypeLib", path);
-    return registered(call, call->registry.typeLibraries, *library);
-}
-SIMULATE(RegisterTypeLib, registerTypeLib);
-
-HRESULT WINAPI registerTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR*) {
-    Call call("RegisterTypeLibForUser", path);
-    return registered(call, call->registry.typeLibrariesOfUser, *library);
-}
-SIMULATE_UNDECLARED(RegisterTypeLibForUser, registerTypeLibForUser);
-
-HRESULT WINAPI unregisterTypeLib(REFGUID id, WORD, WORD, LCID, SYSKIND) {
-    Call call("UnRegisterTypeLib", &id);
-    return unregistered(call, call->registry.typeLibraries, id);
-}
-SIMULATE(UnRegisterTypeLib, unregisterTypeLib);
-
-HRESULT WINAPI unregisterTypeLibForUser(REFGUID id, WORD, WORD, LCID, SYSKIND) {
-    Call call("UnRegisterTypeLibForUser", &id);
-    return unregistered(call, call->registry.typeLibrariesOfUser, id);
-}
-SIMULATE_UNDECLARED(UnRegisterTypeLibForUser, unregisterTypeLibForUser);
-
-BSTR followed(BSTR text) {
-    stringWatch::follow(text);
-    return text;
+SIMULATE(HRESULT, RegisterTypeLibForUser, ITypeLib*, LPCOLESTR path, LPCOLESTR) {
+    const FailableCall call("RegisterTypeLibForUser", path);
+    call->registry.typeLibrariesOfUser.insert(describe(&LIBID_zorvanlibLib));
+    return S_OK;
 }
 
-BSTR WINAPI sysAllocString(const OLECHAR* text) {
-    Call call("SysAllocString", text);
-    return call.failure() ? nullptr : followed(::SysAllocString(text));
+SIMULATE(HRESULT, UnRegisterTypeLib, REFGUID id, WORD, WORD, LCID, SYSKIND) {
+    const FailableCall call("UnRegisterTypeLib", &id);
+    return call->registry.typeLibraries.erase(describe(&id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
 }
-SIMULATE(SysAllocString, sysAllocString);
 
-BSTR WINAPI sysAllocStringLen(const OLECHAR* text, UINT length) {
-    Call call("SysAllocStringLen", text == nullptr ? std::wstring() : std::wstring(text, length));
-    return call.failure() ? nullptr : followed(::SysAllocStringLen(text, length));
+SIMULATE(HRESULT, UnRegisterTypeLibForUser, REFGUID id, WORD, WORD, LCID, SYSKIND) {
+    const FailableCall call("UnRegisterTypeLibForUser", &id);
+    return call->registry.typeLibrariesOfUser.erase(describe(&id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
 }
-SIMULATE(SysAllocStringLen, sysAllocStringLen);
 
-void WINAPI sysFreeString(BSTR text) {
-    Call call("SysFreeString", text);
-    ::SysFreeString(text);
+SIMULATE(BSTR, SysAllocStringLen, const OLECHAR* text, UINT length) {
+    const FailableCall call("SysAllocStringLen", text == nullptr ? std::wstring() : std::wstring(text, length));
+    return follow(::SysAllocStringLen(text, length));
 }
-SIMULATE(SysFreeString, sysFreeString);
 
-// Calls that release or ask objects run outside any lock: the objects may be the library's, which has its own.
+// Calls that release or ask objects are over before: the objects may be the library's, which has its own lock.
+RECORD(HRESULT, VariantClear, Call);
 
-void follow(const VARIANT& value) {
+HRESULT followed(HRESULT result, const VARIANT& value) {
     if (value.vt == VT_BSTR)
-        stringWatch::follow(value.bstrVal);
-}
-
-HRESULT WINAPI variantClear(VARIANTARG* value) {
-    { Call call("VariantClear", static_cast<DWORD>(value->vt)); }
-    return ::VariantClear(value);
-}
-SIMULATE(VariantClear, variantClear);
-
-HRESULT WINAPI variantCopy(VARIANTARG* target, VARIANTARG* source) {
-    {
-        Call call("VariantCopy", static_cast<DWORD>(source->vt));
-        if (call.failedResult())
-            return *call.failedResult();
-    }
-    const HRESULT result = ::VariantCopy(target, source);
-    follow(*target);
+        follow(value.bstrVal);
     return result;
 }
-SIMULATE(VariantCopy, variantCopy);
 
-HRESULT WINAPI variantChangeType(VARIANTARG* target, VARIANTARG* source, USHORT flags, VARTYPE type) {
-    {
-        Call call("VariantChangeType", static_cast<DWORD>(source->vt), static_cast<DWORD>(type), Hex{flags});
-        if (call.failedResult())
-            return *call.failedResult();
-    }
-    const HRESULT result = ::VariantChangeType(target, source, flags, type);
-    follow(*target);
-    return result;
+SIMULATE(HRESULT, VariantCopy, VARIANTARG* target, VARIANTARG* source) {
+    { const FailableCall call("VariantCopy", source->vt); }
+    return followed(::VariantCopy(target, source), *target);
 }
-SIMULATE(VariantChangeType, variantChangeType);
 
-HRESULT WINAPI varBstrCmp(BSTR left, BSTR right, LCID locale, ULONG flags) {
-    Call call("VarBstrCmp", left, right, Hex{locale}, Hex{flags});
-    return call.failedResult() ? *call.failedResult() : ::VarBstrCmp(left, right, locale, flags);
+SIMULATE(HRESULT, VariantChangeType, VARIANTARG* target, VARIANTARG* source, USHORT flags, VARTYPE type) {
+    { const FailableCall call("VariantChangeType", source->vt, type, Hex{flags}); }
+    return followed(::VariantChangeType(target, source, flags, type), *target);
 }
-SIMULATE(VarBstrCmp, varBstrCmp);
 
-SAFEARRAY* WINAPI safeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG size) {
-    Call call("SafeArrayCreateVector", static_cast<DWORD>(type), size);
-    if (call.failure())
-        return nullptr;
+SIMULATE(HRESULT, VarBstrCmp, BSTR left, BSTR right, LCID locale, ULONG flags) {
+    const FailableCall call("VarBstrCmp", left, right, Hex{locale}, Hex{flags});
+    return ::VarBstrCmp(left, right, locale, flags);
+}
+
+SIMULATE(SAFEARRAY*, SafeArrayCreateVector, VARTYPE type, LONG lowerBound, ULONG size) {
+    const FailableCall call("SafeArrayCreateVector", type, size);
     SAFEARRAY* array = ::SafeArrayCreateVector(type, lowerBound, size);
-    call->automation.track(array);
+    call->automation.arrays[array] = size;
     return array;
 }
-SIMULATE(SafeArrayCreateVector, safeArrayCreateVector);
 
-HRESULT WINAPI safeArrayLock(SAFEARRAY* array) {
-    Call call("SafeArrayLock");
-    return call.failedResult() ? *call.failedResult() : ::SafeArrayLock(array);
-}
-SIMULATE(SafeArrayLock, safeArrayLock);
+RECORD(HRESULT, SafeArrayLock, FailableCall);
+RECORD(HRESULT, SafeArrayUnlock, Call);
 
-HRESULT WINAPI safeArrayUnlock(SAFEARRAY* array) {
-    Call call("SafeArrayUnlock");
-    return ::SafeArrayUnlock(array);
-}
-SIMULATE(SafeArrayUnlock, safeArrayUnlock);
-
-HRESULT WINAPI safeArrayDestroy(SAFEARRAY* array) {
+SIMULATE(HRESULT, SafeArrayDestroy, SAFEARRAY* array) {
     {
-        Call call("SafeArrayDestroy");
-        call->automation.untrack(array);
+        const Call call("SafeArrayDestroy");
+        call->automation.arrays.erase(array);
     }
     return ::SafeArrayDestroy(array);
 }
-SIMULATE(SafeArrayDestroy, safeArrayDestroy);
 
 } // namespace
 

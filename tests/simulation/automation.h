@@ -17,22 +17,16 @@ public:
     Automation();
     Automation(const Automation&) = delete;
     Automation& operator=(const Automation&) = delete;
-    ~Automation();
+    ~Automation() { DeleteFileW(typeLibraryFile.c_str()); }
 
     // The type library of the DLL under test is loaded by whoever asks for the registered one.
     void serveTypeLibrary(const std::wstring& modulePath);
 
-    void track(SAFEARRAY* array);
-    void untrack(SAFEARRAY* array) { arrays_.erase(array); }
-
     // Strings, arrays and the type library, as far as they are still held. The DLL must be unloaded.
     std::vector<std::string> held() const;
 
-    const std::wstring& typeLibraryFile() const { return typeLibraryFile_; }
-
-private:
-    std::map<SAFEARRAY*, DWORD> arrays_;
-    std::wstring typeLibraryFile_;
+    std::map<SAFEARRAY*, ULONG> arrays; // and how many elements each has
+    std::wstring typeLibraryFile;
 };
 
 } // namespace zorvan::simulation

@@ -1,7 +1,6 @@
 #include "simulation/call.h"
 
 #include "simulation/machine.h"
-#include "simulation/plug_and_play.h"
 
 #include <gtest/gtest.h>
 
@@ -10,55 +9,22 @@
 
 namespace zorvan::simulation {
 
-namespace {
-
-using Guard = std::lock_guard<std::recursive_mutex>;
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string text;
-    for (const auto& part : parts)
-        text += (text.empty() ? "" : ", ") + part;
-    return text;
-}
-
-std::string asciiOf(const std::wstring& text) {
-    std::string ascii;
-    for (const wchar_t unit : text)
-        ascii += unit < 0x80 ? static_cast<char>(unit) : '?';
-    return ascii;
-}
-
-} // namespace
-
 std::recursive_mutex& simulationMutex() {
     static std::recursive_mutex mutex;
     return mutex;
-}
-
-std::string describe(const std::string& text) {
-    return text;
-}
-
-std::string describe(const char* text) {
-    return text;
-}
-
-std::string describe(const std::wstring& text) {
-    return asciiOf(text);
-}
-
-std::string describe(const wchar_t* text) {
-    return text == nullptr ? "null" : asciiOf(text);
-}
-
-std::string describe(unsigned long long number) {
-    return std::to_string(number);
 }
 
 std::string describe(Hex number) {
     char text[24];
     std::snprintf(text, sizeof text, "0x%llx", number.value);
     return text;
+}
+
+std::string describe(const std::wstring& text) {
+    std::string ascii;
+    for (const wchar_t unit : text)
+        ascii += unit < 0x80 ? static_cast<char>(unit) : '?';
+    return ascii;
 }
 
 std::string describe(const GUID* guid) {
@@ -68,34 +34,35 @@ std::string describe(const GUID* guid) {
 std::string describe(HANDLE handle) {
     const Guard lock(simulationMutex());
     const auto object = Machine::current().handles.find(handle);
-    return object == nullptr ? describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) : object->description();
+    return object == nullptr ? describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) : object->description;
 }
 
 bool CallLog::Rule::applies(const std::string& called) {
-    if (!function.empty() && function != called)
+    if (countdown == kOver || (!function.empty() && function != called))
         return false;
     if (countdown == kEvery)
         return true;
-    if (countdown == kOver)
-        return false;
     if (--countdown != 0)
         return false;
     countdown = kOver;
     return true;
 }
 
-void CallLog::fail(const std::string& function, int nth, DWORD error) {
+void CallLog::add(Rule rule) {
     const Guard lock(simulationMutex());
-    failures_.push_back({function, nth, error, {}});
+    rules_.push_back(std::move(rule));
 }
 
-void CallLog::failNth(int nth, DWORD error) {
-    fail({}, nth, error);
+void CallLog::fail(const std::string& function, int nth, DWORD error) {
+    add({function, nth, [error](Fate& fate) { fate.error = error; }});
 }
 
 void CallLog::shortenNth(int nth, Share share) {
-    const Guard lock(simulationMutex());
-    failures_.push_back({{}, nth, ERROR_SUCCESS, {}, share});
+    add({{}, nth, [share](Fate& fate) { fate.share = share; }});
+}
+
+void CallLog::after(const std::string& function, int nth, std::function<void()> action) {
+    add({function, nth, [action = std::move(action)](Fate& fate) { fate.actions.push_back(action); }});
 }
 
 bool CallLog::disturbed() const {
@@ -103,104 +70,64 @@ bool CallLog::disturbed() const {
     return disturbed_;
 }
 
-void CallLog::after(const std::string& function, int nth, std::function<void()> action) {
-    const Guard lock(simulationMutex());
-    actions_.push_back({function, nth, 0, std::move(action)});
-}
-
 void CallLog::clear() {
     const Guard lock(simulationMutex());
-    records_.clear();
-    failures_.clear();
-    actions_.clear();
+    texts_.clear();
+    rules_.clear();
     disturbed_ = false;
 }
 
-int CallLog::count(const std::string& function) const {
-    return static_cast<int>(texts(function).size());
-}
-
 std::vector<std::string> CallLog::names() const {
-    const Guard lock(simulationMutex());
-    std::vector<std::string> names;
-    for (const auto& record : records_)
-        names.push_back(record.function);
+    auto names = texts();
+    for (auto& text : names)
+        text.resize(text.find('('));
     return names;
-}
-
-std::vector<std::string> CallLog::texts() const {
-    const Guard lock(simulationMutex());
-    std::vector<std::string> texts;
-    for (const auto& record : records_)
-        texts.push_back(record.text());
-    return texts;
 }
 
 std::vector<std::string> CallLog::texts(const std::string& function) const {
     const Guard lock(simulationMutex());
     std::vector<std::string> texts;
-    for (const auto& record : records_)
-        if (record.function == function)
-            texts.push_back(record.text());
+    for (const auto& text : texts_)
+        if (function.empty() || text.starts_with(function + "("))
+            texts.push_back(text);
     return texts;
 }
 
-CallLog::Fate CallLog::add(Record record) {
-    records_.push_back(std::move(record));
+CallLog::Fate CallLog::record(const std::string& function, std::string text) {
     Fate fate;
-    // Each rule counts every call; the first one whose turn it is decides.
-    for (auto& rule : failures_) {
-        if (!rule.applies(records_.back().function) || fate.error)
-            continue;
-        fate.share = rule.share;
-        if (rule.share == Share::Whole)
-            fate.error = rule.error;
-    }
+    for (auto& rule : rules_)
+        if (rule.applies(function))
+            rule.effect(fate);
+    texts_.push_back(std::move(text));
     return fate;
 }
 
-std::vector<std::function<void()>> CallLog::actionsAfter(const std::string& function) {
-    std::vector<std::function<void()>> due;
-    for (auto& rule : actions_)
-        if (rule.applies(function))
-            due.push_back(rule.action);
-    return due;
+static std::string callText(const char* function, const std::vector<std::string>& arguments) {
+    std::string list;
+    for (const auto& argument : arguments)
+        list += (list.empty() ? "" : ", ") + argument;
+    return std::string(function) + "(" + list + ")";
 }
 
 Call::Call(const char* function, const std::vector<std::string>& arguments)
-    : lastError_(GetLastError()), lock_(simulationMutex()), machine_(Machine::current()), function_(function),
-      fate_(machine_.calls.add({function, joined(arguments)})) {
+    : lastError_(GetLastError()), lock_(simulationMutex()), machine_(Machine::current()), handles_(machine_.handles),
+      function_(function), fate_(machine_.calls.record(function_, callText(function, arguments))) {
     SetLastError(lastError_);
 }
 
 Call::~Call() {
-    lastError_ = GetLastError();
-    const auto actions = machine_.calls.actionsAfter(function_);
-    SetLastError(lastError_);
-    for (const auto& action : actions)
+    for (const auto& action : fate_.actions)
         action();
     lastError_ = GetLastError();
     lock_.unlock();
     SetLastError(lastError_);
 }
 
-std::optional<DWORD> Call::failure() const {
-    if (fate_.error)
-        machine_.calls.disturbed_ = true;
-    return fate_.error;
-}
-
-bool Call::fails() const {
-    const auto error = failure();
-    if (error)
-        SetLastError(*error);
-    return error.has_value();
-}
-
-std::optional<HRESULT> Call::failedResult() const {
-    if (const auto error = failure())
-        return HRESULT_FROM_WIN32(static_cast<LONG>(*error));
-    return std::nullopt;
+void Call::failIfTold() const {
+    if (!fate_.error)
+        return;
+    machine_.calls.disturbed_ = true;
+    throw Failure{*fate_.error};
 }
 
 std::size_t Call::bring(std::size_t all) const {
@@ -210,35 +137,19 @@ std::size_t Call::bring(std::size_t all) const {
     return fate_.share == Share::Half ? all / 2 : 0;
 }
 
-BOOL Call::failed(DWORD error) {
-    SetLastError(error);
-    return FALSE;
-}
-
-HANDLE Call::open(std::shared_ptr<Object> object) const {
-    return machine_.handles.open(std::move(object));
-}
-
-void Call::close(HANDLE handle) const {
-    machine_.handles.close(handle);
-}
-
-std::shared_ptr<Object> Call::find(HANDLE handle) const {
-    return machine_.handles.find(handle);
-}
-
-void Call::reportMisuse(const std::string& what) const {
+void Call::reportMisuse(const std::string& what, DWORD error) const {
     ADD_FAILURE() << function_ << ": " << what << "\nThe calls before it:\n"
                   << testing::PrintToString(machine_.calls.texts());
+    throw Failure{error};
 }
 
 void Call::reportBadHandle(HANDLE handle) const {
-    const auto object = find(handle);
+    const auto object = handles_.find(handle);
     const char* kind = HandleTable::isSimulated(handle) ? "a closed handle" : "a handle that it was not given";
     reportMisuse(
-        "the library used " + (object ? "a handle of the wrong kind, " + object->description() : kind) + " (" +
-        describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")");
-    SetLastError(ERROR_INVALID_HANDLE);
+        "the library used " + (object ? "a handle of the wrong kind, " + object->description : kind) + " (" +
+            describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")",
+        ERROR_INVALID_HANDLE);
 }
 
 } // namespace zorvan::simulation

@@ -1,17 +1,11 @@
 // One call of a simulated function: recorded, and made to fail where a test wants it to.
-//
-//     BOOL WINAPI setEvent(HANDLE handle) {
-//         Call call("SetEvent", handle);
-//         if (call.fails())
-//             return FALSE;
-//         const auto event = call.object<Event>(handle);
-//         ...
 #pragma once
 
 #include "simulation/handle_table.h"
 
 #include <windows.h>
 
+#include <concepts>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,22 +19,25 @@ class Machine;
 
 // Guards the whole simulated machine. Recursive: a test's action may run inside a call.
 std::recursive_mutex& simulationMutex();
+using Guard = std::lock_guard<std::recursive_mutex>;
 
 // How arguments are written into the list of calls.
 struct Hex {
     unsigned long long value;
 };
-std::string describe(const std::string& text);
-std::string describe(const char* text);
-std::string describe(const std::wstring& text);
-std::string describe(const wchar_t* text);
-std::string describe(unsigned long long number);
-inline std::string describe(DWORD number) {
-    return describe(static_cast<unsigned long long>(number));
-}
 std::string describe(Hex number);
+std::string describe(const std::wstring& text);
 std::string describe(const GUID* guid);
 std::string describe(HANDLE handle);
+inline std::string describe(const wchar_t* text) {
+    return text == nullptr ? "null" : describe(std::wstring(text));
+}
+inline std::string describe(const std::string& text) {
+    return text;
+}
+std::string describe(std::integral auto number) {
+    return std::to_string(number);
+}
 
 // How much of what it is asked for a call that succeeds brings.
 enum class Share { Whole, Half, Nothing };
@@ -54,7 +51,7 @@ public:
     // error, or the result of a function that returns its error. 0 is a failure that leaves no last error.
     void fail(const std::string& function, int nth, DWORD error);
     // Makes the nth call from now on fail, of whatever function that can fail.
-    void failNth(int nth, DWORD error);
+    void failNth(int nth, DWORD error) { fail({}, nth, error); }
     // Makes the nth call from now on succeed with a share of its data only, of whatever function that brings data.
     void shortenNth(int nth, Share share);
     // Whether a call has failed, or brought less, because it was told to.
@@ -65,97 +62,108 @@ public:
     // Forgets the recorded calls, and what is to come of fail, shortenNth and after.
     void clear();
 
-    int count(const std::string& function) const;
+    // Of one function, or of all: as "ComDBClaimPort(7, force)".
+    std::vector<std::string> texts(const std::string& function = {}) const;
     std::vector<std::string> names() const;
-    // As "ComDBClaimPort(7, force)".
-    std::vector<std::string> texts() const;
-    // The texts of one function's calls.
-    std::vector<std::string> texts(const std::string& function) const;
+    int count(const std::string& function) const { return static_cast<int>(texts(function).size()); }
 
 private:
     friend class Call;
 
-    struct Record {
-        std::string function;
-        std::string arguments;
-        std::string text() const { return function + "(" + arguments + ")"; }
+    // What is arranged for a call.
+    struct Fate {
+        std::optional<DWORD> error;
+        Share share = Share::Whole; // of a call that succeeds
+        std::vector<std::function<void()>> actions;
     };
     struct Rule {
         static constexpr int kOver = -1;
         std::string function; // empty: any
         int countdown;        // to the call that the rule is for; kEvery, kOver
-        DWORD error;
-        std::function<void()> action;
-        Share share = Share::Whole; // of a call that succeeds
+        std::function<void(Fate&)> effect;
         bool applies(const std::string& called);
     };
 
-    // What is arranged for a call.
-    struct Fate {
-        std::optional<DWORD> error;
-        Share share = Share::Whole;
-    };
+    void add(Rule rule);
+    Fate record(const std::string& function, std::string text);
 
-    Fate add(Record record);
-    std::vector<std::function<void()>> actionsAfter(const std::string& function);
-
-    std::vector<Record> records_;
-    std::vector<Rule> failures_;
-    std::vector<Rule> actions_;
+    std::vector<std::string> texts_;
+    std::vector<Rule> rules_;
     bool disturbed_ = false;
 };
 
+// What the implementation of a function throws to make it fail.
+struct Failure {
+    DWORD error;
+};
+inline void failIf(bool condition, DWORD error) {
+    if (condition)
+        throw Failure{error};
+}
+
+// A call that cannot fail, or only once it has done its work, with failIfTold. The machine is the caller's until it
+// is over; a function of Windows that leads back into the library, or waits, is called after that.
 class Call {
 public:
     template <class... Arguments>
     explicit Call(const char* function, const Arguments&... arguments)
         : Call(function, std::vector<std::string>{describe(arguments)...}) {}
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
     ~Call();
 
-    Machine& machine() const { return machine_; }
     Machine* operator->() const { return &machine_; }
 
-    // Whether a test wants this call to fail; its error is then the last error.
-    bool fails() const;
-    // The same for a function that returns its error, or an HRESULT.
-    std::optional<DWORD> failure() const;
-    std::optional<HRESULT> failedResult() const;
+    // Throws a Failure where a test wants this call to fail.
+    void failIfTold() const;
 
     // How many items of its data a successful call brings: all, unless a test wants fewer.
     std::size_t bring(std::size_t all) const;
 
-    // Sets the last error, for a function's own failures: return call.failed(ERROR_NO_MORE_ITEMS).
-    static BOOL failed(DWORD error);
-
-    // The object of a handle. A handle that is closed, foreign or of another kind fails the test; the result is then
-    // null and the last error ERROR_INVALID_HANDLE.
+    // The object of a handle. A handle that is closed, foreign or of another kind is misuse.
     template <class Kind>
     std::shared_ptr<Kind> object(HANDLE handle) const {
-        auto object = std::dynamic_pointer_cast<Kind>(find(handle));
+        auto object = std::dynamic_pointer_cast<Kind>(handles_.find(handle));
         if (object == nullptr)
             reportBadHandle(handle);
         return object;
     }
 
     // Gives the library a handle for this object.
-    HANDLE open(std::shared_ptr<Object> object) const;
-    void close(HANDLE handle) const;
+    HANDLE open(std::shared_ptr<Object> object) const { return handles_.open(std::move(object)); }
+    // Takes it back. A close that a test makes fail has closed all the same.
+    template <class Kind>
+    void close(HANDLE handle) const {
+        object<Kind>(handle);
+        forget(handle);
+        failIfTold();
+    }
+    void forget(HANDLE handle) const { handles_.close(handle); }
 
-    // Fails the test: the library called this function as no caller may.
-    void reportMisuse(const std::string& what) const;
+    // Fails the test, and the call: the library called this function as no caller may.
+    [[noreturn]] void reportMisuse(const std::string& what, DWORD error = ERROR_INVALID_PARAMETER) const;
+    void misuseIf(bool condition, const std::string& what) const {
+        if (condition)
+            reportMisuse(what);
+    }
 
 private:
     Call(const char* function, const std::vector<std::string>& arguments);
-    std::shared_ptr<Object> find(HANDLE handle) const;
-    void reportBadHandle(HANDLE handle) const;
+    [[noreturn]] void reportBadHandle(HANDLE handle) const;
 
     DWORD lastError_; // first: nothing else may come between it and the caller
     std::unique_lock<std::recursive_mutex> lock_;
     Machine& machine_;
+    HandleTable& handles_;
     std::string function_;
     const CallLog::Fate fate_;
+};
+
+// A call that fails at once where a test wants it to.
+class FailableCall : public Call {
+public:
+    template <class... Arguments>
+    explicit FailableCall(const char* function, const Arguments&... arguments) : Call(function, arguments...) {
+        failIfTold();
+    }
 };
 
 } // namespace zorvan::simulation

@@ -70,14 +70,10 @@ inline std::ostream& operator<<(std::ostream& stream, Result result) {
     return stream << "0x" << std::hex << static_cast<unsigned long>(result.code);
 }
 
-} // namespace zorvan::simulation
-
 #define EXPECT_RESULT(expected, call)                                                                                \
     EXPECT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
 #define ASSERT_RESULT(expected, call)                                                                                \
     ASSERT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
-
-namespace zorvan::simulation {
 
 // The value of a property that must be readable: read(*device, &IVirtualSerialDevice::get_mode).
 template <class Object, class Interface, class Value>

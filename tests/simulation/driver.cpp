@@ -1,6 +1,5 @@
 #include "simulation/driver.h"
 
-#include "simulation/device_node.h"
 #include "simulation/machine.h"
 #include "simulation/simulated_function.h"
 
@@ -21,39 +20,44 @@ constexpr std::uint32_t kPipe = 2;
 constexpr std::uint32_t kBridge = 3;
 constexpr std::uint32_t kFiles = 4;
 
-// The reply to a query; nothing for a code that asks nothing.
-std::optional<Bytes> answerQuery(std::uint32_t code, const Driver& driver) {
-    const PortState& state = driver.state;
-    RecordWriter reply;
-    switch (static_cast<Query>(code)) {
-    case Query::HostProcessId:
-        return reply.append(driver.hostProcessId).bytes();
-    case Query::Mode:
-        return reply.append(state.mode).bytes();
-    case Query::Pair:
-        return reply.append(state.pair).bytes();
-    case Query::PipeHandle:
-        return reply.append(state.pipe.pipe).bytes();
-    case Query::FileHandles:
-        return reply.append(state.files).bytes();
-    case Query::RemoteEndpoint:
-        reply.appendString(state.remoteServer).appendString(state.remotePort);
-        return reply.append(std::uint32_t{0}).bytes();
-    case Query::Traffic:
-        return reply.append(state.traffic).bytes();
-    case Query::SecurityDescriptor:
-        return reply.appendString(state.securityDescriptor).bytes();
-    case Query::Enabled:
-        return reply.append(static_cast<std::uint8_t>(state.enabled)).bytes();
-    case Query::PinConnections:
-        return reply.appendList(state.pins).bytes();
-    case Query::ErrorEmulation:
-        return reply.append(state.crossover).bytes();
-    case Query::ErrorEmulationLong:
-        return reply.append(state.transmitOverflow).bytes();
-    default:
-        return std::nullopt;
-    }
+template <class Record>
+Bytes bytesOf(const Record& record) {
+    return RecordWriter().append(record).bytes();
+}
+
+Bytes answerEndpoint(const Driver& driver) {
+    return RecordWriter()
+        .appendString(driver.state.remoteServer)
+        .appendString(driver.state.remotePort)
+        .append(0U)
+        .bytes();
+}
+
+// The replies to the queries about a port's driver.state.
+const std::map<Query, Bytes (*)(const Driver&)> kAnswers{
+    {Query::HostProcessId, [](auto& driver) { return bytesOf(driver.hostProcessId); }},
+    {Query::Mode, [](auto& driver) { return bytesOf(driver.state.mode); }},
+    {Query::Pair, [](auto& driver) { return bytesOf(driver.state.pair); }},
+    {Query::PipeHandle, [](auto& driver) { return bytesOf(driver.state.pipe.pipe); }},
+    {Query::FileHandles, [](auto& driver) { return bytesOf(driver.state.files); }},
+    {Query::RemoteEndpoint, answerEndpoint},
+    {Query::Traffic, [](auto& driver) { return bytesOf(driver.state.traffic); }},
+    {Query::SecurityDescriptor,
+     [](auto& driver) { return RecordWriter().appendString(driver.state.securityDescriptor).bytes(); }},
+    {Query::Enabled, [](auto& driver) { return bytesOf(driver.state.enabled); }},
+    {Query::PinConnections, [](auto& driver) { return RecordWriter().appendList(driver.state.pins).bytes(); }},
+    {Query::ErrorEmulation, [](auto& driver) { return bytesOf(driver.state.crossover); }},
+    {Query::ErrorEmulationLong, [](auto& driver) { return bytesOf(driver.state.transmitOverflow); }},
+};
+
+void connectPipe(PortState& state, RecordReader& record) {
+    state.mode = kPipe;
+    state.pipe = record.read<protocol::PipeConnection>();
+}
+
+void connectFiles(PortState& state, RecordReader& record) {
+    state.mode = kFiles;
+    state.files = record.read<protocol::HostHandlePair>();
 }
 
 void connectBridge(PortState& state, RecordReader& record) {
@@ -65,119 +69,84 @@ void connectBridge(PortState& state, RecordReader& record) {
     state.permanent = record.read<std::uint8_t>() != 0;
 }
 
-// Whether the code sets something. The reader is left where the record ends.
-bool applySet(std::uint32_t code, PortState& state, RecordReader& record) {
-    switch (static_cast<Set>(code)) {
-    case Set::ConnectPipe:
-        state.pipe = record.read<protocol::PipeConnection>();
-        state.mode = kPipe;
-        return true;
-    case Set::Disconnect:
-        state.mode = kListening;
-        return true;
-    case Set::ConnectFiles:
-        state.files = record.read<protocol::HostHandlePair>();
-        state.mode = kFiles;
-        return true;
-    case Set::CreateBridge:
-        connectBridge(state, record);
-        return true;
-    case Set::PortName:
-        state.portName = record.readString();
-        return true;
-    case Set::HostEvent:
-        state.hostEvent = record.read<std::uint64_t>();
-        return true;
-    case Set::StartListening:
-        state.securityDescriptor = record.readString();
-        state.mode = kListening;
-        return true;
-    case Set::Enabled:
-        state.enabled = record.read<std::uint8_t>() != 0;
-        return true;
-    case Set::PinConnections:
-        state.pins = record.readList();
-        return true;
-    case Set::ErrorEmulation: {
-        const auto emulation = record.read<protocol::ErrorEmulationShort>();
-        state.crossover = {emulation.enabled, emulation.value};
-        return true;
-    }
-    case Set::ErrorEmulationLong:
-        state.transmitOverflow = record.read<protocol::ErrorEmulationLong>();
-        return true;
-    default:
-        return false;
-    }
+void listen(PortState& state, RecordReader& record) {
+    state.mode = kListening;
+    state.securityDescriptor = record.readString();
 }
 
-// A driver refuses a record that is too short or too long, and leaves everything as it was.
-DWORD set(const Request& request, PortState& state) {
+void emulateErrors(PortState& state, RecordReader& record) {
+    const auto emulation = record.read<protocol::ErrorEmulationShort>();
+    state.crossover = {emulation.enabled, emulation.value};
+}
+
+void emulateOverflow(PortState& state, RecordReader& record) {
+    state.transmitOverflow = record.read<protocol::ErrorEmulationLong>();
+}
+
+// What the other requests do. The reader is left where the record ends.
+const std::map<Set, void (*)(PortState&, RecordReader&)> kEffects{
+    {Set::ConnectPipe, connectPipe},
+    {Set::Disconnect, [](auto& state, auto&) { state.mode = kListening; }},
+    {Set::ConnectFiles, connectFiles},
+    {Set::CreateBridge, connectBridge},
+    {Set::PortName, [](auto& state, auto& record) { state.portName = record.readString(); }},
+    {Set::HostEvent, [](auto& state, auto& record) { state.hostEvent = record.template read<std::uint64_t>(); }},
+    {Set::StartListening, listen},
+    {Set::Enabled, [](auto& state, auto& record) { state.enabled = record.template read<std::uint8_t>() != 0; }},
+    {Set::PinConnections, [](auto& state, auto& record) { state.pins = record.readList(); }},
+    {Set::ErrorEmulation, emulateErrors},
+    {Set::ErrorEmulationLong, emulateOverflow},
+};
+
+} // namespace
+
+DWORD Driver::handle(const Request& request, Bytes& reply) {
+    requests.push_back(request);
+    if (const auto override = overrides_.find(request.code); override != overrides_.end()) {
+        reply = override->second.second;
+        return override->second.first;
+    }
+    if (const auto answer = kAnswers.find(static_cast<Query>(request.code)); answer != kAnswers.end()) {
+        reply = answer->second(*this);
+        return ERROR_SUCCESS;
+    }
+    const auto effect = kEffects.find(static_cast<Set>(request.code));
+    if (effect == kEffects.end())
+        return ERROR_INVALID_FUNCTION;
+    // A record that is too short or too long is refused, and leaves everything as it was.
     PortState changed = state;
     RecordReader record(request.record);
-    if (!applySet(request.code, changed, record))
-        return ERROR_INVALID_FUNCTION;
+    effect->second(changed, record);
     if (record.truncated() || !record.atEnd())
         return ERROR_INVALID_PARAMETER;
     state = std::move(changed);
     return ERROR_SUCCESS;
 }
 
-} // namespace
-
-std::vector<Bytes> Driver::recordsOf(std::uint32_t code) const {
-    std::vector<Bytes> records;
-    for (const auto& request : requests)
-        if (request.code == code)
-            records.push_back(request.record);
-    return records;
-}
-
-DWORD Driver::handle(const Request& request, Bytes& reply) {
-    requests.push_back(request);
-    if (const auto override = overrides_.find(request.code); override != overrides_.end()) {
-        reply = override->second.reply;
-        return override->second.error;
-    }
-    if (auto answer = answerQuery(request.code, *this)) {
-        reply = std::move(*answer);
-        return ERROR_SUCCESS;
-    }
-    return set(request, state);
-}
-
 namespace {
 
 struct ControlFile : Object {
     ControlFile(DeviceNode& device, DWORD rights)
-        : node(device), access(rights), description_("control file of " + describe(device.instanceId)) {}
-    std::string description() const override { return description_; }
+        : Object("control file of " + describe(device.instanceId)), node(device), access(rights) {}
 
     DeviceNode& node;
     const DWORD access;
-
-private:
-    std::string description_; // the node may be gone when a leak is described
 };
 
-HANDLE WINAPI createFile(
-    LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
-    HANDLE templateFile) {
-    Call call(
+SIMULATE(
+    OrInvalid<HANDLE>, CreateFileW, LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
+    DWORD disposition, DWORD flags, HANDLE templateFile) {
+    const FailableCall call(
         "CreateFileW", path, Hex{access}, share, attributes == nullptr ? "no attributes" : "attributes", disposition,
         Hex{flags}, templateFile == nullptr ? "no template" : "template");
-    if (call.fails())
-        return INVALID_HANDLE_VALUE;
     auto* node = call->plugAndPlay.findByControlPath(path);
-    if (const DWORD error = node != nullptr ? node->openError : call->files.create(path, disposition)) {
-        SetLastError(error);
-        return INVALID_HANDLE_VALUE;
-    }
-    if (node == nullptr)
+    if (node == nullptr) {
+        call->files.create(path, disposition);
         return call.open(std::make_shared<File>(path));
+    }
+    failIf(node->openError != ERROR_SUCCESS, node->openError);
     return call.open(std::make_shared<ControlFile>(*node, access));
 }
-SIMULATE(CreateFileW, createFile);
 
 // Windows checks the access bits of a control code against those of the handle.
 bool isAllowed(std::uint32_t code, DWORD access) {
@@ -187,44 +156,28 @@ bool isAllowed(std::uint32_t code, DWORD access) {
     return mayRead && mayWrite;
 }
 
-Request requestOf(DWORD code, const void* input, DWORD inputSize, DWORD outputSize, DWORD access) {
-    Request request;
-    request.code = code;
-    request.nullInput = input == nullptr;
-    request.room = outputSize;
-    request.access = access;
-    if (const auto* bytes = static_cast<const std::uint8_t*>(input))
-        request.record.assign(bytes, bytes + inputSize);
-    return request;
-}
-
 // What a reader finds that reads on behind the reply.
 constexpr std::uint8_t kBehindTheReply = 0xCC;
 
-BOOL WINAPI deviceIoControl(
-    HANDLE handle, DWORD code, LPVOID input, DWORD inputSize, LPVOID output, DWORD outputSize, LPDWORD returned,
-    LPOVERLAPPED overlapped) {
-    Call call("DeviceIoControl", handle, Hex{code}, inputSize, outputSize, overlapped == nullptr ? "" : "overlapped");
+SIMULATE(
+    BOOL, DeviceIoControl, HANDLE handle, DWORD code, LPVOID input, DWORD inputSize, LPVOID output, DWORD outputSize,
+    LPDWORD returned, LPOVERLAPPED overlapped) {
+    const FailableCall call(
+        "DeviceIoControl", handle, Hex{code}, inputSize, outputSize, overlapped == nullptr ? "" : "overlapped");
     const auto file = call.object<ControlFile>(handle);
-    if (file == nullptr || call.fails())
-        return FALSE;
-    if (!isAllowed(code, file->access))
-        return Call::failed(ERROR_ACCESS_DENIED);
-    if (!file->node.present)
-        return Call::failed(ERROR_DEVICE_REMOVED);
+    failIf(!isAllowed(code, file->access), ERROR_ACCESS_DENIED);
+    failIf(!file->node.present, ERROR_DEVICE_REMOVED);
+    const auto* bytes = static_cast<const std::uint8_t*>(input);
+    const Request request{code, {bytes, bytes + inputSize}, input == nullptr, outputSize, file->access};
     Bytes reply;
-    const DWORD error = file->node.driver.handle(requestOf(code, input, inputSize, outputSize, file->access), reply);
-    if (error != ERROR_SUCCESS)
-        return Call::failed(error);
+    const DWORD error = file->node.driver.handle(request, reply);
+    failIf(error != ERROR_SUCCESS, error);
     reply.resize(call.bring(reply.size()));
-    if (reply.size() > outputSize)
-        return Call::failed(ERROR_INSUFFICIENT_BUFFER);
+    failIf(reply.size() > outputSize, ERROR_INSUFFICIENT_BUFFER);
     auto* const end = std::copy(reply.begin(), reply.end(), static_cast<std::uint8_t*>(output));
     std::fill(end, static_cast<std::uint8_t*>(output) + outputSize, kBehindTheReply);
     *returned = static_cast<DWORD>(reply.size());
-    return TRUE;
 }
-SIMULATE(DeviceIoControl, deviceIoControl);
 
 } // namespace
 

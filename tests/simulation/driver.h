@@ -7,7 +7,6 @@
 
 #include <windows.h>
 
-#include <array>
 #include <map>
 #include <optional>
 #include <string>
@@ -64,21 +63,18 @@ public:
     // The records of one request's arrivals.
     template <class Code>
     std::vector<Bytes> records(Code code) const {
-        return recordsOf(static_cast<std::uint32_t>(code));
+        std::vector<Bytes> records;
+        for (const auto& request : requests)
+            if (request.code == static_cast<std::uint32_t>(code))
+                records.push_back(request.record);
+        return records;
     }
 
     // Answers a request; the result is a Windows error.
     DWORD handle(const Request& request, Bytes& reply);
 
 private:
-    struct Answer {
-        DWORD error;
-        Bytes reply;
-    };
-
-    std::vector<Bytes> recordsOf(std::uint32_t code) const;
-
-    std::map<std::uint32_t, Answer> overrides_;
+    std::map<std::uint32_t, std::pair<DWORD, Bytes>> overrides_; // error and reply
 };
 
 } // namespace zorvan::simulation

@@ -1,6 +1,5 @@
-// The functions succeed unless a test lets them fail; what they are asked for is in the list of calls.
-#include "simulation/driver_packages.h"
-
+// The Driver Install Frameworks, and the system folder that drivers are in. The functions succeed unless a test lets
+// them fail; what they are asked for is in the list of calls.
 #include "setup/difxapi.h"
 #include "simulation/machine.h"
 #include "simulation/simulated_function.h"
@@ -11,47 +10,38 @@ namespace zorvan::simulation {
 
 namespace {
 
-DWORD WINAPI preinstallPackage(PCWSTR inf, DWORD flags) {
-    Call call("DriverPackagePreinstallW", inf, Hex{flags});
-    return call.failure().value_or(ERROR_SUCCESS);
+SIMULATE(OrError<DWORD>, DriverPackagePreinstallW, PCWSTR inf, DWORD flags) {
+    const FailableCall call("DriverPackagePreinstallW", inf, Hex{flags});
 }
-SIMULATE(DriverPackagePreinstallW, preinstallPackage);
 
-DWORD WINAPI installPackage(PCWSTR inf, DWORD flags, const INSTALLERINFO_W*, BOOL*) {
-    Call call("DriverPackageInstallW", inf, Hex{flags});
-    return call.failure().value_or(ERROR_SUCCESS);
+SIMULATE(OrError<DWORD>, DriverPackageInstallW, PCWSTR inf, DWORD flags, const INSTALLERINFO_W*, BOOL*) {
+    const FailableCall call("DriverPackageInstallW", inf, Hex{flags});
 }
-SIMULATE(DriverPackageInstallW, installPackage);
 
-DWORD WINAPI uninstallPackage(PCWSTR inf, DWORD flags, const INSTALLERINFO_W* installer, BOOL* needReboot) {
-    Call call(
+SIMULATE(
+    OrError<DWORD>, DriverPackageUninstallW, PCWSTR inf, DWORD flags, const INSTALLERINFO_W* installer,
+    BOOL* needReboot) {
+    const Call call(
         "DriverPackageUninstallW", inf, Hex{flags}, installer->pApplicationId, installer->pDisplayName,
         installer->pProductName, installer->pMfgName);
-    if (*needReboot != FALSE)
-        call.reportMisuse("the answer was not cleared");
-    *needReboot = call->driverPackages.restartNeeded ? TRUE : FALSE;
-    return call.failure().value_or(ERROR_SUCCESS);
+    call.misuseIf(*needReboot != FALSE, "the answer was not cleared");
+    *needReboot = call->driverPackages.restartNeeded;
+    call.failIfTold();
 }
-SIMULATE(DriverPackageUninstallW, uninstallPackage);
 
 // A buffer that is too small is left alone.
-UINT WINAPI getSystemDirectory(LPWSTR buffer, UINT size) {
-    Call call("GetSystemDirectoryW", DWORD{size});
-    if (call.fails())
-        return 0;
+SIMULATE(UINT, GetSystemDirectoryW, LPWSTR buffer, UINT size) {
+    const FailableCall call("GetSystemDirectoryW", size);
     const std::wstring& folder = call->driverPackages.systemFolder;
     if (folder.size() >= size)
         return static_cast<UINT>(folder.size()) + 1;
     *std::copy(folder.begin(), folder.end(), buffer) = 0;
     return static_cast<UINT>(folder.size());
 }
-SIMULATE(GetSystemDirectoryW, getSystemDirectory);
 
-BOOL WINAPI deleteFile(LPCWSTR path) {
-    Call call("DeleteFileW", path);
-    return !call.fails();
+SIMULATE(BOOL, DeleteFileW, LPCWSTR path) {
+    const FailableCall call("DeleteFileW", path);
 }
-SIMULATE(DeleteFileW, deleteFile);
 
 } // namespace
 

@@ -50,21 +50,19 @@ void* counted(void* block) {
     return block;
 }
 
-void* __cdecl countedMalloc(std::size_t size) {
+SIMULATE(void*, malloc, std::size_t size) {
     if (isToFail())
         return nullptr;
     void* block = counted(std::malloc(size));
     scribble(block, 0, size);
     return block;
 }
-SIMULATE(malloc, countedMalloc);
 
-void* __cdecl countedCalloc(std::size_t count, std::size_t size) {
+SIMULATE(void*, calloc, std::size_t count, std::size_t size) {
     return isToFail() ? nullptr : counted(std::calloc(count, size));
 }
-SIMULATE(calloc, countedCalloc);
 
-void* __cdecl countedRealloc(void* block, std::size_t size) {
+SIMULATE(void*, realloc, void* block, std::size_t size) {
     if (isToFail())
         return nullptr;
     const std::size_t before = block == nullptr ? 0 : _msize(block);
@@ -74,16 +72,14 @@ void* __cdecl countedRealloc(void* block, std::size_t size) {
     scribble(moved, before, size);
     return block == nullptr ? counted(moved) : moved;
 }
-SIMULATE(realloc, countedRealloc);
 
-void __cdecl countedFree(void* block) {
+SIMULATE(void, free, void* block) {
     if (block != nullptr) {
         --liveBlocks;
         lookForSecret(block, _msize(block));
     }
     std::free(block);
 }
-SIMULATE(free, countedFree);
 
 } // namespace
 

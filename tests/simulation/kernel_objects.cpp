@@ -3,50 +3,69 @@
 #include "simulation/machine.h"
 #include "simulation/simulated_function.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
 namespace zorvan::simulation {
-
-Event::Event(bool manual, bool signalled)
-    : manualReset(manual), initiallySignalled(signalled),
-      real_(CreateEventW(nullptr, manual ? TRUE : FALSE, signalled ? TRUE : FALSE, nullptr)) {}
-
-Event::~Event() {
-    ::CloseHandle(real_);
-}
 
 std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count) {
     std::vector<HANDLE> real(handles, handles + count);
-    const std::lock_guard lock(simulationMutex());
+    const Guard lock(simulationMutex());
     for (auto& handle : real)
         if (const auto object = std::dynamic_pointer_cast<Waitable>(Machine::current().handles.find(handle)))
-            handle = object->real();
+            handle = object->real;
     return real;
+}
+
+constexpr DWORD kPatienceMs = 20000;
+
+void Threads::add(std::shared_ptr<Thread> thread) {
+    const Guard lock(simulationMutex());
+    threads_.push_back(std::move(thread));
+}
+
+void Threads::settle(bool settled) {
+    const Guard lock(simulationMutex());
+    for (const auto& thread : threads_)
+        if (thread->id == GetCurrentThreadId())
+            thread->settled = settled;
+}
+
+std::vector<std::shared_ptr<Thread>> Threads::all() const {
+    const Guard lock(simulationMutex());
+    return threads_;
+}
+
+void Threads::awaitSettled() const {
+    const auto isSettled = [](const auto& thread) {
+        const Guard lock(simulationMutex());
+        return thread->settled || thread->hasEnded();
+    };
+    const auto threads = all();
+    for (DWORD waited = 0; !std::all_of(threads.begin(), threads.end(), isSettled); ++waited) {
+        ASSERT_LT(waited, kPatienceMs) << "a thread of the library does not come to rest";
+        ::Sleep(1);
+    }
+}
+
+void Threads::awaitEnd() const {
+    for (const auto& thread : all())
+        EXPECT_TRUE(thread->hasEnded(kPatienceMs)) << "a thread of the library does not end";
 }
 
 namespace {
 
-std::optional<std::wstring> optionalText(const wchar_t* text) {
-    return text == nullptr ? std::nullopt : std::optional<std::wstring>(text);
-}
-
-// The handle of a fresh object; its name may exist already.
-HANDLE openNamed(const Call& call, std::shared_ptr<Object> object, const std::optional<std::wstring>& name) {
-    const bool exists = name && call->kernel.existingNames.count(*name) != 0;
-    HANDLE handle = call.open(std::move(object));
-    SetLastError(exists ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-    return handle;
-}
-
-HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name) {
-    Call call("CreateEventW", manualReset ? "manual" : "auto", signalled ? "signalled" : "not signalled", name);
-    if (call.fails())
-        return nullptr;
-    auto event = std::make_shared<Event>(manualReset != FALSE, signalled != FALSE);
-    event->name = optionalText(name);
+SIMULATE(HANDLE, CreateEventW, LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name) {
+    const FailableCall call(
+        "CreateEventW", manualReset ? "manual" : "auto", signalled ? "signalled" : "not signalled", name);
+    const auto event = std::make_shared<Event>(manualReset, signalled);
     event->hadAttributes = attributes != nullptr;
+    if (name != nullptr)
+        event->name = name;
     call->kernel.events.push_back(event);
-    return openNamed(call, event, event->name);
+    return call.open(event);
 }
-SIMULATE(CreateEventW, createEvent);
 
 void copyAttributes(const SECURITY_ATTRIBUTES& attributes, Mutex& mutex) {
     mutex.attributesLength = attributes.nLength;
@@ -60,72 +79,81 @@ void copyAttributes(const SECURITY_ATTRIBUTES& attributes, Mutex& mutex) {
     mutex.securityDescriptor.assign(bytes, bytes + GetSecurityDescriptorLength(descriptor));
 }
 
-HANDLE WINAPI createMutex(LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name) {
-    Call call("CreateMutexW", owned ? "owned" : "not owned", name);
-    if (call.fails())
-        return nullptr;
-    auto mutex = std::make_shared<Mutex>();
-    mutex->name = optionalText(name);
+SIMULATE(HANDLE, CreateMutexW, LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name) {
+    const FailableCall call("CreateMutexW", owned ? "owned" : "not owned", name);
+    const auto mutex = std::make_shared<Mutex>();
+    mutex->name = name;
     mutex->initiallyOwned = owned != FALSE;
     if (attributes != nullptr)
         copyAttributes(*attributes, *mutex);
     call->kernel.mutexes.push_back(mutex);
-    return openNamed(call, mutex, mutex->name);
-}
-SIMULATE(CreateMutexW, createMutex);
-
-// The C++ runtime inside the library closes handles of Windows itself, for instance of threads.
-BOOL closeReal(const Call& call, HANDLE handle) {
-    // Windows takes INVALID_HANDLE_VALUE for the process itself and closes nothing.
-    if (handle != INVALID_HANDLE_VALUE && ::CloseHandle(handle))
-        return TRUE;
-    call.reportMisuse("the library closed " + describe(handle) + ", which is not open");
-    return Call::failed(ERROR_INVALID_HANDLE);
+    HANDLE handle = call.open(mutex);
+    SetLastError(call->kernel.existingNames.contains(name) ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    return handle;
 }
 
-BOOL WINAPI closeHandle(HANDLE handle) {
+SIMULATE(BOOL, CloseHandle, HANDLE handle) {
     if (!HandleTable::isSimulated(handle)) {
-        Call call("CloseHandle", "real");
-        return closeReal(call, handle);
+        // The C++ runtime inside the library closes handles of Windows itself, for instance of threads. Windows takes
+        // INVALID_HANDLE_VALUE for the process itself and closes nothing.
+        const Call call("CloseHandle", "real");
+        call.misuseIf(
+            handle == INVALID_HANDLE_VALUE || !::CloseHandle(handle),
+            "the library closed " + describe(handle) + ", which is not open");
+        return;
     }
-    Call call("CloseHandle", handle);
+    const Call call("CloseHandle", handle);
     const auto object = call.object<Object>(handle);
-    if (object == nullptr)
-        return FALSE;
-    if (std::dynamic_pointer_cast<NoKernelObject>(object) != nullptr) {
-        call.reportMisuse("the library closed a handle of the wrong kind, " + object->description());
-        return Call::failed(ERROR_INVALID_HANDLE);
-    }
-    call.close(handle);
-    return call.fails() ? FALSE : TRUE; // a close that reports failure has closed all the same
-}
-SIMULATE(CloseHandle, closeHandle);
-
-// For a call that takes events only.
-HANDLE realHandle(const Call& call, HANDLE handle) {
-    if (!HandleTable::isSimulated(handle))
-        return handle;
-    const auto event = call.object<Event>(handle);
-    return event == nullptr ? nullptr : event->real();
+    call.misuseIf(
+        std::dynamic_pointer_cast<NoKernelObject>(object) != nullptr,
+        "the library closed a handle of the wrong kind, " + object->description);
+    call.forget(handle);
+    call.failIfTold(); // a close that reports failure has closed all the same
 }
 
 // Cannot be made to fail: it always works on a valid handle, and whoever waits for the event would wait for ever.
-BOOL WINAPI setEvent(HANDLE handle) {
-    Call call("SetEvent", handle);
-    return ::SetEvent(realHandle(call, handle));
+SIMULATE(BOOL, SetEvent, HANDLE handle) {
+    const Call call("SetEvent", handle);
+    succeedAs(::SetEvent(HandleTable::isSimulated(handle) ? call.object<Event>(handle)->real : handle));
 }
-SIMULATE(SetEvent, setEvent);
 
 // Waits are not calls in the list: how often a thread waits is chance. No lock is held while waiting.
-DWORD WINAPI waitForSingleObject(HANDLE handle, DWORD milliseconds) {
+SIMULATE(DWORD, WaitForSingleObject, HANDLE handle, DWORD milliseconds) {
     return ::WaitForSingleObject(realHandles(&handle, 1).front(), milliseconds);
 }
-SIMULATE(WaitForSingleObject, waitForSingleObject);
 
-DWORD WINAPI waitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+SIMULATE(DWORD, WaitForMultipleObjects, DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
     return ::WaitForMultipleObjects(count, realHandles(handles, count).data(), all, milliseconds);
 }
-SIMULATE(WaitForMultipleObjects, waitForMultipleObjects);
+
+SIMULATE(
+    HANDLE, CreateThread, LPSECURITY_ATTRIBUTES attributes, SIZE_T stack, LPTHREAD_START_ROUTINE start,
+    LPVOID parameter, DWORD flags, LPDWORD id) {
+    const FailableCall call("CreateThread", Hex{flags});
+    DWORD number = 0;
+    HANDLE real = ::CreateThread(attributes, stack, start, parameter, flags, id != nullptr ? id : &number);
+    const auto thread = std::make_shared<Thread>(real, id != nullptr ? *id : number);
+    call->threads.add(thread);
+    return call.open(thread);
+}
+
+// Does not return; the call must be over before.
+SIMULATE(void, FreeLibraryAndExitThread, HMODULE module, DWORD code) {
+    { const Call call("FreeLibraryAndExitThread", code); }
+    ::FreeLibraryAndExitThread(module, code);
+}
+
+SIMULATE(
+    BOOL, SleepConditionVariableSRW, PCONDITION_VARIABLE condition, PSRWLOCK lock, DWORD milliseconds, ULONG flags) {
+    { const FailableCall call("SleepConditionVariableSRW", milliseconds); }
+    succeedAs(::SleepConditionVariableSRW(condition, lock, milliseconds, flags));
+}
+
+// Simulated time passes only while the library sleeps, and at once. Waits for events and threads are real.
+SIMULATE(void, Sleep, DWORD milliseconds) {
+    { const Call call("Sleep", milliseconds); }
+    ::Sleep(0); // whoever sleeps lets others run
+}
 
 } // namespace
 

@@ -1,4 +1,5 @@
-// Events and mutexes. An event has a real one behind it, so that threads of the library can wait for it.
+// Events, mutexes and the threads that the library starts. Threads are real; an event has a real one behind it, so
+// that they can wait for it.
 #pragma once
 
 #include "simulation/handle_table.h"
@@ -11,36 +12,30 @@ namespace zorvan::simulation {
 
 // What a thread can wait for, with a real object behind it.
 struct Waitable : Object {
-    virtual HANDLE real() const = 0;
+    Waitable(const char* what, HANDLE object) : Object(what), real(object) {}
+    ~Waitable() override { ::CloseHandle(real); }
+
+    const HANDLE real;
 };
 
 // The handles to hand to Windows: real ones for those of waitable objects, all others as they are.
 std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count);
 
-class Event : public Waitable {
-public:
-    Event(bool manualReset, bool signalled);
-    ~Event() override;
-
-    std::string description() const override { return "event"; }
-    HANDLE real() const override { return real_; }
-
-    // What the driver does through its duplicate.
-    void signal() const { SetEvent(real_); }
+struct Event : Waitable {
+    Event(bool manual, bool signalled)
+        : Waitable("event", ::CreateEventW(nullptr, manual, signalled, nullptr)), manualReset(manual),
+          initiallySignalled(signalled) {}
 
     const bool manualReset;
     const bool initiallySignalled;
-    std::optional<std::wstring> name;
     bool hadAttributes = false;
-
-private:
-    HANDLE real_;
+    std::optional<std::wstring> name;
 };
 
 struct Mutex : Object {
-    std::string description() const override { return "mutex"; }
+    Mutex() : Object("mutex") {}
 
-    std::optional<std::wstring> name;
+    std::wstring name;
     bool initiallyOwned = false;
     bool inheritable = false;
     DWORD attributesLength = 0;
@@ -54,6 +49,37 @@ struct KernelObjects {
 
     // Names that another process has created already.
     std::set<std::wstring> existingNames;
+};
+
+struct Thread : Waitable {
+    Thread(HANDLE thread, DWORD number) : Waitable("thread", thread), id(number) {}
+
+    // Waits for its end, or for a while.
+    bool hasEnded(DWORD milliseconds = 0) const { return ::WaitForSingleObject(real, milliseconds) == WAIT_OBJECT_0; }
+
+    const DWORD id;
+    bool settled = false; // it waits for messages, or has found that it cannot
+};
+
+// Every member may be used at any time from any thread.
+class Threads {
+public:
+    void add(std::shared_ptr<Thread> thread);
+
+    // Marks the calling thread, if it is the library's.
+    void settle(bool settled);
+
+    // Returns when each thread waits for messages, has ended, or has found that it cannot wait.
+    void awaitSettled() const;
+
+    // Returns when each thread has ended; fails the test when one goes on.
+    void awaitEnd() const;
+
+    // The threads in the order of their start.
+    std::vector<std::shared_ptr<Thread>> all() const;
+
+private:
+    std::vector<std::shared_ptr<Thread>> threads_;
 };
 
 } // namespace zorvan::simulation

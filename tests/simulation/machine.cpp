@@ -1,30 +1,24 @@
 #include "simulation/machine.h"
 
-#include <dbt.h>
-
 #include <cstdio>
 #include <cstdlib>
 
 namespace zorvan::simulation {
 
-namespace {
-
-Machine* currentMachine = nullptr; // guarded by simulationMutex()
-
-} // namespace
+static Machine* currentMachine = nullptr; // guarded by simulationMutex()
 
 Machine::Machine() {
-    const std::lock_guard lock(simulationMutex());
+    const Guard lock(simulationMutex());
     currentMachine = this;
 }
 
 Machine::~Machine() {
-    const std::lock_guard lock(simulationMutex());
+    const Guard lock(simulationMutex());
     currentMachine = nullptr;
 }
 
 Machine& Machine::current() {
-    const std::lock_guard lock(simulationMutex());
+    const Guard lock(simulationMutex());
     if (currentMachine == nullptr) {
         std::fputs("The library called Windows after its test was over: a thread of it still runs.\n", stderr);
         std::abort();
@@ -32,31 +26,19 @@ Machine& Machine::current() {
     return *currentMachine;
 }
 
-void Machine::announce(WPARAM event, std::optional<DWORD> dataType) const {
-    windows.announce(event, dataType, kControlInterface);
-}
-
-void Machine::announce() const {
-    announce(DBT_DEVICEARRIVAL, DBT_DEVTYP_DEVICEINTERFACE);
-}
-
 void Machine::signal(const DeviceNode& node) {
-    const std::lock_guard lock(simulationMutex());
-    const auto& hosted = hostOf(node).handles;
-    const auto found = hosted.find(node.driver.state.hostEvent);
-    if (found != hosted.end())
-        dynamic_cast<const Event&>(*found->second).signal();
+    const Guard lock(simulationMutex());
+    auto* handle = reinterpret_cast<HANDLE>(node.driver.state.hostEvent);
+    if (const auto event = std::dynamic_pointer_cast<Event>(hostOf(node).handles.find(handle)))
+        SetEvent(event->real);
 }
 
 std::vector<std::string> Machine::held() const {
-    const std::lock_guard lock(simulationMutex());
+    const Guard lock(simulationMutex());
     auto all = handles.held();
-    const auto automationObjects = automation.held();
-    all.insert(all.end(), automationObjects.begin(), automationObjects.end());
-    const auto windowObjects = windows.held();
-    all.insert(all.end(), windowObjects.begin(), windowObjects.end());
-    for (std::size_t i = 0; i < securityDescriptors.allocated.size(); ++i)
-        all.emplace_back("memory of a security descriptor");
+    for (const auto& others : {automation.held(), windows.held()})
+        all.insert(all.end(), others.begin(), others.end());
+    all.insert(all.end(), securityDescriptors.size(), "memory of a security descriptor");
     return all;
 }
 

@@ -10,17 +10,17 @@
 namespace zorvan::simulation {
 
 struct DeviceNotification : NoKernelObject {
-    std::string description() const override { return "device notification"; }
+    DeviceNotification(HANDLE recipient, const GUID& notifiedOf)
+        : NoKernelObject("device notification"), window(static_cast<HWND>(recipient)), interfaceClass(notifiedOf) {}
 
-    HWND window = nullptr;
-    GUID interfaceClass{};
+    const HWND window;
+    const GUID interfaceClass;
 };
 
-class MessageWindows {
-public:
-    // Sends WM_DEVICECHANGE to each window that is notified of this class, and returns when all have handled it.
-    // Without a data type the message comes without data. Not for a call's action.
-    void announce(WPARAM event, std::optional<DWORD> dataType, const GUID& interfaceClass) const;
+struct MessageWindows {
+    // Sends WM_DEVICECHANGE to each window that is notified of the control interface, and returns when all have
+    // handled it. Without a data type the message comes without data. Not for a call's action.
+    void announce(WPARAM event, std::optional<DWORD> dataType) const;
 
     // What is registered and not given back, described.
     std::vector<std::string> held() const;

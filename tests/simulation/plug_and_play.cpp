@@ -8,7 +8,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cwchar>
+#include <cwctype>
+#include <iterator>
 
 namespace zorvan::simulation {
 
@@ -33,6 +34,11 @@ std::wstring makeInterfacePath(const std::wstring& instanceId, const GUID& inter
     return L"\\\\?\\" + id + L"#" + guidText(interfaceClass);
 }
 
+// The path of a node's interface, if it has one.
+const std::optional<std::wstring>& interfacePath(const DeviceNode& node, const GUID& interfaceClass) {
+    return interfaceClass == kControlInterface ? node.controlPath : node.serialPath;
+}
+
 } // namespace
 
 std::string nameOfClass(const GUID& guid) {
@@ -45,6 +51,12 @@ std::string nameOfClass(const GUID& guid) {
     return describe(guidText(guid));
 }
 
+std::wstring generatedId(std::wstring name, std::size_t number) {
+    std::transform(name.begin(), name.end(), name.begin(), std::towupper);
+    const auto digits = std::to_wstring(number);
+    return L"ROOT\\" + name + L"\\" + std::wstring(4 - std::min<std::size_t>(4, digits.size()), L'0') + digits;
+}
+
 DeviceNode& PlugAndPlay::addNode(const std::wstring& instanceId) {
     auto& node = nodes_.emplace_back();
     node.instanceId = instanceId;
@@ -53,9 +65,7 @@ DeviceNode& PlugAndPlay::addNode(const std::wstring& instanceId) {
 }
 
 DeviceNode& PlugAndPlay::addPort(const std::wstring& portName) {
-    wchar_t id[32];
-    std::swprintf(id, 32, L"ROOT\\PORTS\\%04zu", nodes_.size());
-    auto& node = addNode(id);
+    auto& node = addNode(generatedId(L"Ports", nodes_.size()));
     serve(node, Machine::current());
     node.setPortName(portName);
     node.driver.state.portName = portName;
@@ -87,32 +97,26 @@ void serve(DeviceNode& node, Machine& machine) {
     machine.processes.add(node.driver.hostProcessId);
 }
 
-const std::optional<std::wstring>& interfacePath(const DeviceNode& node, const GUID& interfaceClass) {
-    static const std::optional<std::wstring> none;
-    if (interfaceClass == kControlInterface)
-        return node.controlPath;
-    return interfaceClass == kSerialInterface ? node.serialPath : none;
+DeviceNode& nodeOf(const Call& call, HDEVINFO set, const SP_DEVINFO_DATA* device) {
+    requireSize(*device);
+    const auto& nodes = call.object<DeviceInfoSet>(set)->nodes;
+    const auto found = nodes.find(device->DevInst);
+    call.misuseIf(found == nodes.end(), "the device is none of the set's");
+    return *found->second;
 }
 
-DeviceInfoSet::Element* DeviceInfoSet::find(const SP_DEVINFO_DATA* data) {
-    if (data == nullptr || data->cbSize != sizeof *data)
-        return nullptr;
-    const auto found = std::find_if(elements.begin(), elements.end(), [&](const Element& element) {
-        return element.node->instance == data->DevInst;
-    });
-    return found == elements.end() ? nullptr : &*found;
-}
-
-void DeviceInfoSet::add(DeviceNode& node) {
-    const auto same = [&](const Element& element) { return element.node == &node; };
-    if (std::none_of(elements.begin(), elements.end(), same))
-        elements.push_back({&node, {}});
-}
-
-void fillDeviceInfo(const DeviceNode& node, const GUID& setupClass, SP_DEVINFO_DATA& data) {
-    data.ClassGuid = setupClass;
+void fillDeviceInfo(const DeviceNode& node, SP_DEVINFO_DATA& data) {
+    requireSize(data);
+    data.ClassGuid = kPortsClass;
     data.DevInst = node.instance;
     data.Reserved = 0;
+}
+
+void fillInterfaceData(const DeviceNode& node, const GUID& interfaceClass, SP_DEVICE_INTERFACE_DATA& data) {
+    requireSize(data);
+    data.InterfaceClassGuid = interfaceClass;
+    data.Flags = SPINT_ACTIVE;
+    data.Reserved = node.instance;
 }
 
 namespace {
@@ -128,151 +132,96 @@ bool shows(DeviceNode& node, const GUID& interfaceClass) {
     return false;
 }
 
-HDEVINFO WINAPI setupDiGetClassDevsEx(
-    const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags, HDEVINFO existing, PCWSTR computer, PVOID) {
-    Call call("SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
-    if (call.fails())
-        return INVALID_HANDLE_VALUE;
-    if (interfaceClass == nullptr || enumerator != nullptr || flags != (DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {
-        call.reportMisuse("the simulation lists the present devices of an interface class only");
-        SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
-        return INVALID_HANDLE_VALUE;
-    }
-    auto set = existing == nullptr ? std::make_shared<DeviceInfoSet>() : call.object<DeviceInfoSet>(existing);
-    if (set == nullptr)
-        return INVALID_HANDLE_VALUE;
+SIMULATE(
+    OrInvalid<HDEVINFO>, SetupDiGetClassDevsExW, const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags,
+    HDEVINFO existing, PCWSTR computer, PVOID) {
+    const FailableCall call(
+        "SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
+    call.misuseIf(
+        interfaceClass == nullptr || enumerator != nullptr || flags != (DIGCF_PRESENT | DIGCF_DEVICEINTERFACE),
+        "the simulation lists the present devices of an interface class only");
+    const auto set = existing == nullptr ? std::make_shared<DeviceInfoSet>() : call.object<DeviceInfoSet>(existing);
     set->interfaceClasses.push_back(*interfaceClass);
     for (auto& node : call->plugAndPlay.nodes())
         if (shows(node, *interfaceClass))
             set->add(node);
-    return existing == nullptr ? call.open(std::move(set)) : existing;
+    return existing == nullptr ? call.open(set) : existing;
 }
-SIMULATE(SetupDiGetClassDevsExW, setupDiGetClassDevsEx);
 
-BOOL WINAPI setupDiEnumDeviceInfo(HDEVINFO handle, DWORD index, PSP_DEVINFO_DATA data) {
-    Call call("SetupDiEnumDeviceInfo", index);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    if (data->cbSize != sizeof *data)
-        return Call::failed(ERROR_INVALID_USER_BUFFER);
-    if (index >= set->elements.size())
-        return Call::failed(ERROR_NO_MORE_ITEMS);
-    fillDeviceInfo(*set->elements[index].node, kPortsClass, *data);
-    return TRUE;
+SIMULATE(BOOL, SetupDiEnumDeviceInfo, HDEVINFO set, DWORD index, PSP_DEVINFO_DATA data) {
+    const FailableCall call("SetupDiEnumDeviceInfo", index);
+    const auto& nodes = call.object<DeviceInfoSet>(set)->nodes;
+    failIf(index >= nodes.size(), ERROR_NO_MORE_ITEMS);
+    fillDeviceInfo(*std::next(nodes.begin(), index)->second, *data);
 }
-SIMULATE(SetupDiEnumDeviceInfo, setupDiEnumDeviceInfo);
 
-CONFIGRET WINAPI cmGetDeviceId(DEVINST instance, PWSTR buffer, ULONG length, ULONG flags) {
-    Call call("CM_Get_Device_IDW", instance, length, flags);
-    if (call.failure())
-        return *call.failure();
+SIMULATE(OrError<CONFIGRET>, CM_Get_Device_IDW, DEVINST instance, PWSTR buffer, ULONG length, ULONG flags) {
+    const FailableCall call("CM_Get_Device_IDW", instance, length, flags);
     const auto* node = call->plugAndPlay.find(instance);
-    if (node == nullptr)
-        return CR_NO_SUCH_DEVNODE;
+    failIf(node == nullptr, CR_NO_SUCH_DEVNODE);
     // Without room for the terminator the text is not terminated.
     const auto id = node->instanceId.substr(0, call.bring(node->instanceId.size()));
     std::copy_n(id.c_str(), std::min<std::size_t>(id.size() + 1, length), buffer);
-    return id.size() > length ? CR_BUFFER_SMALL : CR_SUCCESS;
-}
-SIMULATE(CM_Get_Device_IDW, cmGetDeviceId);
-
-bool holds(const DeviceInfoSet& set, const GUID& interfaceClass) {
-    return std::find(set.interfaceClasses.begin(), set.interfaceClasses.end(), interfaceClass) !=
-           set.interfaceClasses.end();
+    failIf(id.size() > length, CR_BUFFER_SMALL);
 }
 
-BOOL WINAPI setupDiEnumDeviceInterfaces(
-    HDEVINFO handle, PSP_DEVINFO_DATA device, const GUID* interfaceClass, DWORD index,
+SIMULATE(
+    BOOL, SetupDiEnumDeviceInterfaces, HDEVINFO set, PSP_DEVINFO_DATA device, const GUID* interfaceClass, DWORD index,
     PSP_DEVICE_INTERFACE_DATA data) {
-    Call call("SetupDiEnumDeviceInterfaces", interfaceClass, index);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return FALSE;
-    const auto* element = set->find(device);
-    if (element == nullptr || data->cbSize != sizeof *data) {
-        call.reportMisuse("the device is none of the set's, or a size field is wrong");
-        return Call::failed(ERROR_INVALID_PARAMETER);
-    }
-    if (index != 0 || !holds(*set, *interfaceClass) || !interfacePath(*element->node, *interfaceClass))
-        return Call::failed(ERROR_NO_MORE_ITEMS);
-    data->InterfaceClassGuid = *interfaceClass;
-    data->Flags = SPINT_ACTIVE;
-    data->Reserved = element->node->instance;
-    return TRUE;
+    const FailableCall call("SetupDiEnumDeviceInterfaces", interfaceClass, index);
+    const auto& node = nodeOf(call, set, device);
+    const auto& classes = call.object<DeviceInfoSet>(set)->interfaceClasses;
+    const bool listed = std::find(classes.begin(), classes.end(), *interfaceClass) != classes.end();
+    failIf(index != 0 || !listed || !interfacePath(node, *interfaceClass), ERROR_NO_MORE_ITEMS);
+    fillInterfaceData(node, *interfaceClass, *data);
 }
-SIMULATE(SetupDiEnumDeviceInterfaces, setupDiEnumDeviceInterfaces);
 
-BOOL WINAPI setupDiGetDeviceInterfaceDetail(
-    HDEVINFO handle, PSP_DEVICE_INTERFACE_DATA data, PSP_DEVICE_INTERFACE_DETAIL_DATA_W detail, DWORD size,
-    PDWORD required, PSP_DEVINFO_DATA) {
-    Call call("SetupDiGetDeviceInterfaceDetailW", &data->InterfaceClassGuid, detail == nullptr ? "size" : "path");
-    if (call.object<DeviceInfoSet>(handle) == nullptr || call.fails())
-        return FALSE;
+SIMULATE(
+    BOOL, SetupDiGetDeviceInterfaceDetailW, HDEVINFO set, PSP_DEVICE_INTERFACE_DATA data,
+    PSP_DEVICE_INTERFACE_DETAIL_DATA_W detail, DWORD size, PDWORD required, PSP_DEVINFO_DATA) {
+    const FailableCall call(
+        "SetupDiGetDeviceInterfaceDetailW", &data->InterfaceClassGuid, detail == nullptr ? "size" : "path");
+    call.object<DeviceInfoSet>(set);
     const auto* node = call->plugAndPlay.find(static_cast<DWORD>(data->Reserved));
-    const auto& path = interfacePath(*node, data->InterfaceClassGuid);
-    const auto bytes = (path->size() + 1) * sizeof(wchar_t);
+    const auto& path = *interfacePath(*node, data->InterfaceClassGuid);
+    const auto bytes = (path.size() + 1) * sizeof(wchar_t);
     const auto needed = static_cast<DWORD>(offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath) + bytes);
     if (required != nullptr)
         *required = needed;
-    if (size < needed)
-        return Call::failed(ERROR_INSUFFICIENT_BUFFER);
-    if (detail == nullptr || detail->cbSize != sizeof *detail)
-        return Call::failed(ERROR_INVALID_USER_BUFFER);
-    std::copy_n(path->c_str(), path->size() + 1, static_cast<wchar_t*>(detail->DevicePath));
-    return TRUE;
-}
-SIMULATE(SetupDiGetDeviceInterfaceDetailW, setupDiGetDeviceInterfaceDetail);
-
-HKEY openKey(const Call& call, HDEVINFO handle, PSP_DEVINFO_DATA device, REGSAM access, bool create) {
-    HKEY const failure = static_cast<HKEY>(INVALID_HANDLE_VALUE);
-    const auto set = call.object<DeviceInfoSet>(handle);
-    if (set == nullptr || call.fails())
-        return failure;
-    const auto* element = set->find(device);
-    if (element == nullptr) {
-        call.reportMisuse("the device is none of the set's");
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return failure;
-    }
-    auto& key = element->node->key;
-    const DWORD error = key.exists || create || key.openError != 0 ? key.openError : ERROR_FILE_NOT_FOUND;
-    if (error != ERROR_SUCCESS) {
-        SetLastError(error);
-        return failure;
-    }
-    key.exists = true;
-    return static_cast<HKEY>(
-        call.open(std::make_shared<OpenedKey>(key, access, describe(element->node->instanceId))));
+    failIf(size < needed, ERROR_INSUFFICIENT_BUFFER);
+    requireSize(*detail);
+    std::copy_n(path.c_str(), path.size() + 1, static_cast<wchar_t*>(detail->DevicePath));
 }
 
-HKEY WINAPI
-setupDiOpenDevRegKey(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile, DWORD type, REGSAM access) {
-    Call call("SetupDiOpenDevRegKey", scope, profile, type, Hex{access});
-    return openKey(call, set, device, access, false);
+HKEY openDeviceKey(const Call& call, DeviceNode& node, REGSAM access) {
+    failIf(node.key.openError != ERROR_SUCCESS, node.key.openError);
+    failIf(!node.key.exists, ERROR_FILE_NOT_FOUND);
+    return openKey(call, node.key, access, node.instanceId);
 }
-SIMULATE(SetupDiOpenDevRegKey, setupDiOpenDevRegKey);
 
-HKEY WINAPI setupDiCreateDevRegKey(
-    HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile, DWORD type, HINF inf, PCWSTR section) {
-    Call call(
+SIMULATE(
+    OrInvalid<HKEY>, SetupDiOpenDevRegKey, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
+    DWORD type, REGSAM access) {
+    const FailableCall call("SetupDiOpenDevRegKey", scope, profile, type, Hex{access});
+    return openDeviceKey(call, nodeOf(call, set, device), access);
+}
+
+SIMULATE(
+    OrInvalid<HKEY>, SetupDiCreateDevRegKeyW, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
+    DWORD type, HINF inf, PCWSTR section) {
+    const FailableCall call(
         "SetupDiCreateDevRegKeyW", scope, profile, type, inf == nullptr ? "no INF" : "INF",
         section == nullptr ? "no section" : "section");
-    return openKey(call, set, device, KEY_ALL_ACCESS, true);
+    auto& node = nodeOf(call, set, device);
+    node.key.exists = true;
+    return openDeviceKey(call, node, KEY_ALL_ACCESS);
 }
-SIMULATE(SetupDiCreateDevRegKeyW, setupDiCreateDevRegKey);
 
-BOOL WINAPI setupDiDestroyDeviceInfoList(HDEVINFO handle) {
-    Call call("SetupDiDestroyDeviceInfoList");
-    if (call.object<DeviceInfoSet>(handle) == nullptr)
-        return FALSE;
-    call.close(handle);
-    if (call.fails())
-        return FALSE;
+SIMULATE(BOOL, SetupDiDestroyDeviceInfoList, HDEVINFO set) {
+    const Call call("SetupDiDestroyDeviceInfoList");
+    call.close<DeviceInfoSet>(set);
     SetLastError(ERROR_SUCCESS); // which must not hide the error that the library cleans up after
-    return TRUE;
 }
-SIMULATE(SetupDiDestroyDeviceInfoList, setupDiDestroyDeviceInfoList);
 
 } // namespace
 

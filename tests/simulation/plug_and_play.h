@@ -1,17 +1,18 @@
 // Plug and play: device nodes, their interfaces, and what the creation of a node yields.
 #pragma once
 
-#include "simulation/device_node.h"
+#include "simulation/driver.h"
+#include "simulation/registry.h"
 
 #include <windows.h>
 
 #include <setupapi.h>
 
 #include <deque>
+#include <optional>
+#include <string>
 
 namespace zorvan::simulation {
-
-class Machine;
 
 extern const GUID kPortsClass;
 extern const GUID kControlInterface;
@@ -19,6 +20,34 @@ extern const GUID kSerialInterface;
 
 // "Ports", "control", "serial", or the GUID itself.
 std::string nameOfClass(const GUID& guid);
+
+// A device node: a port of the driver under test, or another serial port.
+struct DeviceNode {
+    std::wstring instanceId;
+    DWORD instance = 0; // its DEVINST
+
+    std::optional<std::wstring> controlPath; // of the driver's control interface
+    std::optional<std::wstring> serialPath;  // of the system's serial port interface
+    RegistryKey key;                         // its hardware key, with PortName
+    Driver driver;
+
+    bool present = true;             // its interfaces are there
+    int looksUntilPresent = 0;       // enumerations of control interfaces that do not show it yet
+    DWORD openError = ERROR_SUCCESS; // opening the control path fails with this
+    DWORD installFlags = 0;          // SP_DEVINSTALL_PARAMS_W: DI_NEEDREBOOT, DI_NEEDRESTART
+    bool removable = false;          // the parameters of its removal are set
+    DWORD removalInstallFlags = 0;   // added to them by DIF_REMOVE
+
+    // Of a node that was created: how far it came.
+    bool registered = false;
+    bool installed = false;
+    std::wstring hardwareIds; // multi-string as written
+
+    std::optional<std::wstring> friendlyName; // as written, with or without its NUL
+
+    std::wstring portName() const { return key.text(L"PortName"); }
+    void setPortName(const std::wstring& name) { key.values[L"PortName"] = textValue(name); }
+};
 
 // What DiInstallDevice does to a node, and when the node shows.
 struct Installation {
@@ -53,24 +82,28 @@ private:
 
 // A device information set.
 struct DeviceInfoSet : NoKernelObject {
-    struct Element {
-        DeviceNode* node;
-        std::optional<SP_REMOVEDEVICE_PARAMS> removal;
-    };
+    DeviceInfoSet() : NoKernelObject("device information set") {}
+    void add(DeviceNode& node) { nodes.emplace(node.instance, &node); }
 
-    std::string description() const override { return "device information set"; }
-    Element* find(const SP_DEVINFO_DATA* data);
-    void add(DeviceNode& node);
-
-    std::deque<Element> elements;
+    std::map<DWORD, DeviceNode*> nodes; // by instance
     std::vector<GUID> interfaceClasses; // whose interfaces the set holds
 };
 
-// Gives a node of a set to the library.
-void fillDeviceInfo(const DeviceNode& node, const GUID& setupClass, SP_DEVINFO_DATA& data);
+// The node of a set that the call is about. A device that the set does not hold is misuse.
+DeviceNode& nodeOf(const Call& call, HDEVINFO set, const SP_DEVINFO_DATA* device);
 
-// The path of a node's interface, if it has one.
-const std::optional<std::wstring>& interfacePath(const DeviceNode& node, const GUID& interfaceClass);
+// Every record of plug and play begins with its size.
+template <class Record>
+void requireSize(const Record& record) {
+    failIf(record.cbSize != sizeof record, ERROR_INVALID_USER_BUFFER);
+}
+
+// Gives a node of a set, or its interface, to the library.
+void fillDeviceInfo(const DeviceNode& node, SP_DEVINFO_DATA& data);
+void fillInterfaceData(const DeviceNode& node, const GUID& interfaceClass, SP_DEVICE_INTERFACE_DATA& data);
+
+// As Windows numbers the nodes that a program creates: ROOT\NAME\0001.
+std::wstring generatedId(std::wstring name, std::size_t number);
 
 // Makes a driver's port of a node.
 void serve(DeviceNode& node, Machine& machine);

@@ -14,13 +14,12 @@ struct Process {
     DWORD openError = ERROR_SUCCESS; // OpenProcess fails with it
     bool needsDebugPrivilege = false;
     bool refusesDuplicates = false;
-    std::map<std::uint64_t, std::shared_ptr<Object>> handles; // its own handle table
+    HandleTable handles;
 
     // Gives the process a handle of its own, as its driver does; returns the value.
-    std::uint64_t own(std::shared_ptr<Object> object);
-
-private:
-    std::uint64_t next_ = 0x1000;
+    std::uint64_t own(std::shared_ptr<Object> object) {
+        return reinterpret_cast<ULONG_PTR>(handles.open(std::move(object)));
+    }
 };
 
 class Processes {
@@ -28,7 +27,6 @@ public:
     Process& add(DWORD id);
     Process* find(DWORD id);
 
-    bool holdsDebugPrivilege = true; // in the library's token, enabled or not
     bool debugPrivilegeEnabled = false;
 
 private:

@@ -25,165 +25,108 @@ std::wstring RegistryKey::text(const std::wstring& name) const {
 
 namespace {
 
-// Null for the handle of an opened key.
-RegistryKey* predefinedKey(Registry& registry, HKEY handle) {
+struct OpenedKey : NoKernelObject {
+    OpenedKey(RegistryKey& opened, REGSAM rights, const std::wstring& owner)
+        : NoKernelObject("key of " + describe(owner)), key(opened), access(rights) {}
+
+    RegistryKey& key;
+    const REGSAM access;
+};
+
+// The key of a handle that carries these rights.
+RegistryKey& keyOf(const Call& call, HKEY handle, REGSAM rights = 0) {
     if (handle == HKEY_CLASSES_ROOT)
-        return &registry.classesRoot;
+        return call->registry.classesRoot;
     if (handle == HKEY_CURRENT_USER)
-        return &registry.currentUser;
-    return handle == HKEY_LOCAL_MACHINE ? &registry.localMachine : nullptr;
+        return call->registry.currentUser;
+    if (handle == HKEY_LOCAL_MACHINE)
+        return call->registry.localMachine;
+    const auto opened = call.object<OpenedKey>(handle);
+    failIf((opened->access & rights) != rights, ERROR_ACCESS_DENIED);
+    return opened->key;
 }
 
-std::shared_ptr<OpenedKey> keyOf(const Call& call, HKEY handle) {
-    if (auto* predefined = predefinedKey(call->registry, handle))
-        return std::make_shared<OpenedKey>(*predefined, KEY_ALL_ACCESS, "the system");
-    return call.object<OpenedKey>(handle);
+// An entry of a key's values, or of its subkeys.
+template <class Entries>
+auto entryOf(Entries& entries, LPCWSTR name) {
+    const auto found = entries.find(name);
+    failIf(found == entries.end(), ERROR_FILE_NOT_FOUND);
+    return found;
 }
 
-std::string nameOf(HKEY handle) {
-    return HandleTable::isSimulated(handle) ? describe(static_cast<HANDLE>(handle)) : "predefined key";
-}
-
-LSTATUS statusOf(DWORD error) {
-    return static_cast<LSTATUS>(error);
-}
-
-LSTATUS WINAPI regCreateKey(
-    HKEY handle, LPCWSTR name, DWORD, LPWSTR, DWORD, REGSAM access, const LPSECURITY_ATTRIBUTES, PHKEY created,
-    LPDWORD disposition) {
-    Call call("RegCreateKeyExW", nameOf(handle), name, Hex{access});
-    const auto opened = keyOf(call, handle);
-    if (opened == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (call.failure())
-        return statusOf(*call.failure());
-    const auto [child, isNew] = opened->key.keys.try_emplace(name);
+SIMULATE(
+    OrError<LSTATUS>, RegCreateKeyExW, HKEY handle, LPCWSTR name, DWORD, LPWSTR, DWORD, REGSAM access,
+    const LPSECURITY_ATTRIBUTES, PHKEY created, LPDWORD disposition) {
+    const FailableCall call("RegCreateKeyExW", handle, name, Hex{access});
+    const auto [child, isNew] = keyOf(call, handle).keys.try_emplace(name);
     if (disposition != nullptr)
         *disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
-    *created = static_cast<HKEY>(call.open(std::make_shared<OpenedKey>(child->second, access, describe(name))));
-    return ERROR_SUCCESS;
+    *created = openKey(call, child->second, access, name);
 }
-SIMULATE(RegCreateKeyExW, regCreateKey);
 
-LSTATUS WINAPI regOpenKey(HKEY handle, LPCWSTR name, DWORD, REGSAM access, PHKEY result) {
-    Call call("RegOpenKeyExW", nameOf(handle), name, Hex{access});
-    const auto opened = keyOf(call, handle);
-    if (opened == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (call.failure())
-        return statusOf(*call.failure());
-    const auto child = opened->key.keys.find(name);
-    if (child == opened->key.keys.end())
-        return ERROR_FILE_NOT_FOUND;
-    *result = static_cast<HKEY>(call.open(std::make_shared<OpenedKey>(child->second, access, describe(name))));
-    return ERROR_SUCCESS;
+SIMULATE(OrError<LSTATUS>, RegOpenKeyExW, HKEY handle, LPCWSTR name, DWORD, REGSAM access, PHKEY opened) {
+    const FailableCall call("RegOpenKeyExW", handle, name, Hex{access});
+    *opened = openKey(call, entryOf(keyOf(call, handle).keys, name)->second, access, name);
 }
-SIMULATE(RegOpenKeyExW, regOpenKey);
 
-LSTATUS WINAPI
-regEnumKey(HKEY handle, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD, PFILETIME) {
-    Call call("RegEnumKeyExW", nameOf(handle), index);
-    const auto opened = keyOf(call, handle);
-    if (opened == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (call.failure())
-        return statusOf(*call.failure());
-    if (index >= opened->key.keys.size())
-        return ERROR_NO_MORE_ITEMS;
-    const auto& found = std::next(opened->key.keys.begin(), static_cast<std::ptrdiff_t>(index))->first;
-    if (found.size() >= *length)
-        return ERROR_MORE_DATA;
+SIMULATE(
+    OrError<LSTATUS>, RegEnumKeyExW, HKEY handle, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD,
+    PFILETIME) {
+    const FailableCall call("RegEnumKeyExW", handle, index);
+    const auto& keys = keyOf(call, handle).keys;
+    failIf(index >= keys.size(), ERROR_NO_MORE_ITEMS);
+    const auto& found = std::next(keys.begin(), static_cast<std::ptrdiff_t>(index))->first;
+    failIf(found.size() >= *length, ERROR_MORE_DATA);
     std::copy_n(found.c_str(), found.size() + 1, name);
     *length = static_cast<DWORD>(found.size());
-    return ERROR_SUCCESS;
-}
-SIMULATE(RegEnumKeyExW, regEnumKey);
-
-LSTATUS deleteKey(const Call& call, HKEY handle, LPCWSTR name) {
-    const auto opened = keyOf(call, handle);
-    if (opened == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (call.failure())
-        return statusOf(*call.failure());
-    const auto child = opened->key.keys.find(name);
-    if (child == opened->key.keys.end())
-        return ERROR_FILE_NOT_FOUND;
-    if (!child->second.keys.empty())
-        return ERROR_ACCESS_DENIED;
-    opened->key.keys.erase(child);
-    return ERROR_SUCCESS;
 }
 
-LSTATUS WINAPI regDeleteKey(HKEY handle, LPCWSTR name) {
-    Call call("RegDeleteKeyW", nameOf(handle), name);
-    return deleteKey(call, handle, name);
-}
-SIMULATE(RegDeleteKeyW, regDeleteKey);
-
-LSTATUS WINAPI regDeleteKeyEx(HKEY handle, LPCWSTR name, REGSAM, DWORD) {
-    Call call("RegDeleteKeyExW", nameOf(handle), name);
-    return deleteKey(call, handle, name);
-}
-SIMULATE(RegDeleteKeyExW, regDeleteKeyEx);
-
-LSTATUS copyOut(const RegistryValue& value, LPBYTE data, LPDWORD size) {
-    const auto needed = static_cast<DWORD>(value.bytes.size());
-    const DWORD room = size == nullptr ? 0 : *size;
-    if (size != nullptr)
-        *size = needed;
-    if (data == nullptr)
-        return ERROR_SUCCESS;
-    if (room < needed)
-        return ERROR_MORE_DATA;
-    std::copy(value.bytes.begin(), value.bytes.end(), data);
-    return ERROR_SUCCESS;
+void deleteKey(const Call& call, HKEY handle, LPCWSTR name) {
+    auto& key = keyOf(call, handle);
+    const auto child = entryOf(key.keys, name);
+    failIf(!child->second.keys.empty(), ERROR_ACCESS_DENIED);
+    key.keys.erase(child);
 }
 
-LSTATUS WINAPI regQueryValue(HKEY handle, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
-    Call call("RegQueryValueExW", handle, name, size == nullptr ? 0 : *size);
-    const auto opened = call.object<OpenedKey>(handle);
-    if (opened == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (call.failure())
-        return statusOf(*call.failure());
-    if ((opened->access & KEY_QUERY_VALUE) == 0)
-        return ERROR_ACCESS_DENIED;
-    const auto found = opened->key.values.find(name);
-    if (found == opened->key.values.end())
-        return ERROR_FILE_NOT_FOUND;
-    auto value = found->second;
-    value.bytes.resize(call.bring(value.bytes.size()));
+SIMULATE(OrError<LSTATUS>, RegDeleteKeyW, HKEY handle, LPCWSTR name) {
+    deleteKey(FailableCall("RegDeleteKeyW", handle, name), handle, name);
+}
+
+SIMULATE(OrError<LSTATUS>, RegDeleteKeyExW, HKEY handle, LPCWSTR name, REGSAM, DWORD) {
+    deleteKey(FailableCall("RegDeleteKeyExW", handle, name), handle, name);
+}
+
+SIMULATE(
+    OrError<LSTATUS>, RegQueryValueExW, HKEY handle, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
+    const FailableCall call("RegQueryValueExW", handle, name, *size);
+    const auto& value = entryOf(keyOf(call, handle, KEY_QUERY_VALUE).values, name)->second;
     if (type != nullptr)
         *type = value.type;
-    return copyOut(value, data, size);
+    const auto needed = static_cast<DWORD>(call.bring(value.bytes.size()));
+    const DWORD room = std::exchange(*size, needed);
+    if (data == nullptr)
+        return;
+    failIf(room < needed, ERROR_MORE_DATA);
+    std::copy_n(value.bytes.begin(), needed, data);
 }
-SIMULATE(RegQueryValueExW, regQueryValue);
 
-LSTATUS WINAPI regSetValue(HKEY handle, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
+SIMULATE(
+    OrError<LSTATUS>, RegSetValueExW, HKEY handle, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
     RegistryKey written;
     written.values[name] = {type, {data, data + size}};
-    Call call("RegSetValueExW", handle, name, type, written.text(name), size);
-    const auto opened = call.object<OpenedKey>(handle);
-    if (opened == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (call.failure())
-        return statusOf(*call.failure());
-    if ((opened->access & KEY_SET_VALUE) == 0)
-        return ERROR_ACCESS_DENIED;
-    opened->key.values[name] = written.values[name];
-    return ERROR_SUCCESS;
+    const FailableCall call("RegSetValueExW", handle, name, type, written.text(name), size);
+    keyOf(call, handle, KEY_SET_VALUE).values[name] = written.values[name];
 }
-SIMULATE(RegSetValueExW, regSetValue);
 
-LSTATUS WINAPI regCloseKey(HKEY handle) {
-    Call call("RegCloseKey", static_cast<HANDLE>(handle));
-    if (call.object<OpenedKey>(handle) == nullptr)
-        return ERROR_INVALID_HANDLE;
-    call.close(handle);
-    return statusOf(call.failure().value_or(ERROR_SUCCESS));
+SIMULATE(OrError<LSTATUS>, RegCloseKey, HKEY handle) {
+    const Call call("RegCloseKey", handle);
+    call.close<OpenedKey>(handle);
 }
-SIMULATE(RegCloseKey, regCloseKey);
 
 } // namespace
+
+HKEY openKey(const Call& call, RegistryKey& key, REGSAM access, const std::wstring& owner) {
+    return static_cast<HKEY>(call.open(std::make_shared<OpenedKey>(key, access, owner)));
+}
 
 } // namespace zorvan::simulation

@@ -1,10 +1,9 @@
 // Keys of the simulated registry: the hardware keys of devices, and what programs register.
 #pragma once
 
-#include "simulation/handle_table.h"
+#include "simulation/call.h"
 
 #include <cstdint>
-#include <cwchar>
 #include <map>
 #include <set>
 
@@ -18,33 +17,18 @@ struct RegistryValue {
 // A REG_SZ value with its terminator.
 RegistryValue textValue(const std::wstring& text, DWORD type = REG_SZ);
 
-struct NameOrder {
-    bool operator()(const std::wstring& left, const std::wstring& right) const {
-        return _wcsicmp(left.c_str(), right.c_str()) < 0;
-    }
-};
-
 struct RegistryKey {
     bool exists = true;
     DWORD openError = ERROR_SUCCESS; // opening and creating it fail with this
     std::map<std::wstring, RegistryValue> values;
-    std::map<std::wstring, RegistryKey, NameOrder> keys;
+    std::map<std::wstring, RegistryKey> keys;
 
     // The text of a value up to its first NUL; empty when there is none.
     std::wstring text(const std::wstring& name) const;
 };
 
-struct OpenedKey : NoKernelObject {
-    OpenedKey(RegistryKey& opened, REGSAM rights, std::string owner)
-        : key(opened), access(rights), owner_(std::move(owner)) {}
-    std::string description() const override { return "key of " + owner_; }
-
-    RegistryKey& key;
-    const REGSAM access;
-
-private:
-    std::string owner_;
-};
+// Gives the library a handle for this key.
+HKEY openKey(const Call& call, RegistryKey& key, REGSAM access, const std::wstring& owner);
 
 struct Registry {
     RegistryKey classesRoot; // a tree of its own, as if nobody had classes for himself

@@ -1,12 +1,18 @@
-// The functions of Windows that the simulation answers. Each announces itself beside its definition:
+// The functions of Windows that the simulation answers. Each is written as
 //
-//     BOOL WINAPI closeHandle(HANDLE handle) { ... }
-//     SIMULATE(CloseHandle, closeHandle);
+//     SIMULATE(BOOL, OpenProcessToken, HANDLE process, DWORD access, PHANDLE token) {
+//         const FailableCall call("OpenProcessToken", process, Hex{access});
+//         *token = call.open(std::make_shared<Token>(access));
+//     }
 //
-// From then on the library under test calls it instead of the system's function, whatever DLL it imports it from.
+// From then on the library under test calls it instead of the system's function, whatever DLL it imports it from. It
+// fails by throwing a Failure. One whose result only says whether it succeeded has no result of its own.
 #pragma once
 
+#include "simulation/call.h"
+
 #include <string_view>
+#include <type_traits>
 
 namespace zorvan::simulation {
 
@@ -29,13 +35,89 @@ private:
     SimulatedFunction(const char* name, void* implementation);
 };
 
+// Puts the simulation under a module: replaces the entries of its import table that the simulation knows, whatever
+// DLL they are imported from. A function of device installation that it does not know fails the test, and ends it if
+// it is called: none may reach the real system.
+void replaceImports(HMODULE module);
+
+// What a function returns, and how it says that it failed: by FALSE, a null pointer or 0, unless its result is an
+// HRESULT, or written as one of the two below.
+template <class Number>
+struct OrError; // the error itself
+template <class Handle>
+struct OrInvalid; // INVALID_HANDLE_VALUE, or as a number WAIT_FAILED
+
+template <class Kind>
+struct Returned {
+    using Type = Kind;
+    using Own = std::conditional_t<std::is_same_v<Kind, BOOL>, void, Kind>; // of the implementation
+    static Type failed(DWORD error) {
+        SetLastError(error);
+        return Type();
+    }
+};
+template <>
+struct Returned<HRESULT> {
+    using Type = HRESULT;
+    using Own = HRESULT;
+    static Type failed(DWORD error) { return HRESULT_FROM_WIN32(static_cast<LONG>(error)); }
+};
+template <class Number>
+struct Returned<OrError<Number>> {
+    using Type = Number;
+    using Own = void;
+    static Type failed(DWORD error) { return static_cast<Number>(error); }
+};
+template <class Handle>
+struct Returned<OrInvalid<Handle>> {
+    using Type = Handle;
+    using Own = Handle;
+    static Type failed(DWORD error) {
+        SetLastError(error);
+        return Type(LONG_PTR{-1});
+    }
+};
+
+template <class Kind, class Implementation>
+typename Returned<Kind>::Type answer(Implementation&& implementation) {
+    using Type = typename Returned<Kind>::Type;
+    try {
+        if constexpr (std::is_void_v<Type> || !std::is_void_v<decltype(implementation())>)
+            return implementation();
+        else
+            return implementation(), Type(std::is_same_v<Kind, BOOL> ? TRUE : ERROR_SUCCESS);
+    } catch (const Failure& failure) {
+        return Returned<Kind>::failed(failure.error);
+    }
+}
+
+// For a BOOL function that Windows answers.
+inline void succeedAs(BOOL answered) {
+    if (answered == FALSE)
+        throw Failure{GetLastError()};
+}
+
 } // namespace zorvan::simulation
 
-// The system's own declaration checks the signature.
-#define SIMULATE(function, implementation)                                                                           \
-    static const ::zorvan::simulation::SimulatedFunction simulated##function(                                        \
-        #function, static_cast<decltype(&::function)>(&(implementation)))
+// The system's own declaration gives the parameters of what the library calls.
+#define SIMULATE(Kind, function, ...)                                                                                \
+    static Returned<Kind>::Own simulated##function(__VA_ARGS__);                                                     \
+    template <class... Arguments>                                                                                    \
+    static Returned<Kind>::Type WINAPI answered##function(Arguments... arguments) {                                  \
+        return answer<Kind>([&] { return simulated##function(arguments...); });                                      \
+    }                                                                                                                \
+    static const SimulatedFunction entryOf##function(                                                                \
+        #function, static_cast<decltype(&::function)>(&answered##function));                                         \
+    static Returned<Kind>::Own simulated##function(__VA_ARGS__)
 
-// For a function that no header of mingw-w64 declares.
-#define SIMULATE_UNDECLARED(function, implementation)                                                                \
-    static const ::zorvan::simulation::SimulatedFunction simulated##function(#function, &(implementation))
+// A function that Windows answers; only the call is recorded, as a Call or a FailableCall.
+#define RECORD(Kind, function, CallKind)                                                                             \
+    template <class... Arguments>                                                                                    \
+    static Returned<Kind>::Type WINAPI recorded##function(Arguments... arguments) {                                  \
+        return answer<Kind>([&] {                                                                                    \
+            { const CallKind call(#function); }                                                                      \
+            return ::function(arguments...);                                                                         \
+        });                                                                                                          \
+    }                                                                                                                \
+    static const SimulatedFunction entryOf##function(                                                                \
+        #function, static_cast<decltype(&::function)>(&recorded##function))

@@ -12,16 +12,17 @@ ShippedLibrary& SimulationTest::dll() {
 
 ComPointer<IClassFactory> SimulationTest::classFactory(const CLSID& clsid) {
     ComPointer<IClassFactory> factory;
-    void* object = nullptr;
-    require(dll().getClassObject(clsid, __uuidof(IClassFactory), &object), "DllGetClassObject");
-    return ComPointer<IClassFactory>::attach(static_cast<IClassFactory*>(object));
+    auto** object = reinterpret_cast<void**>(factory.put());
+    require(dll().getClassObject(clsid, __uuidof(IClassFactory), object), "DllGetClassObject");
+    return factory;
 }
 
 ComPointer<IVirtualSerialLibrary> SimulationTest::createLibrary() {
-    void* object = nullptr;
-    require(classFactory()->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), &object), "CreateInstance");
+    ComPointer<IVirtualSerialLibrary> library;
+    auto** object = reinterpret_cast<void**>(library.put());
+    require(classFactory()->CreateInstance(nullptr, __uuidof(IVirtualSerialLibrary), object), "CreateInstance");
     machine.threads.awaitSettled();
-    return ComPointer<IVirtualSerialLibrary>::attach(static_cast<IVirtualSerialLibrary*>(object));
+    return library;
 }
 
 ComPointer<IDeviceCollection> SimulationTest::collection(IVirtualSerialLibrary& library) {

@@ -1,14 +1,12 @@
 #include "simulation/subscribers.h"
 
+#include "simulation/call.h"
+
 namespace zorvan::simulation {
 
 namespace {
 
 constexpr std::chrono::seconds kPatience{20};
-
-std::string ascii(const std::wstring& text) {
-    return {text.begin(), text.end()};
-}
 
 // What cannot be read is a "?" in the journal.
 const char* const kUnreadable = "?";
@@ -16,15 +14,11 @@ const char* const kUnreadable = "?";
 std::string portNameOf(IDispatch& device) {
     Variant name;
     get(device, L"portName", &name);
-    return name.vt == VT_BSTR ? ascii({name.bstrVal, SysStringLen(name.bstrVal)}) : kUnreadable;
+    return name.vt == VT_BSTR ? describe({name.bstrVal, SysStringLen(name.bstrVal)}) : kUnreadable;
 }
 
 void appendWord(std::string& text, const std::string& word) {
     text += (text.empty() ? "" : " ") + word;
-}
-
-const char* nameOf(LONG mode) {
-    return mode == Change_PortMode ? " mode" : mode == Change_PortName ? " name" : " ?";
 }
 
 std::string argumentsText(const DISPPARAMS& parameters) {
@@ -69,9 +63,13 @@ Texts Journal::texts() const {
     return texts;
 }
 
+const char* nameOf(LONG mode) {
+    return mode == Change_PortMode ? " mode" : mode == Change_PortName ? " name" : " ?";
+}
+
 std::string portNameOf(IVirtualSerialDevice& device) {
     Bstr name;
-    return device.get_portName(name.put()) == S_OK ? ascii(name.text()) : kUnreadable;
+    return device.get_portName(name.put()) == S_OK ? describe(name.text()) : kUnreadable;
 }
 
 std::string portNamesOf(SAFEARRAY& devices) {
@@ -95,21 +93,6 @@ std::string portNamesOf(IDispatch& deviceArray) {
         appendWord(names, device.vt == VT_DISPATCH ? portNameOf(*device.pdispVal) : kUnreadable);
     }
     return names;
-}
-
-HRESULT Listener::added(SAFEARRAY* devices) noexcept {
-    note("added " + portNamesOf(*devices));
-    return onEvent();
-}
-
-HRESULT Listener::deleted(SAFEARRAY* devices) noexcept {
-    note("deleted " + portNamesOf(*devices));
-    return onEvent();
-}
-
-HRESULT Listener::changed(IVirtualSerialDevice* device, ChangeMode mode) noexcept {
-    note("changed " + simulation::portNameOf(*device) + nameOf(mode));
-    return onEvent();
 }
 
 Variant Callback::variant() {

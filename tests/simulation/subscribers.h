@@ -46,13 +46,12 @@ private:
 std::string portNamesOf(SAFEARRAY& devices);
 std::string portNamesOf(IDispatch& deviceArray);
 std::string portNameOf(IVirtualSerialDevice& device);
+const char* nameOf(LONG changeMode);
 
 template <class Interface>
 class Subscriber : public ComIdentity<Interface> {
 public:
     Subscriber(Journal& journal, std::string name) : journal_(journal), name_(std::move(name)) {}
-    Subscriber(const Subscriber&) = delete;
-    Subscriber& operator=(const Subscriber&) = delete;
     ~Subscriber() { EXPECT_EQ(references_, 0) << "references to " << name_; }
 
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return static_cast<ULONG>(++references_); }
@@ -83,9 +82,21 @@ public:
 
     std::function<HRESULT()> onEvent = [] { return S_OK; };
 
-    HRESULT STDMETHODCALLTYPE added(SAFEARRAY* devices) noexcept override;
-    HRESULT STDMETHODCALLTYPE deleted(SAFEARRAY* devices) noexcept override;
-    HRESULT STDMETHODCALLTYPE changed(IVirtualSerialDevice* device, ChangeMode mode) noexcept override;
+    HRESULT STDMETHODCALLTYPE added(SAFEARRAY* devices) noexcept override {
+        return noted("added " + portNamesOf(*devices));
+    }
+    HRESULT STDMETHODCALLTYPE deleted(SAFEARRAY* devices) noexcept override {
+        return noted("deleted " + portNamesOf(*devices));
+    }
+    HRESULT STDMETHODCALLTYPE changed(IVirtualSerialDevice* device, ChangeMode mode) noexcept override {
+        return noted("changed " + portNameOf(*device) + nameOf(mode));
+    }
+
+private:
+    HRESULT noted(const std::string& event) {
+        note(event);
+        return onEvent();
+    }
 };
 
 // A script's function. Called otherwise than as a function, or with arguments that no event has, it fails the test.

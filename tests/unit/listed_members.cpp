@@ -20,12 +20,12 @@ VARTYPE resultType(const TYPEDESC& type) {
 }
 
 // The members of IUnknown and IDispatch are listed with each interface, by numbers that no interface gives itself.
-void listMembers(ITypeInfo& information, std::map<std::string, Member>& members) {
+void listMembers(ITypeInfo& information, std::map<std::string, ListedMember>& members) {
     constexpr MEMBERID kFirstInherited = 0x60000000;
     const std::string kinds[] = {"", "", "get_", "", "put_"}; // by INVOKEKIND
     FUNCDESC* function = nullptr;
     for (UINT i = 0; SUCCEEDED(information.GetFuncDesc(i, &function)); ++i) {
-        Member member{documentedName(information, MEMBERID_NIL), function->oVft, function->cParams != 0};
+        ListedMember member{documentedName(information, MEMBERID_NIL), function->oVft, function->cParams != 0};
         member.result = resultType(function->elemdescFunc.tdesc);
         const auto name = kinds[function->invkind] + documentedName(information, function->memid);
         if (function->memid < kFirstInherited)
@@ -34,8 +34,8 @@ void listMembers(ITypeInfo& information, std::map<std::string, Member>& members)
     }
 }
 
-std::map<std::string, Member> readTypeLibrary() {
-    std::map<std::string, Member> members;
+std::map<std::string, ListedMember> readTypeLibrary() {
+    std::map<std::string, ListedMember> members;
     ComPointer<ITypeLib> library;
     require(LoadTypeLib(shippedLibraryPath().c_str(), library.put()), "LoadTypeLib");
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
@@ -70,13 +70,13 @@ void OutParameter::reset() {
 }
 
 // Whoever takes nothing does not see the out-parameter.
-HRESULT Member::call(IDispatch& object, OutParameter& out) const {
+HRESULT ListedMember::call(IDispatch& object, OutParameter& out) const {
     using Function = HRESULT(STDMETHODCALLTYPE*)(IDispatch*, void*);
     const auto* const table = *reinterpret_cast<const char* const*>(&object);
     return (*reinterpret_cast<const Function*>(table + offset))(&object, static_cast<LONGLONG*>(out.as(result)));
 }
 
-const std::map<std::string, Member>& listedMembers() {
+const std::map<std::string, ListedMember>& listedMembers() {
     static const auto members = readTypeLibrary();
     return members;
 }

@@ -38,7 +38,7 @@ private:
     LONGLONG value_ = kPattern; // or what was written over it
 };
 
-struct Member {
+struct ListedMember {
     std::string interfaceName;
     SHORT offset = 0; // in the table
     bool takesArguments = false;
@@ -49,6 +49,6 @@ struct Member {
 
 // By names such as "IPin::sendTo" and "ISocket::get_DTR". Of the interfaces for automation: the only other one is the
 // client's to implement.
-const std::map<std::string, Member>& listedMembers();
+const std::map<std::string, ListedMember>& listedMembers();
 
 } // namespace zorvan::simulation

@@ -23,7 +23,7 @@ struct Answer {
     std::wstring value = L""; // as a text, where it has one
 };
 
-struct Member {
+struct DeviceMember {
     const char* name;
     HRESULT whenRemoved;
     // The result parameter, if there is one, may be a null pointer.
@@ -33,7 +33,7 @@ struct Member {
 };
 
 template <class Value>
-Member reading(
+DeviceMember reading(
     const char* name, HRESULT whenRemoved, HRESULT (STDMETHODCALLTYPE Device::*getter)(Value*),
     std::string steps = "") {
     const auto call = [getter](Device& device, bool withNullPointer) -> Answer {
@@ -58,7 +58,7 @@ Member reading(
 }
 
 template <class Action>
-Member doing(const char* name, HRESULT whenRemoved, Action action, std::string steps) {
+DeviceMember doing(const char* name, HRESULT whenRemoved, Action action, std::string steps) {
     return {name, whenRemoved, [action](Device& device, bool) { return Answer{action(device)}; }, std::move(steps)};
 }
 
@@ -86,7 +86,7 @@ inline const std::string kNamingHandle = "OpenProcess(0x40, not inheritable, HOS
 
 // What asks about a connection comes after what makes it.
 // clang-format off
-inline const Member kMembers[] = {
+inline const DeviceMember kMembers[] = {
     reading("path", kAnswers, &Device::get_path, "SysAllocStringLen(SERIAL)\n"),
     reading("portName", kAnswers, &Device::get_portName, "SysAllocStringLen(COM5)\n"),
     reading("deleted", kAnswers, &Device::get_deleted),

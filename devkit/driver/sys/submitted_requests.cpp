@@ -49,8 +49,8 @@ NTSTATUS submit(Device& device, IRP* irp, Operation operation, std::uint32_t siz
     return STATUS_PENDING;
 }
 
-// Completing moves the request on to its next stack location. A cancellation that has just taken the routine reads the
-// location still, under the lock.
+// Completing moves the request on to its next stack location. A cancellation that has just taken the routine reads
+// the location still, under the lock.
 void completeSubmitted(void* request, Outcome outcome) {
     auto* const irp = static_cast<IRP*>(request);
     KIRQL level = PASSIVE_LEVEL;
