@@ -1,16 +1,17 @@
 // msports.dll for Wine: takes the place of Wine's own through a DLL override.
 //
-// Wine 8 lacks three groups of functions that virtual COM ports need. This DLL stands in for all of them:
+// Wine 8 lacks functions that virtual COM ports need. This DLL stands in for all of them:
 //   - msports itself, which is stubs only: the COM port database (port_database_api.cpp) and the Ports class
 //     installer (ports_class_installer.cpp);
 //   - setupapi's SetupDiOpenDeviceInterfaceW and SetupDiSetClassInstallParamsW, which fail without a last error
 //     (setupapi_stand_in.cpp);
-//   - newdev's DiInstallDevice, which ends the calling program (newdev_stand_in.cpp).
-// The rest of setupapi and newdev works and is needed, by Wine itself among others, so these two DLLs are not
-// replaced: while this one is loaded, the three functions are redirected, and two more that only need a lock around
-// them (device_tree.cpp). Programs that use the port database
-// import msports.dll and so have them.
+//   - newdev's DiInstallDevice, which ends the calling program (newdev_stand_in.cpp);
+//   - DefineDosDeviceW, which takes other ports' names away (kernelbase_stand_in.cpp).
+// The rest of these DLLs works and is needed, by Wine itself among others, so they are not replaced: while this one
+// is loaded, the four functions are redirected, and two more that only need a lock around them (device_tree.cpp).
+// Programs that use the port database import msports.dll and so have them.
 #include "device_tree.h"
+#include "kernelbase_stand_in.h"
 #include "newdev_stand_in.h"
 #include "setupapi_stand_in.h"
 
@@ -29,10 +30,11 @@ void* address(Function* function) {
 }
 
 // Not inside a function: the guard of a local one would leave two handles in the process with each unloading.
-std::array<ExportRedirect, 3> redirects{
+std::array<ExportRedirect, 4> redirects{
     ExportRedirect(address(&SetupDiOpenDeviceInterfaceW), address(&zorvan::devkit::openDeviceInterface)),
     ExportRedirect(address(&SetupDiSetClassInstallParamsW), address(&zorvan::devkit::setClassInstallParams)),
-    ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice))};
+    ExportRedirect(address(&DiInstallDevice), address(&zorvan::devkit::installDevice)),
+    ExportRedirect(zorvan::devkit::systemDefineDosDevice(), address(&zorvan::devkit::defineDosDevice))};
 
 // setupapi loads and unloads the class installer for each of its calls, also in the driver process. A C++ DLL does
 // not give back all thread-local slots that a loading takes, and when they have run out it ends the process.

@@ -52,6 +52,8 @@ protected:
 };
 
 TEST_F(DriverPackage, IsTakenOutWithAllThatItHasPutIn) {
+    create(); // the first port of all leaves what is the system's: the port database and the classes of interfaces
+    deletePorts();
     ASSERT_EQ(S_OK, autoInstall(kUninstall));
     expectFiles(false, false);
     const Snapshot before = systemSettings();

@@ -90,6 +90,12 @@ TEST_F(RenameSystemTest, EverythingFollowsTheName) {
     EXPECT_EQ(Traces{}, tracesOf(91));
 }
 
+TEST_F(RenameSystemTest, OtherPortsKeepTheirNames) {
+    create(L"COM90");
+    EXPECT_EQ(S_OK, rename(create(L"COM93"), L"COM94"));
+    EXPECT_EQ(kAll, tracesOf(90));
+}
+
 } // namespace
 
 } // namespace zorvan::test

@@ -1,29 +1,17 @@
 #include "port_name.h"
 
+#include "base/unique.h"
+
 #include <algorithm>
 #include <iterator>
-#include <string_view>
 #include <system_error>
 #include <vector>
-
-// Declared by the driver kit only, whose headers cannot stand beside <windows.h>.
-extern "C" {
-NTSTATUS NTAPI NtCreateSymbolicLinkObject(HANDLE*, ACCESS_MASK, OBJECT_ATTRIBUTES*, UNICODE_STRING*);
-NTSTATUS NTAPI NtOpenSymbolicLinkObject(HANDLE*, ACCESS_MASK, OBJECT_ATTRIBUTES*);
-NTSTATUS NTAPI NtMakeTemporaryObject(HANDLE);
-}
 
 namespace zorvan::driver {
 namespace {
 
 constexpr std::size_t kMaximumLength = 255;
-constexpr std::wstring_view kDosDevices = L"\\DosDevices\\";
 constexpr wchar_t kSerialPortMap[] = L"HARDWARE\\DEVICEMAP\\SERIALCOMM";
-
-UNICODE_STRING unicodeString(const std::wstring& text) {
-    const auto size = static_cast<USHORT>(text.size() * sizeof(wchar_t));
-    return {size, size, const_cast<wchar_t*>(text.data())}; // the system does not write through it
-}
 
 void throwIfFailed(long error, const char* what) {
     if (error != ERROR_SUCCESS)
@@ -75,10 +63,10 @@ void removeFromMap(const std::wstring& deviceName) noexcept {
 }
 
 // Whoever renames a port removes its DOS name first, and somebody else may have taken it since.
-void unpublish(const std::wstring& device, DosName& name) noexcept {
+void unpublish(const std::wstring& device, const std::wstring& portName, devkit::DosName& dosName) noexcept {
     removeFromMap(device);
-    if (!name.isTaken(device))
-        name.remove();
+    if (!isTaken(portName, device))
+        dosName.remove(); // if that fails there is none
 }
 
 } // namespace
@@ -88,8 +76,9 @@ bool isPortName(const std::wstring& text) {
            std::none_of(text.begin(), text.end(), [](wchar_t unit) { return unit < L' ' || unit == L'\\'; });
 }
 
-bool isTaken(const std::wstring& portName, const std::wstring& byDevice) {
-    return DosName(portName).isTaken(byDevice);
+bool isTaken(const std::wstring& portName, const std::wstring& byDevice) noexcept {
+    wchar_t target[MAX_PATH];
+    return QueryDosDeviceW(portName.c_str(), target, MAX_PATH) != 0 && byDevice != target;
 }
 
 bool sameName(const std::wstring& left, const std::wstring& right) {
@@ -98,33 +87,11 @@ bool sameName(const std::wstring& left, const std::wstring& right) {
            CSTR_EQUAL;
 }
 
-DosName::DosName(const std::wstring& name) : path_(kDosDevices), unicode_(unicodeString(path_.append(name))) {
-    InitializeObjectAttributes(&attributes_, &unicode_, OBJ_CASE_INSENSITIVE | OBJ_PERMANENT, nullptr, nullptr);
-}
-
-void DosName::leadTo(const std::wstring& device) {
-    auto target = unicodeString(device);
-    UniqueHandle link;
-    const auto status = NtCreateSymbolicLinkObject(link.put(), STANDARD_RIGHTS_ALL, &attributes_, &target);
-    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(status)), "NtCreateSymbolicLinkObject");
-}
-
-void DosName::remove() noexcept {
-    UniqueHandle link;
-    if (NtOpenSymbolicLinkObject(link.put(), DELETE, &attributes_) >= 0)
-        NtMakeTemporaryObject(link.get()); // the name goes with the last handle
-}
-
-bool DosName::isTaken(const std::wstring& byDevice) const noexcept {
-    wchar_t target[MAX_PATH];
-    return QueryDosDeviceW(path_.c_str() + kDosDevices.size(), target, MAX_PATH) != 0 && byDevice != target;
-}
-
 PublishedPortName::PublishedPortName(const std::wstring& portName, std::wstring deviceName)
-    : dosName_(portName), deviceName_(std::move(deviceName)) {
-    dosName_.leadTo(deviceName_);
+    : dosName_(portName), portName_(portName), deviceName_(std::move(deviceName)) {
+    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(dosName_.leadTo(deviceName_))), "making a DOS name");
     try {
-        addToMap(deviceName_, portName);
+        addToMap(deviceName_, portName_);
     } catch (...) {
         dosName_.remove();
         throw;
@@ -132,14 +99,14 @@ PublishedPortName::PublishedPortName(const std::wstring& portName, std::wstring 
 }
 
 PublishedPortName::~PublishedPortName() {
-    unpublish(deviceName_, dosName_);
+    unpublish(deviceName_, portName_, dosName_);
 }
 
 void removeStaleNames(const std::wstring& devicePrefix) {
     for (const auto& [device, port] : mapEntries())
         if (device.starts_with(devicePrefix)) {
-            DosName name(port);
-            unpublish(device, name);
+            devkit::DosName dosName(port);
+            unpublish(device, port, dosName);
         }
 }
 

@@ -1,35 +1,11 @@
 // A port's name as other programs see it: the DOS device name that opens it and its entry in the serial port map.
 #pragma once
 
-#include "base/unique.h"
-
-#include <winternl.h>
+#include "wine/dos_name.h"
 
 #include <string>
 
 namespace zorvan::driver {
-
-// A name in the system's directory of DOS devices. DefineDosDevice is not used: Wine's copies the name into a buffer
-// that is made for drive letters.
-class DosName {
-public:
-    explicit DosName(const std::wstring& name);
-    DosName(const DosName&) = delete;
-    DosName& operator=(const DosName&) = delete;
-    ~DosName() = default;
-
-    // Throws std::system_error when that fails.
-    void leadTo(const std::wstring& device);
-    void remove() noexcept;
-
-    // Whether it leads to another device than this one.
-    bool isTaken(const std::wstring& byDevice) const noexcept;
-
-private:
-    std::wstring path_;
-    UNICODE_STRING unicode_;
-    OBJECT_ATTRIBUTES attributes_{};
-};
 
 // Published from construction to destruction.
 class PublishedPortName {
@@ -41,7 +17,8 @@ public:
     PublishedPortName& operator=(const PublishedPortName&) = delete;
 
 private:
-    DosName dosName_;
+    devkit::DosName dosName_;
+    std::wstring portName_;
     std::wstring deviceName_;
 };
 
@@ -52,7 +29,7 @@ void removeStaleNames(const std::wstring& devicePrefix);
 bool isPortName(const std::wstring& text);
 
 // Whether the name opens another device than this one.
-bool isTaken(const std::wstring& portName, const std::wstring& byDevice);
+bool isTaken(const std::wstring& portName, const std::wstring& byDevice) noexcept;
 
 // Names compare without regard to case, as the system looks them up.
 bool sameName(const std::wstring& left, const std::wstring& right);

@@ -26,8 +26,8 @@ void expectMode(IVirtualSerialDevice& device, VirtualSerialDeviceMode expected) 
 
 } // namespace
 
-OwnPort::OwnPort(IVirtualSerialLibrary& library, const wchar_t* name) {
-    check(createPort(library, name, device_), "createDevice");
+OwnPort::OwnPort(IVirtualSerialLibrary& library) {
+    check(createPort(library, nullptr, device_), "createDevice");
 }
 
 OwnPort::~OwnPort() {
@@ -55,7 +55,7 @@ void Rounds::run() {
 
 void Rounds::joinNewPorts() {
     OwnPort first(*library_.Get());
-    OwnPort second(*library_.Get(), ownName(0).c_str());
+    OwnPort second(*library_.Get());
     watch_.awaitAdded(first.device());
     watch_.awaitAdded(second.device());
     rename(second.device());
@@ -68,14 +68,9 @@ void Rounds::joinNewPorts() {
     work_.ports += kPortsInRound;
 }
 
-std::wstring Rounds::ownName(unsigned which) const {
-    return L"COM" + std::to_wstring(kFirstOwnNumber + 2 * std::stoul(residentPort().substr(3)) + which);
-}
-
-// A port with a number of its own: a rename gives the number back before the name is gone, and a port that the system
-// gave that number in between would have no name.
+// To a name that no other rounds use, as no other port has the number of the one that stays.
 void Rounds::rename(IVirtualSerialDevice& device) const {
-    const auto name = ownName(1);
+    const auto name = L"COM" + std::to_wstring(kFirstOwnNumber + std::stoul(residentPort().substr(3)));
     check(device.put_portName(makeBstr(name).get()), "setting portName");
     expect(portName(device) == name, "the new name");
 }

@@ -9,8 +9,7 @@ namespace zorvan::devkit {
 // A port that is deleted with this, unless it was deleted before.
 class OwnPort {
 public:
-    // A null name asks for a number of the system's choice.
-    explicit OwnPort(IVirtualSerialLibrary& library, const wchar_t* name = nullptr);
+    explicit OwnPort(IVirtualSerialLibrary& library);
     OwnPort(const OwnPort&) = delete;
     OwnPort& operator=(const OwnPort&) = delete;
     ~OwnPort();
@@ -44,8 +43,6 @@ public:
 
 private:
     void joinNewPorts();
-    // A name that no other rounds use, as no other port has the number of the one that stays.
-    std::wstring ownName(unsigned which) const;
     void rename(IVirtualSerialDevice& device) const;
     void bridge(IVirtualSerialDevice& first, IVirtualSerialDevice& second);
     void pins(IVirtualSerialDevice& device);
