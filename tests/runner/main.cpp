@@ -22,14 +22,10 @@ const std::vector<std::wstring>& arguments() {
     return programArguments;
 }
 
-std::wstring programPath() {
-    std::wstring path(32'767, L'\0'); // the longest that there is
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path;
-}
-
 std::wstring siblingPath(const std::wstring& relative) {
-    return (std::filesystem::path(programPath()).parent_path() / relative).lexically_normal();
+    std::wstring program(32'767, L'\0'); // the longest path that there is
+    program.resize(GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
+    return (std::filesystem::path(program).parent_path() / relative).lexically_normal();
 }
 
 void allowTime(std::chrono::seconds limit) {

@@ -10,9 +10,6 @@ namespace zorvan::test {
 // The program's arguments without its name and without GoogleTest's own.
 const std::vector<std::wstring>& arguments();
 
-// The full path of the program itself.
-std::wstring programPath();
-
 // The path of a file that stands beside the program, or above it: siblingPath(L"..\\zorvanlib.dll").
 std::wstring siblingPath(const std::wstring& relative);
 
