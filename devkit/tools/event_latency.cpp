@@ -27,6 +27,7 @@ namespace {
 constexpr int kSamples = 1000;
 constexpr int kWarmUp = 20;
 constexpr DWORD kTimeLimit = 10000; // milliseconds
+constexpr DWORD kPause = 15;        // milliseconds: the library looks the port's name up after each report
 
 LONGLONG now() {
     LARGE_INTEGER ticks;
@@ -138,6 +139,7 @@ double requestToListener(IVirtualSerialLibrary& library, const Ports& ports) {
         await(listener->heardOther.get());
     };
     const double result = median([&] {
+        Sleep(kPause);
         const LONGLONG begun = now();
         bridge(path, partner); // the driver signals the first port's event first
         awaitBoth();

@@ -155,10 +155,11 @@ void CVirtualSerialLibrary::deviceSignalled(const std::wstring& instanceId) {
     const auto device = devices_.find(instanceId);
     if (!device)
         return;
-    // The driver signals whatever changes. A rename that this library object made is known and reported already.
+    publisher_.deviceChanged(*device, Change_PortMode);
+    // The driver signals whatever changes, so the name is looked up as well, which takes many times as long as the
+    // report. A rename that this library object made is known and reported already.
     if (device->refreshPortName() != FALSE)
         publisher_.deviceChanged(*device, Change_PortName);
-    publisher_.deviceChanged(*device, Change_PortMode);
 }
 
 HRESULT CVirtualSerialLibrary::portNameChanged(IVirtualSerialDevice* device) noexcept {
