@@ -45,6 +45,8 @@ bool ExportRedirect::keepOriginal() {
 bool ExportRedirect::install() {
     if (active_)
         return true;
+    if (function_ == nullptr)
+        return false;
     std::memcpy(original_.data(), function_, original_.size());
     if (keep_ == KeepOriginal::Yes && copy_ == nullptr && !keepOriginal())
         return false;

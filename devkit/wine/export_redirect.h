@@ -21,8 +21,8 @@ public:
     ExportRedirect(const ExportRedirect&) = delete;
     ExportRedirect& operator=(const ExportRedirect&) = delete;
 
-    // Both do nothing when it is so already. A function that cannot be kept is not redirected. Not for use by two
-    // threads at once: the loader's lock serves.
+    // Both do nothing when it is so already. A function that is missing or cannot be kept is not redirected. Not for
+    // use by two threads at once: the loader's lock serves.
     bool install();
     void remove();
     // The original function where it was kept, while the redirect is active.

@@ -4,7 +4,7 @@
 
 namespace zorvan::devkit {
 
-// The function of kernelbase that defineDosDevice takes the place of.
+// The function of kernelbase that defineDosDevice takes the place of; null on a system without it.
 void* systemDefineDosDevice();
 
 // DefineDosDeviceW, for whole names: they are made and removed.

@@ -130,7 +130,7 @@ private:
     HRESULT getFileName(std::uint64_t protocol::HostHandlePair::*file, BSTR* name) noexcept;
 
     HRESULT newSocket(bool remote, ISocket** socket) noexcept;
-    // Puts the wiring in force, or throws and leaves the present one. For holders of the wiring lock.
+    // Throws when the driver does not take it. For holders of the wiring lock.
     void sendWiring(const PinWiring& wiring) const;
 
     // The control path as it is now, empty once the device is deleted: the open then reports the error.
