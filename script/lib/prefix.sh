@@ -81,7 +81,7 @@ prefix_check() {
 # The steps below share the variables of prefix_alone: prefix, build_dir.
 
 prefix_bring_up_to_date() {
-  prefix_update created "the prefix" prefix_create <<<"Windows 10" &&
+  prefix_create_patiently &&
     prefix_update stand-ins "the stand-ins for what Wine lacks" prefix_install_stand_ins \
       < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll) &&
     prefix_update library "the library" prefix_install_library \
@@ -111,12 +111,33 @@ prefix_update() {
 # DISPLAY is kept from Wine here: a message box nobody expects would wait for an answer forever.
 prefix_wine() { DISPLAY='' prefix_env "$prefix" wine "$@"; }
 
-# Without the wait, the first service that was created in a new prefix failed once. A new prefix is a Windows 7.
+# It happened that Wine could not start the programs that fill a new prefix, and that it could a little later.
+prefix_create_patiently() {
+  local pause
+  for pause in 5 20 0; do
+    prefix_update created "the prefix" prefix_create <<<"Windows 10" && return
+    sleep "$pause"
+  done
+  return 1
+}
+
+# Whatever keeps wineboot from filling the prefix, it says that all is well, and does not fill it when asked again:
+# kernel32.dll is missing from then on. So nothing of an earlier attempt is kept. Wine says here what it has to say:
+# it goes into the log. Without the wait, the first service that was created in a new prefix failed once. A new prefix
+# is a Windows 7.
 prefix_create() {
-  prefix_wine wineboot -i &&
+  local -x WINEDEBUG=${WINEDEBUG-fixme-all}
+  prefix_clear &&
+    prefix_wine wineboot -i &&
     prefix_env "$prefix" wineserver -w &&
     prefix_wine winecfg -v win10 &&
     prefix_env "$prefix" wineserver -w
+}
+
+prefix_clear() {
+  prefix_stop "$prefix" &&
+    rm -f "$prefix"/zorvanlib/{stand-ins,library,driver} &&
+    find "$prefix" -mindepth 1 -maxdepth 1 ! -name zorvanlib -exec rm -rf {} +
 }
 
 # Without an override Wine takes its own DLL of the same name, wherever it is asked to load one from.
