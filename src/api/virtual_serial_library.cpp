@@ -66,10 +66,9 @@ HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevi
         requirePointer(device);
         const auto number = requestedNumber(portName);
         const ComPointer<CVirtualSerialLibrary> self(this); // a listener may release the caller's reference
-        // The system gives the instance ID of a deleted node to the next one: its old device must be gone from the
-        // map.
-        devices_.refresh();
+        const auto knownBefore = devices_.snapshot();
         const auto instanceId = pnp::createDeviceNode(number);
+        devices_.dropPredecessor(instanceId, knownBefore);
         auto created = waitForDevice(instanceId);
         // The code is the one of a needed restart, although none may be needed. Intended.
         if (!created)

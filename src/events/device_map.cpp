@@ -3,6 +3,7 @@
 #include "base/hresult_error.h"
 #include "pnp/opening.h"
 
+#include <algorithm>
 #include <exception>
 #include <mutex>
 #include <shared_mutex>
@@ -36,7 +37,15 @@ private:
 
 } // namespace
 
-void DeviceMap::refresh() {
+void DeviceMap::dropPredecessor(const std::wstring& instanceId, const DeviceReferences& knownBefore) {
+    const auto device = find(instanceId);
+    const bool wasKnown = std::any_of(
+        knownBefore.begin(), knownBefore.end(), [&](const auto& known) { return known.get() == device.get(); });
+    if (wasKnown)
+        refreshWithout(device.get());
+}
+
+void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
     const std::unique_lock refreshing(refreshLock_);
     auto present = pnp::enumeratePresentDevices();
 
@@ -46,7 +55,7 @@ void DeviceMap::refresh() {
     Steps steps;
     {
         const std::unique_lock writing(mapLock_);
-        deleted = removeMissing(present);
+        deleted = removeMissing(present, gone);
         steps.take([&] { addNew(present, added); });
     }
     if (!added.empty())
@@ -56,11 +65,11 @@ void DeviceMap::refresh() {
     steps.throwFailure();
 }
 
-DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present) {
+DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone) {
     DeviceReferences deleted;
     deleted.reserve(entries_.size()); // nothing fails from here on
     for (auto entry = entries_.begin(); entry != entries_.end();) {
-        if (present.contains(entry->first)) {
+        if (present.contains(entry->first) && entry->second.get() != gone) {
             ++entry;
             continue;
         }

@@ -29,7 +29,12 @@ public:
     // Compares the map with the system: drops the devices that are gone, after marking them deleted, and opens those
     // that are new. A device that does not open is left out and tried again by the next refresh. Then tells the sink:
     // added devices before deleted ones, with the refresh lock still held, so that reports come in order.
-    void refresh();
+    void refresh() { refreshWithout(nullptr); }
+
+    // Refreshes once a new node has been made, with this instance ID, if the map holds one of the devices known
+    // before under it. The system gives the ID of a deleted node to the next one; a refresh that was not in time to
+    // miss the deleted node's device takes it for the new one's.
+    void dropPredecessor(const std::wstring& instanceId, const DeviceReferences& knownBefore);
 
     // The notification event of each device that has one, in the map's order.
     std::vector<WaitedDevice> duplicateEvents() const;
@@ -47,8 +52,11 @@ private:
     static constexpr std::size_t kInitialBuckets = 8;
     using Entries = std::unordered_map<std::wstring, DeviceHold>;
 
+    // This device, if any, is gone, whatever the system says of its instance ID.
+    void refreshWithout(const CVirtualSerialDevice* gone);
+
     // All need the map lock held for writing.
-    DeviceReferences removeMissing(const pnp::PresentDevices& present);
+    DeviceReferences removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone);
     void addNew(pnp::PresentDevices& present, DeviceReferences& added);
     ComPointer<IVirtualSerialDevice> add(HDEVINFO set, pnp::PresentDevice& record);
 

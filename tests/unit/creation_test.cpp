@@ -1,5 +1,6 @@
 // createDevice and deleteDevice: the requested number, the exact steps, the wait, and what the system asks for.
 #include "one_port.h"
+#include "simulation/subscribers.h"
 
 #include <algorithm>
 
@@ -9,8 +10,6 @@ namespace {
 
 constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
 constexpr HRESULT kNumberTaken = static_cast<HRESULT>(0x800702BA);
-
-using Texts = std::vector<std::string>;
 
 class Creation : public OnePort {
 protected:
@@ -100,6 +99,22 @@ TEST_F(Creation, LooksForTheDeviceUntilItAppearsOrARestartIsNeeded) {
         EXPECT_RESULT(appears ? S_OK : kRestartNeeded, create(L""));
         EXPECT_EQ(machine.calls.texts("Sleep"), Texts(pauses, "Sleep(500)"));
     }
+}
+
+// Another program deletes COM5 just before its device instance ID is given away, and no refresh comes in between.
+TEST_F(Creation, NeverYieldsTheDeviceOfADeletedNode) {
+    Journal journal;
+    Listener listener(journal, "listener");
+    const auto owner = library();
+    ASSERT_RESULT(S_OK, owner->addListener(&listener));
+    machine.calls.after("ComDBOpen", 1, [this] { port().present = false; });
+    machine.calls.after("SetupDiCreateDeviceInfoW", 1, [this] { node().instanceId = port().instanceId; });
+    const auto created = createDevice(*owner, L"COM7");
+    EXPECT_NE(created.get(), &device5());
+    EXPECT_EQ(readText(*created, &IVirtualSerialDevice::get_portName), L"COM7");
+    EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
+    EXPECT_EQ(journal.texts(), (Texts{"listener added COM7", "listener deleted COM5"}));
+    EXPECT_RESULT(S_OK, owner->removeListener(&listener));
 }
 
 TEST_F(Creation, IsUndoneStepByStep) {
