@@ -11,6 +11,24 @@ namespace {
 
 constexpr DWORD kPatience = 10000; // milliseconds
 
+UniqueHandle open(const std::wstring& name) {
+    return fileHandle(CreateFileW(
+        name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+        nullptr));
+}
+
+// Whoever reads a device's file names has its files open for a moment, which may outlast the connection.
+UniqueHandle openPatiently(const std::wstring& name) {
+    constexpr DWORD kPause = 10;
+    auto file = open(name);
+    for (DWORD waited = 0; !file && GetLastError() == ERROR_SHARING_VIOLATION && waited < kPatience;
+         waited += kPause) {
+        Sleep(kPause);
+        file = open(name);
+    }
+    return file;
+}
+
 std::wstring createTemporaryFile() {
     wchar_t folder[MAX_PATH];
     wchar_t name[MAX_PATH];
@@ -28,10 +46,7 @@ Bytes randomBytes(std::size_t size, unsigned seed) {
     return bytes;
 }
 
-OpenFile::OpenFile(const std::wstring& name)
-    : handle_(fileHandle(CreateFileW(
-          name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
-          nullptr))) {
+OpenFile::OpenFile(const std::wstring& name) : handle_(openPatiently(name)) {
     if (!handle_)
         throw std::runtime_error(
             "opening " + std::string(name.begin(), name.end()) + ": error " + std::to_string(GetLastError()));
