@@ -13,7 +13,7 @@ namespace zorvan::devkit {
 namespace {
 
 constexpr wchar_t kMutex[] = L"Global\\zorvanlib-devkit-device-tree";
-constexpr DWORD kPatience = 30000; // milliseconds
+constexpr DWORD kPatience = 120000; // milliseconds
 
 // The process that hosts the driver works for an installation or removal whose client has the lock.
 std::optional<DeviceTreeLock> lockUnlessDriver() {

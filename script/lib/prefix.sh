@@ -157,6 +157,10 @@ prefix_install_stand_ins() {
     printf '[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control\\Class\\%s]\n' \
       '{4D36E978-E325-11CE-BFC1-08002BE10318}'
     printf '"Installer32"="msports.dll,PortsClassInstaller"\n\n'
+    # On a busy machine the driver may take longer to start a device than the ten seconds that Wine gives it. Wine gives
+    # up then, while the driver goes on, and what the two say to each other is out of step from there on.
+    printf '[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control]\n'
+    printf '"ServicesPipeTimeout"="%d"\n\n' 60000
     printf '[HKEY_CURRENT_USER\\Software\\Wine\\DllOverrides]\n'
     for dll in "$build_dir"/bin/devkit/{wine,difxapi}/*.dll; do
       printf '"%s"="native,builtin"\n' "$(basename "$dll" .dll)"
