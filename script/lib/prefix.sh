@@ -103,29 +103,19 @@ prefix_update() {
   if ! "$command" >"$log" 2>&1 </dev/null; then
     prefix_say "error: $what could not be prepared in $prefix; the end of $log:"
     tail -n 20 "$log" >&2
-    prefix_say "(this machine has $(prefix_machine))"
     return 1
   fi
   printf '%s\n' "$state" >"$note"
 }
 
-# What Wine runs out of without saying so.
-prefix_machine() {
-  local processes=(/proc/[0-9]*)
-  awk '/^MemAvailable/ { printf "%d MiB of memory free, ", $2 / 1024 }' /proc/meminfo
-  df -Pk "$prefix" | awk 'NR == 2 { printf "%d MiB of disk free, ", $4 / 1024 }'
-  printf '%d processes; limit for one user: %s' ${#processes[@]} "$(ulimit -u)"
-}
-
 # DISPLAY is kept from Wine here: a message box nobody expects would wait for an answer forever.
 prefix_wine() { DISPLAY='' prefix_env "$prefix" wine "$@"; }
 
-# It happened that Wine could not start the programs that fill a new prefix, and that it could a little later.
+# Wine starts dozens of programs to fill a prefix. Should one of them not start, the next attempt may fare better.
 prefix_create_patiently() {
-  local pause
-  for pause in 5 30 0; do
+  local attempt
+  for attempt in 1 2 3; do
     prefix_update created "the prefix" prefix_create <<<"Windows 10" && return
-    sleep "$pause"
   done
   return 1
 }
@@ -135,7 +125,7 @@ prefix_create_patiently() {
 # it goes into the log. Without the wait, the first service that was created in a new prefix failed once. A new prefix
 # is a Windows 7.
 prefix_create() {
-  local -x WINEDEBUG=${WINEDEBUG-fixme-all}
+  local -x WINEDEBUG=${WINEDEBUG--all,err+all}
   prefix_clear &&
     prefix_wine wineboot -i &&
     prefix_env "$prefix" wineserver -w &&
