@@ -8,7 +8,7 @@
 # A provisioned prefix has the stand-ins for what Wine lacks, and zorvanlib installed as a setup program would do it:
 # the driver package in C:\Program Files\zorvanlib and, through the library, in the driver store; the library below it
 # in bin, registered. What a provisioning has put in, and from what, is noted in PREFIX/zorvanlib, so that the next one
-# does only what has changed since.
+# does only what has changed since. A folder without the note of its creation is emptied first: PREFIX holds nothing else.
 
 prefix_say() { printf '%s\n' "$@" >&2; }
 
@@ -150,7 +150,7 @@ prefix_install_stand_ins() {
     # On a busy machine the driver may take longer to start a device than the ten seconds that Wine gives it. Wine gives
     # up then, while the driver goes on, and what the two say to each other is out of step from there on.
     printf '[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control]\n'
-    printf '"ServicesPipeTimeout"="%d"\n\n' 60000
+    printf '"ServicesPipeTimeout"="60000"\n\n'
     printf '[HKEY_CURRENT_USER\\Software\\Wine\\DllOverrides]\n'
     for dll in "$build_dir"/bin/devkit/{wine,difxapi}/*.dll; do
       printf '"%s"="native,builtin"\n' "$(basename "$dll" .dll)"

@@ -1,5 +1,4 @@
 // Bridges under load.
-#include "runner/runner.h"
 #include "serial_client.h"
 
 #include <atomic>
@@ -31,7 +30,6 @@ struct LoadedBridge : OpenBridge {
 
 // While both ends are busy and requests are cancelled, one end goes; the other one goes on with the next.
 TEST(Load, ABridgeMayEndAtAnyTime) {
-    allowTime(std::chrono::minutes(2));
     const DeviceNode device{0u};
     const SerialClient here(device.portName());
     const ControlClient client(device.controlPath());
@@ -60,7 +58,6 @@ TEST(Load, ABridgeMayEndAtAnyTime) {
 
 // Reads are cancelled at the moment at which they end, again and again, beside a bridge where nothing is cancelled.
 TEST(Load, ACancellationHitsNoOtherRequest) {
-    allowTime(std::chrono::minutes(2));
     LoadedBridge bystander(1);
     const DeviceNode device{0u};
     const DeviceNode partner{1u};

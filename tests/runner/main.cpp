@@ -1,12 +1,12 @@
-// The main function of every test program: GoogleTest, a watchdog, and an apartment for the tests' thread.
-#include "runner/crash.h"
+// The main function of every test program: GoogleTest, and an apartment for the tests' thread.
 #include "runner/runner.h"
-#include "runner/watchdog.h"
 
 #include <objbase.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 namespace zorvan::test {
@@ -14,7 +14,15 @@ namespace zorvan::test {
 namespace {
 
 std::vector<std::wstring> programArguments;
-Watchdog* watchdog = nullptr; // owned by GoogleTest
+
+// Wine's debugger would end the program with success. The test that has begun and not ended is the one that crashes.
+LONG WINAPI onCrash(EXCEPTION_POINTERS* crash) {
+    const auto& record = *crash->ExceptionRecord;
+    std::fprintf(
+        stderr, "\nThe test crashes, exception 0x%lx at %p\n", record.ExceptionCode, record.ExceptionAddress);
+    TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
 
 } // namespace
 
@@ -28,18 +36,12 @@ std::wstring siblingPath(const std::wstring& relative) {
     return (std::filesystem::path(program).parent_path() / relative).lexically_normal();
 }
 
-void allowTime(std::chrono::seconds limit) {
-    watchdog->allow(limit);
-}
-
 static int run(int count, wchar_t** values) {
-    reportCrashes();
+    SetUnhandledExceptionFilter(onCrash);
     testing::InitGoogleTest(&count, values);
     programArguments.assign(values + 1, values + count);
-    watchdog = new Watchdog;
-    testing::UnitTest::GetInstance()->listeners().Append(watchdog);
     if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
-        writeError("COM cannot be initialised in this process.\n");
+        std::fputs("COM cannot be initialised in this process.\n", stderr);
         return 1;
     }
     const int result = RUN_ALL_TESTS();

@@ -1,7 +1,6 @@
 // What the main function of the test programs offers to tests.
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -12,8 +11,5 @@ const std::vector<std::wstring>& arguments();
 
 // The path of a file that stands beside the program, or above it: siblingPath(L"..\\zorvanlib.dll").
 std::wstring siblingPath(const std::wstring& relative);
-
-// For a test that rightly takes long: it may run so long from now on.
-void allowTime(std::chrono::seconds limit);
 
 } // namespace zorvan::test

@@ -59,7 +59,6 @@ devkit::ProcessFigures figuresOfThisProcess() {
 // such as the one that delivers notifications, end a little later than their last use.
 void expectNothingIsLeft(int rounds, const std::function<void()>& round) {
     constexpr int kWarmUp = 5;
-    allowTime(std::chrono::minutes(3));
     for (int i = 0; i < kWarmUp; ++i)
         round();
     const auto before = figuresOfThisProcess();

@@ -1,6 +1,5 @@
 #include "fault_sweep.h"
 
-#include "runner/runner.h"
 #include "simulation/heap.h"
 
 #include <algorithm>
@@ -124,7 +123,6 @@ void FaultSweep::SetUp() {
     }
     initial_ = std::make_unique<MachineState>(machine);
     dll();
-    test::allowTime(std::chrono::seconds(240));
 }
 
 void FaultSweep::sweep(std::map<std::string, std::vector<Row>> rowsOfInterfaces) {
