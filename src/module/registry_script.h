@@ -18,17 +18,21 @@
 #include "base/wide_string.h"
 
 #include <cstdint>
+#include <exception>
 #include <span>
-#include <stdexcept>
 #include <string_view>
 #include <vector>
 
 namespace zorvan::registration {
 
 // The script breaks the rules of the language.
-class ScriptError : public std::runtime_error {
+class ScriptError : public std::exception {
 public:
-    using std::runtime_error::runtime_error;
+    explicit ScriptError(const char* what) : what_(what) {}
+    const char* what() const noexcept override { return what_; }
+
+private:
+    const char* what_;
 };
 
 // The numbers are the registry's own.

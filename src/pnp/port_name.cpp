@@ -1,7 +1,9 @@
 #include "pnp/port_name.h"
 
 #include <array>
+#include <charconv>
 #include <cwchar>
+#include <limits>
 
 namespace zorvan::pnp {
 
@@ -44,7 +46,10 @@ std::uint32_t portNumber(std::wstring_view name) {
 }
 
 std::wstring portName(std::uint32_t number) {
-    return L"COM" + std::to_wstring(number);
+    std::array<char, std::numeric_limits<std::uint32_t>::digits10 + 1> digits{};
+    const auto* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    std::wstring name = L"COM";
+    return name.append(static_cast<const char*>(digits.data()), end);
 }
 
 std::wstring readPortName(HKEY hardwareKey) {
