@@ -1,5 +1,6 @@
 // The entry points of the DLL.
 
+#include "base/exception_state.h"
 #include "base/hresult_error.h"
 #include "base/module_lock_count.h"
 #include "module/class_factory.h"
@@ -10,7 +11,7 @@
 using namespace zorvan;
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
-    return reason != DLL_PROCESS_ATTACH || moduleLock().usable();
+    return reason != DLL_PROCESS_ATTACH || (moduleLock().usable() && exceptionsCanBeHandled());
 }
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include <malloc.h>
+#include <windows.h>
 
 namespace zorvan::simulation {
 
@@ -17,6 +18,7 @@ namespace {
 // No lock and no list of calls: these run in every corner of the runtime.
 std::atomic<long> liveBlocks{0};
 std::atomic<long> allocationsToFailure{0};
+std::atomic<bool> processHeapExhausted{false};
 
 std::atomic<const std::wstring*> watchedSecret{nullptr};
 std::atomic<int> secretsFreed{0};
@@ -73,6 +75,10 @@ SIMULATE(void*, realloc, void* block, std::size_t size) {
     return block == nullptr ? counted(moved) : moved;
 }
 
+SIMULATE(LPVOID, HeapAlloc, HANDLE heap, DWORD flags, SIZE_T size) {
+    return processHeapExhausted ? nullptr : ::HeapAlloc(heap, flags, size);
+}
+
 SIMULATE(void, free, void* block) {
     if (block != nullptr) {
         --liveBlocks;
@@ -89,6 +95,10 @@ long Heap::blocks() {
 
 bool Heap::failAllocation(long nth) {
     return allocationsToFailure.exchange(nth) > 0;
+}
+
+void Heap::exhaustProcessHeap(bool exhausted) {
+    processHeapExhausted = exhausted;
 }
 
 int Heap::watchFor(const std::wstring* secret) {

@@ -15,6 +15,9 @@ public:
     // Makes the nth allocation from now on fail, once; 0: none. Tells whether the one before is still to come.
     static bool failAllocation(long nth);
 
+    // Whether the process's own heap, which the C++ runtime keeps the state of exceptions in, has nothing left.
+    static void exhaustProcessHeap(bool exhausted);
+
     // How many blocks were freed with this text in them while the action ran.
     template <class Action>
     static int freedWith(const std::wstring& secret, Action&& action) {

@@ -1,6 +1,7 @@
 // The module and its objects: its class factory, what keeps it loaded, and the mutex that tells others that it is.
 //
 // That the module is unloadable afterwards and nothing is held is looked at after each test.
+#include "simulation/heap.h"
 #include "simulation/simulation_test.h"
 
 #include <thread>
@@ -124,6 +125,22 @@ TEST_F(Lifetime, EndsWhicheverThreadIsLast) {
             thread.join();
         expectEnd();
     }
+}
+
+// What an exception needs of memory is there when the process has none left, also on threads that had none before.
+TEST_F(Lifetime, FailuresAreReportedWithoutMemory) {
+    const auto library = createLibrary();
+    const auto fail = [&] {
+        ComPointer<IVirtualSerialDevice> none;
+        EXPECT_RESULT(E_INVALIDARG, library->createDevice(Variant(7L), none.put()));
+    };
+    std::thread([&] {
+        Heap::exhaustProcessHeap(true);
+        fail();
+        std::thread(fail).join();
+        Heap::exhaustProcessHeap(false);
+        fail();
+    }).join();
 }
 
 } // namespace
