@@ -78,13 +78,13 @@ HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevi
 }
 
 ComPointer<IVirtualSerialDevice> CVirtualSerialLibrary::waitForDevice(const std::wstring& instanceId) {
-    ComPointer<IVirtualSerialDevice> device = devices_.find(instanceId);
+    auto device = devices_.find(instanceId);
     for (int failed = 1; !device && failed < kLookUps; ++failed) {
         Sleep(kPauseMs);
         devices_.refresh();
         device = devices_.find(instanceId);
     }
-    return device;
+    return ComPointer<IVirtualSerialDevice>(device.get());
 }
 
 HRESULT CVirtualSerialLibrary::get_devicesCollection(IDeviceCollection** collection) noexcept {
@@ -154,14 +154,14 @@ void CVirtualSerialLibrary::deviceSignalled(const std::wstring& instanceId) {
     const auto device = devices_.find(instanceId);
     if (!device)
         return;
-    publisher_.deviceChanged(*device, Change_PortMode);
+    publisher_.deviceChanged(*device.get(), Change_PortMode);
     // The driver signals whatever changes, so the name is looked up as well, which takes many times as long as the
     // report. A rename that this library object made is known and reported already.
-    if (device->refreshPortName() != FALSE)
-        publisher_.deviceChanged(*device, Change_PortName);
+    if (device.get()->refreshPortName())
+        publisher_.deviceChanged(*device.get(), Change_PortName);
 }
 
-HRESULT CVirtualSerialLibrary::portNameChanged(IVirtualSerialDevice* device) noexcept {
+HRESULT CVirtualSerialLibrary::portNameChanged(CVirtualSerialDevice* device) noexcept {
     return comBoundary([&] { publisher_.deviceChanged(*device, Change_PortName); });
 }
 

@@ -15,10 +15,12 @@
 
 namespace zorvan {
 
-// Lifetime: see CVirtualSerialDevice for its devices and EventThread for the event thread. When the last reference
-// goes on the event thread itself, that thread destroys the object after its report.
+// Lifetime: see CVirtualSerialDevice for its devices. The last release ends the event thread, waiting for what it is
+// doing, and destroys the object. The event thread has a reference only while it calls listeners: when the last one
+// goes there, it destroys the object itself after its report.
 class CVirtualSerialLibrary final : public ComIdentity<DualInterface<IVirtualSerialLibrary>, IDeviceLibrary>,
-                                    private EventThreadClient {
+                                    private EventThreadClient,
+                                    private EventOwner {
 public:
     // A library object that knows the ports of the system and hears of changes.
     static ComPointer<CVirtualSerialLibrary> create();
@@ -40,15 +42,17 @@ public:
 
     // IDeviceLibrary
     HRESULT STDMETHODCALLTYPE findDeviceByNumber(DWORD number, IVirtualSerialDevice** device) noexcept override;
-    HRESULT STDMETHODCALLTYPE portNameChanged(IVirtualSerialDevice* device) noexcept override;
+    HRESULT STDMETHODCALLTYPE portNameChanged(CVirtualSerialDevice* device) noexcept override;
 
 private:
-    CVirtualSerialLibrary() : devices_(*this, publisher_) {}
+    CVirtualSerialLibrary() : publisher_(*this), devices_(*this, publisher_) {}
     ~CVirtualSerialLibrary() = default;
 
-    // EventThreadClient
+    // EventOwner
     bool tryAddReference() noexcept override { return references_.tryAdd(); }
     void releaseReference() noexcept override { Release(); }
+
+    // EventThreadClient
     void devicesChanged() override { devices_.refresh(); }
     void deviceSignalled(const std::wstring& instanceId) override;
     std::vector<WaitedDevice> devicesToWaitFor() const override { return devices_.duplicateEvents(); }

@@ -8,13 +8,15 @@
 
 namespace zorvan {
 
+class CVirtualSerialDevice;
+
 struct IDeviceLibrary : public IUnknown {
     // The device whose IDeviceControl::deviceNumber is this, with a reference for the caller.
     // HRESULT_FROM_WIN32(ERROR_NOT_FOUND): there is none.
     virtual HRESULT STDMETHODCALLTYPE findDeviceByNumber(DWORD number, IVirtualSerialDevice** device) noexcept = 0;
 
     // The device has been renamed: reports it to listeners and callbacks.
-    virtual HRESULT STDMETHODCALLTYPE portNameChanged(IVirtualSerialDevice* device) noexcept = 0;
+    virtual HRESULT STDMETHODCALLTYPE portNameChanged(CVirtualSerialDevice* device) noexcept = 0;
 };
 
 template <>

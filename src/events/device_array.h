@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/com_object.h"
-#include "events/change_sink.h"
+#include "device/device_references.h"
 
 namespace zorvan {
 

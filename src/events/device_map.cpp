@@ -49,8 +49,8 @@ void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
     const std::unique_lock refreshing(refreshLock_);
     auto present = pnp::enumeratePresentDevices();
 
-    DeviceReferences deleted;
-    DeviceReferences added;
+    DeviceHolds deleted;
+    DeviceHolds added;
     // No later refresh finds what this one has changed: it is reported even when memory runs out on the way.
     Steps steps;
     {
@@ -65,22 +65,22 @@ void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
     steps.throwFailure();
 }
 
-DeviceReferences DeviceMap::removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone) {
-    DeviceReferences deleted;
+DeviceHolds DeviceMap::removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone) {
+    DeviceHolds deleted;
     deleted.reserve(entries_.size()); // nothing fails from here on
     for (auto entry = entries_.begin(); entry != entries_.end();) {
         if (present.contains(entry->first) && entry->second.get() != gone) {
             ++entry;
             continue;
         }
-        deleted.emplace_back(entry->second.get());
         entry->second.get()->markDeleted();
+        deleted.push_back(std::move(entry->second));
         entry = entries_.erase(entry);
     }
     return deleted;
 }
 
-void DeviceMap::addNew(pnp::PresentDevices& present, DeviceReferences& added) {
+void DeviceMap::addNew(pnp::PresentDevices& present, DeviceHolds& added) {
     added.reserve(present.records.size());
     for (auto& record : present.records) {
         if (entries_.contains(record.instanceId))
@@ -94,10 +94,11 @@ void DeviceMap::addNew(pnp::PresentDevices& present, DeviceReferences& added) {
     }
 }
 
-ComPointer<IVirtualSerialDevice> DeviceMap::add(HDEVINFO set, pnp::PresentDevice& record) {
+DeviceHold DeviceMap::add(HDEVINFO set, pnp::PresentDevice& record) {
     auto device = CVirtualSerialDevice::create(library_, pnp::openDevice(set, record.device, record.instanceId));
-    const auto [entry, isNew] = entries_.emplace(record.instanceId, std::move(device));
-    return ComPointer<IVirtualSerialDevice>(entry->second.get());
+    auto held = device.get()->hold();
+    entries_.emplace(record.instanceId, std::move(device));
+    return held;
 }
 
 std::vector<WaitedDevice> DeviceMap::duplicateEvents() const {
@@ -125,10 +126,10 @@ DeviceReferences DeviceMap::snapshot() const {
     return devices;
 }
 
-ComPointer<CVirtualSerialDevice> DeviceMap::find(const std::wstring& instanceId) const {
+DeviceHold DeviceMap::find(const std::wstring& instanceId) const {
     const std::shared_lock reading(mapLock_);
     const auto found = entries_.find(instanceId);
-    return ComPointer<CVirtualSerialDevice>(found != entries_.end() ? found->second.get() : nullptr);
+    return found != entries_.end() ? found->second.get()->hold() : DeviceHold();
 }
 
 ComPointer<IVirtualSerialDevice> DeviceMap::findByNumber(DWORD number) const {

@@ -3,7 +3,7 @@
 
 #include "base/com_pointer.h"
 #include "base/slim_lock.h"
-#include "device/virtual_serial_device.h"
+#include "device/device_references.h"
 #include "events/change_sink.h"
 #include "pnp/enumeration.h"
 
@@ -19,7 +19,8 @@ struct WaitedDevice {
     std::wstring instanceId;
 };
 
-// Any thread may call anything here. Locks are taken in the order in which they are declared.
+// Any thread may call anything here. Locks are taken in the order in which they are declared. A refresh takes no COM
+// reference: the library's last one may go while its event thread refreshes.
 class DeviceMap {
 public:
     DeviceMap(IDeviceLibrary& library, ChangeSink& sink) : library_(library), sink_(sink) {}
@@ -42,8 +43,8 @@ public:
     // Every device, each with a reference.
     DeviceReferences snapshot() const;
 
-    // The device with this instance ID; null when it is not in the map.
-    ComPointer<CVirtualSerialDevice> find(const std::wstring& instanceId) const;
+    // The device with this instance ID; none when it is not in the map.
+    DeviceHold find(const std::wstring& instanceId) const;
 
     // The device with this number; null when it is not in the map.
     ComPointer<IVirtualSerialDevice> findByNumber(DWORD number) const;
@@ -56,9 +57,9 @@ private:
     void refreshWithout(const CVirtualSerialDevice* gone);
 
     // All need the map lock held for writing.
-    DeviceReferences removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone);
-    void addNew(pnp::PresentDevices& present, DeviceReferences& added);
-    ComPointer<IVirtualSerialDevice> add(HDEVINFO set, pnp::PresentDevice& record);
+    DeviceHolds removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone);
+    void addNew(pnp::PresentDevices& present, DeviceHolds& added);
+    DeviceHold add(HDEVINFO set, pnp::PresentDevice& record);
 
     IDeviceLibrary& library_;
     ChangeSink& sink_;

@@ -7,14 +7,14 @@
 
 #include <dbt.h>
 
-#include <system_error>
+#include <utility>
 
 namespace zorvan {
 
 namespace {
 
 [[noreturn]] void throwNoThread() {
-    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    throw HResultError(E_FAIL);
 }
 
 // One more reference on this module, for a thread that runs its code.
@@ -70,10 +70,11 @@ void EventThread::adoptClient() {
 void EventThread::stop() {
     stopping_ = true;
     // A full message queue empties again. Without a window there is no loop to end, and the message would go to this
-    // very thread.
+    // very thread. Where the process is ending, the system has ended the thread and taken its window.
     constexpr DWORD kRetryMs = 1;
     for (HWND window = window_; window != nullptr && PostMessageW(window, WM_QUIT, 0, 0) == FALSE; window = window_)
-        Sleep(kRetryMs);
+        if (WaitForSingleObject(thread_.get(), kRetryMs) != WAIT_TIMEOUT)
+            return;
 }
 
 DWORD WINAPI EventThread::threadMain(void* parameter) {
@@ -119,6 +120,7 @@ void EventThread::pass() {
         drainMessages();
     else if (signalled < WAIT_OBJECT_0 + count)
         report([&] { client_.deviceSignalled(devices[signalled].instanceId); });
+    lookForChanges(); // that were announced during the report
 }
 
 void EventThread::drainMessages() {
@@ -133,16 +135,22 @@ void EventThread::drainMessages() {
     }
 }
 
+// A listener that lets messages in would otherwise have one look at the system begin inside another, which waits for
+// itself.
+void EventThread::lookForChanges() noexcept {
+    while (!reporting_ && !stopping_ && std::exchange(changesAnnounced_, false))
+        report([&] { client_.devicesChanged(); });
+}
+
 template <class Report>
 void EventThread::report(Report&& makeReport) noexcept {
-    if (!client_.tryAddReference())
-        return;
+    reporting_ = true;
     try {
         makeReport();
     } catch (...) {
         // There is nobody to tell: whoever produced the event is another program.
     }
-    client_.releaseReference();
+    reporting_ = false;
 }
 
 LRESULT CALLBACK EventThread::windowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -154,8 +162,10 @@ LRESULT CALLBACK EventThread::windowProcedure(HWND window, UINT message, WPARAM 
         return DefWindowProcW(window, message, wParam, lParam);
 
     auto* thread = reinterpret_cast<EventThread*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (thread != nullptr && tellsOfDevices(wParam, lParam))
-        thread->report([&] { thread->client_.devicesChanged(); });
+    if (thread != nullptr && tellsOfDevices(wParam, lParam)) {
+        thread->changesAnnounced_ = true;
+        thread->lookForChanges();
+    }
     return 0;
 }
 

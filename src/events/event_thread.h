@@ -16,13 +16,6 @@ namespace zorvan {
 // Whom the thread works for. Everything here is called on the event thread.
 class EventThreadClient {
 public:
-    // Around each report the thread has a reference of its own, so that whoever receives the report may release the
-    // last other one. False: the last one is gone already, and nobody is left to report to.
-    virtual bool tryAddReference() noexcept = 0;
-
-    // A client whose last reference this was calls EventThread::adoptClient.
-    virtual void releaseReference() noexcept = 0;
-
     // Devices may have come or gone.
     virtual void devicesChanged() = 0;
 
@@ -62,6 +55,7 @@ private:
     void loop();
     void pass();
     void drainMessages();
+    void lookForChanges() noexcept;
     void stop();
 
     template <class Report>
@@ -72,6 +66,8 @@ private:
     std::atomic<HWND> window_{nullptr};
     std::atomic<bool> stopping_{false};
     bool clientAdopted_ = false;
+    bool reporting_ = false;
+    bool changesAnnounced_ = false; // and not looked for yet
     DWORD id_ = 0;
     UniqueHandle thread_;
 };

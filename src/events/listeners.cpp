@@ -15,7 +15,7 @@ namespace {
 // A locked array of VT_DISPATCH whose elements hold references of their own.
 class DeviceSafeArray {
 public:
-    explicit DeviceSafeArray(const DeviceReferences& devices)
+    explicit DeviceSafeArray(const DeviceHolds& devices)
         : array_(SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(devices.size()))) {
         if (array_ == nullptr)
             throw HResultError(E_OUTOFMEMORY);
@@ -60,20 +60,23 @@ void Listeners::remove(IVirtualSerialLibraryListener* listener) {
     listeners_.erase(found);
 }
 
-void Listeners::report(ListEvent event, const DeviceReferences& devices) {
+bool Listeners::empty() const {
     const std::shared_lock reading(lock_);
-    if (listeners_.empty())
-        return;
+    return listeners_.empty();
+}
+
+void Listeners::report(ListEvent event, const DeviceHolds& devices) {
+    const std::shared_lock reading(lock_);
     const DeviceSafeArray array(devices);
     for (const auto& listener : listeners_)
         (listener.get()->*event)(array.get());
 }
 
-void Listeners::added(const DeviceReferences& devices) {
+void Listeners::added(const DeviceHolds& devices) {
     report(&IVirtualSerialLibraryListener::added, devices);
 }
 
-void Listeners::deleted(const DeviceReferences& devices) {
+void Listeners::deleted(const DeviceHolds& devices) {
     report(&IVirtualSerialLibraryListener::deleted, devices);
 }
 

@@ -25,17 +25,19 @@ public:
     // Removes the first entry that is this very pointer, if there is one.
     void remove(IVirtualSerialLibraryListener* listener);
 
+    bool empty() const;
+
     // Throw when the array of devices cannot be made.
-    void added(const DeviceReferences& devices);
-    void deleted(const DeviceReferences& devices);
+    void added(const DeviceHolds& devices);
+    void deleted(const DeviceHolds& devices);
 
     void changed(IVirtualSerialDevice& device, ChangeMode mode);
 
 private:
     using ListEvent = HRESULT (STDMETHODCALLTYPE IVirtualSerialLibraryListener::*)(SAFEARRAY*);
-    void report(ListEvent event, const DeviceReferences& devices);
+    void report(ListEvent event, const DeviceHolds& devices);
 
-    SlimLock lock_;
+    mutable SlimLock lock_;
     std::vector<ComPointer<IVirtualSerialLibraryListener>> listeners_;
 };
 

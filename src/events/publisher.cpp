@@ -2,7 +2,6 @@
 
 #include "base/automation.h"
 #include "base/hresult_error.h"
-#include "device/virtual_serial_device.h"
 #include "events/device_array.h"
 
 #include <memory>
@@ -11,23 +10,35 @@ namespace zorvan {
 
 namespace {
 
+// The owner's reference during a report, if there still is one to be had.
+class OwnerReference {
+public:
+    explicit OwnerReference(EventOwner& owner) : owner_(owner), held_(owner.tryAddReference()) {}
+    OwnerReference(const OwnerReference&) = delete;
+    OwnerReference& operator=(const OwnerReference&) = delete;
+    ~OwnerReference() {
+        if (held_)
+            owner_.releaseReference();
+    }
+
+    explicit operator bool() const { return held_; }
+
+private:
+    EventOwner& owner_;
+    const bool held_;
+};
+
 // Devices on their way to a script. A COM reference in the queue would keep the library alive, which owns the queue;
 // a hold does not.
-using HeldDevices = std::vector<DeviceHold>;
-
-DeviceHold holdOf(IVirtualSerialDevice& device) {
-    return static_cast<CVirtualSerialDevice&>(device).hold();
-}
-
-std::shared_ptr<const HeldDevices> holdAll(const DeviceReferences& devices) {
-    auto held = std::make_shared<HeldDevices>();
+std::shared_ptr<const DeviceHolds> holdAll(const DeviceHolds& devices) {
+    auto held = std::make_shared<DeviceHolds>();
     held->reserve(devices.size());
     for (const auto& device : devices)
-        held->push_back(holdOf(*device));
+        held->push_back(device.get()->hold());
     return held;
 }
 
-DeviceReferences referencesOf(const HeldDevices& held) {
+DeviceReferences referencesOf(const DeviceHolds& held) {
     DeviceReferences devices;
     devices.reserve(held.size());
     for (const auto& device : held)
@@ -56,17 +67,25 @@ bool keepsAlive(IDispatch& keepAlive) {
 
 } // namespace
 
-void Publisher::devicesAdded(const DeviceReferences& devices) {
-    listeners_.added(devices);
+template <class Report>
+void Publisher::callListeners(Report&& report) {
+    if (listeners_.empty())
+        return;
+    if (const OwnerReference reference(owner_); reference)
+        report();
+}
+
+void Publisher::devicesAdded(const DeviceHolds& devices) {
+    callListeners([&] { listeners_.added(devices); });
     queueList(ScriptEvent::Added, devices);
 }
 
-void Publisher::devicesDeleted(const DeviceReferences& devices) {
-    listeners_.deleted(devices);
+void Publisher::devicesDeleted(const DeviceHolds& devices) {
+    callListeners([&] { listeners_.deleted(devices); });
     queueList(ScriptEvent::Deleted, devices);
 }
 
-void Publisher::queueList(ScriptEvent event, const DeviceReferences& devices) {
+void Publisher::queueList(ScriptEvent event, const DeviceHolds& devices) {
     auto callbacks = subscriptions_.callbacks(event);
     if (callbacks.empty())
         return;
@@ -80,10 +99,10 @@ void Publisher::queueList(ScriptEvent event, const DeviceReferences& devices) {
         });
 }
 
-void Publisher::deviceChanged(IVirtualSerialDevice& device, ChangeMode mode) {
-    listeners_.changed(device, mode);
+void Publisher::deviceChanged(CVirtualSerialDevice& device, ChangeMode mode) {
+    callListeners([&] { listeners_.changed(*ComPointer<IVirtualSerialDevice>(&device), mode); });
     for (auto& callback : subscriptions_.callbacks(ScriptEvent::Changed)) {
-        const auto held = std::make_shared<DeviceHold>(holdOf(device));
+        const auto held = std::make_shared<DeviceHold>(device.hold());
         queue_.add([callback = std::move(callback), held, mode] {
             std::vector<Variant> arguments(2);
             arguments[0] = longVariant(mode);

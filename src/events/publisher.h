@@ -8,19 +8,36 @@
 
 namespace zorvan {
 
+// Whose events these are.
+class EventOwner {
+public:
+    // Listeners are called with a reference held, so that they may release the last other one. False: that one is gone
+    // already, and nobody is left to tell.
+    virtual bool tryAddReference() noexcept = 0;
+    virtual void releaseReference() noexcept = 0;
+
+protected:
+    ~EventOwner() = default;
+};
+
 class Publisher final : public ChangeSink {
 public:
+    explicit Publisher(EventOwner& owner) : owner_(owner) {}
+
     Listeners& listeners() { return listeners_; }
     ScriptSubscriptions& subscriptions() { return subscriptions_; }
     EventQueue& queue() { return queue_; }
 
-    void devicesAdded(const DeviceReferences& devices) override;
-    void devicesDeleted(const DeviceReferences& devices) override;
-    void deviceChanged(IVirtualSerialDevice& device, ChangeMode mode);
+    void devicesAdded(const DeviceHolds& devices) override;
+    void devicesDeleted(const DeviceHolds& devices) override;
+    void deviceChanged(CVirtualSerialDevice& device, ChangeMode mode);
 
 private:
-    void queueList(ScriptEvent event, const DeviceReferences& devices);
+    template <class Report>
+    void callListeners(Report&& report);
+    void queueList(ScriptEvent event, const DeviceHolds& devices);
 
+    EventOwner& owner_;
     Listeners listeners_;
     ScriptSubscriptions subscriptions_;
     EventQueue queue_;

@@ -159,9 +159,21 @@ bool isAllowed(std::uint32_t code, DWORD access) {
 // What a reader finds that reads on behind the reply.
 constexpr std::uint8_t kBehindTheReply = 0xCC;
 
+void letDriverWait(HANDLE handle, std::uint32_t code) {
+    std::function<void(std::uint32_t)> wait;
+    {
+        const Guard lock(simulationMutex());
+        if (const auto file = std::dynamic_pointer_cast<ControlFile>(Machine::current().handles.find(handle)))
+            wait = file->node.driver.beforeAnswer;
+    }
+    if (wait)
+        wait(code);
+}
+
 SIMULATE(
     BOOL, DeviceIoControl, HANDLE handle, DWORD code, LPVOID input, DWORD inputSize, LPVOID output, DWORD outputSize,
     LPDWORD returned, LPOVERLAPPED overlapped) {
+    letDriverWait(handle, code);
     const FailableCall call(
         "DeviceIoControl", handle, Hex{code}, inputSize, outputSize, overlapped == nullptr ? "" : "overlapped");
     const auto file = call.object<ControlFile>(handle);

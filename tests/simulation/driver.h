@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -49,6 +50,9 @@ public:
     PortState state;
     DWORD hostProcessId = 0;
     std::vector<Request> requests;
+
+    // Called when a request has arrived, before it is answered. It may wait: the machine is free meanwhile.
+    std::function<void(std::uint32_t code)> beforeAnswer;
 
     // From now on the request is answered so.
     template <class Code>

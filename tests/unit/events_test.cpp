@@ -264,6 +264,52 @@ TEST_F(Events, ListenerMayTakeItsTime) {
     EXPECT_EQ(journal.texts(), Texts{"first added COM6"});
 }
 
+// As a message box does, or a call into a thread that has a window.
+TEST_F(Events, ListenerMayLetMessagesIn) {
+    auto& port = machine.addPort(L"COM5");
+    const auto library = createLibrary();
+    listen(*library, {&first});
+    int next = 5;
+    first.onEvent = [&] {
+        if (++next <= 8) {
+            machine.change([&] { machine.addPort(L"COM" + std::to_wstring(next)); });
+            machine.announce();
+        }
+        return S_OK;
+    };
+    machine.signal(port);
+    journal.await(4);
+    EXPECT_EQ(
+        journal.texts(),
+        (Texts{"first changed COM5 mode", "first added COM6", "first added COM7", "first added COM8"}));
+}
+
+// A script's callback belongs to the thread that subscribed it.
+TEST_F(Events, LastReleaseDuringALookDestroysOnItsOwnThread) {
+    test::Latch arrived(1);
+    test::Latch released(1);
+    auto library = createLibrary();
+    listen(*library, {&first});
+    subscribe(*library, script);
+    DWORD releasedOn = 0;
+    script.onLastRelease = [&] { releasedOn = GetCurrentThreadId(); };
+    machine.change([&] {
+        machine.addPort(L"COM5").driver.beforeAnswer = [&](std::uint32_t) {
+            arrived.arrive();
+            released.wait();
+        };
+    });
+    std::thread announcing([&] { machine.announce(); });
+    arrived.wait();
+    machine.calls.after("PostMessageW", 1, [&] { released.arrive(); });
+    library = {};
+    released.arrive(); // in case that nothing was posted
+    announcing.join();
+    machine.threads.awaitEnd();
+    EXPECT_EQ(releasedOn, GetCurrentThreadId());
+    EXPECT_EQ(journal.texts(), Texts()); // nobody is left to be told
+}
+
 // A device signals while the last release waits for the thread.
 TEST_F(Events, NobodyIsToldAfterTheLastRelease) {
     auto& port = machine.addPort(L"COM5");
