@@ -12,6 +12,7 @@ public:
     SlimLock& operator=(const SlimLock&) = delete;
     ~SlimLock() = default;
 
+    bool try_lock() { return TryAcquireSRWLockExclusive(&lock_) != FALSE; }
     void lock() { AcquireSRWLockExclusive(&lock_); }
     void unlock() { ReleaseSRWLockExclusive(&lock_); }
     void lock_shared() { AcquireSRWLockShared(&lock_); }

@@ -16,9 +16,6 @@ struct IDeviceControl : public IUnknown {
 
     // The device node is gone: from now on the device object is deleted for its clients.
     virtual void STDMETHODCALLTYPE markDeleted() noexcept = 0;
-
-    // Looks the port name up again, which another program may have changed. Whether it is a different one now.
-    virtual BOOL STDMETHODCALLTYPE refreshPortName() noexcept = 0;
 };
 
 template <>

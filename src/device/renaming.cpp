@@ -4,9 +4,11 @@
 #include "base/hresult_error.h"
 #include "device/virtual_serial_device.h"
 #include "driver/control_channel.h"
+#include "pnp/port_name.h"
 #include "pnp/port_rename.h"
 
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 
 namespace zorvan {
@@ -14,14 +16,18 @@ namespace zorvan {
 HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
     return comBoundary([&] {
         const ComPointer<CVirtualSerialDevice> self(this); // a listener may release the caller's reference
-        rename(nulTerminated(portName));
+        const std::wstring newName = nulTerminated(portName);
+        std::optional<pnp::PortRename> renaming; // what it holds of the system is let go after the report
+        {
+            const std::unique_lock naming(nameLock_);
+            renaming.emplace(cachedPortName(), newName);
+            rename(*renaming, newName);
+        }
         library_.portNameChanged(this); // the port has its new name, whatever becomes of the report
     });
 }
 
-void CVirtualSerialDevice::rename(const std::wstring& newName) {
-    const std::unique_lock naming(nameLock_);
-    pnp::PortRename renaming(cachedPortName(), newName);
+void CVirtualSerialDevice::rename(pnp::PortRename& renaming, const std::wstring& newName) {
     // A device that is gone is no error, and the change is reported all the same. Intended.
     if (!renaming.found())
         return;
@@ -34,19 +40,32 @@ void CVirtualSerialDevice::rename(const std::wstring& newName) {
     if (renaming.renameFriendly())
         driver::sendSet(
             controlPath(), protocol::Set::PortName, protocol::RecordWriter().appendString(newName).bytes());
+    renaming.closeKey();
 }
 
-BOOL CVirtualSerialDevice::refreshPortName() noexcept {
+bool CVirtualSerialDevice::refreshPortName() noexcept {
     try {
-        const std::unique_lock naming(nameLock_);
-        const auto current = pnp::currentPortName(identity_.instanceId); // which never changes
+        // Not waited for: the driver may never answer the rename that holds it.
+        const std::unique_lock naming(nameLock_, std::try_to_lock);
+        const auto current = naming ? systemPortName() : std::wstring();
         if (current.empty() || current == cachedPortName())
-            return FALSE;
+            return false;
         cachePortName(current);
-        return TRUE;
+        return true;
     } catch (...) {
-        return FALSE; // the name that is known stays
+        return false; // the name that is known stays
     }
+}
+
+// Finding the key takes many times as long as reading it. A key that holds no name is that of a node that is gone.
+std::wstring CVirtualSerialDevice::systemPortName() {
+    auto name = nameKey_ ? pnp::readPortName(nameKey_.get()) : std::wstring();
+    if (name.empty()) {
+        nameKey_ = pnp::openHardwareKey(identity_.instanceId); // which never changes
+        if (nameKey_)
+            name = pnp::readPortName(nameKey_.get());
+    }
+    return name;
 }
 
 std::wstring CVirtualSerialDevice::cachedPortName() const {

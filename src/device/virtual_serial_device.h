@@ -17,6 +17,10 @@
 
 namespace zorvan {
 
+namespace pnp {
+class PortRename;
+}
+
 class CVirtualSerialDevice;
 
 struct DeviceHoldTraits {
@@ -102,7 +106,10 @@ public:
     DWORD STDMETHODCALLTYPE deviceNumber() noexcept override;
     HANDLE STDMETHODCALLTYPE notificationEvent() noexcept override;
     void STDMETHODCALLTYPE markDeleted() noexcept override;
-    BOOL STDMETHODCALLTYPE refreshPortName() noexcept override;
+
+    // Looks the port name up again, which another program may have changed. Whether it is a different one now. False
+    // too while it is being changed through this object, which reports that itself.
+    bool refreshPortName() noexcept;
 
     // For its pins: connects two that may be connected, or parts them. Throws when the driver cannot be told.
     void connectPins(Pin source, Pin target, bool connected);
@@ -118,8 +125,9 @@ private:
     std::wstring cachedPortName() const;
     void cachePortName(const std::wstring& portName);
 
-    // Everything of a rename but the report of it.
-    void rename(const std::wstring& newName);
+    // For holders of the name lock.
+    void rename(pnp::PortRename& renaming, const std::wstring& newName);
+    std::wstring systemPortName();
 
     // What startListening does; throws.
     void listen(const VARIANT& securityDescriptor);
@@ -144,6 +152,7 @@ private:
     std::atomic<std::uint32_t> references_{0};
 
     SlimLock nameLock_; // from before a name is looked up or written until it is cached; taken before the next one
+    UniqueRegistryKey nameKey_; // where the system keeps the name; opened when it is first looked up
     mutable SlimLock identityLock_; // a refresh marks the device deleted while clients use it
     pnp::DeviceIdentity identity_;
 

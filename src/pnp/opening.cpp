@@ -83,13 +83,13 @@ DeviceIdentity openDevice(HDEVINFO set, SP_DEVINFO_DATA& device, const std::wstr
     return identity;
 }
 
-std::wstring currentPortName(const std::wstring& instanceId) {
+UniqueRegistryKey openHardwareKey(const std::wstring& instanceId) {
     const DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
     SP_DEVINFO_DATA device{};
     device.cbSize = sizeof device;
     if (!set || SetupDiOpenDeviceInfoW(set.get(), instanceId.c_str(), nullptr, 0, &device) == FALSE)
         return {};
-    return currentPortName(set.get(), device);
+    return openHardwareKey(set.get(), device, KEY_READ);
 }
 
 } // namespace zorvan::pnp

@@ -23,7 +23,7 @@ struct DeviceIdentity {
 // that is not alive.
 DeviceIdentity openDevice(HDEVINFO set, SP_DEVINFO_DATA& device, const std::wstring& instanceId);
 
-// The name that the system holds for the device now; empty when the device or its key cannot be opened.
-std::wstring currentPortName(const std::wstring& instanceId);
+// The device's hardware key, for reading; none when the device or its key cannot be opened.
+UniqueRegistryKey openHardwareKey(const std::wstring& instanceId);
 
 } // namespace zorvan::pnp

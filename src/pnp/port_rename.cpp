@@ -16,6 +16,11 @@ constexpr REGSAM kKeyAccess = KEY_READ | KEY_WRITE;
 constexpr DWORD kFriendlyNameSize = 520;
 constexpr DWORD kDosDeviceLength = 259;
 
+DeviceInformationSet presentControlDevices() {
+    return DeviceInformationSet(
+        SetupDiGetClassDevsW(&kControlInterface, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE));
+}
+
 void moveReservation(const PortDatabase& database, const std::wstring& from, const std::wstring& to) {
     if (!database)
         return;
@@ -31,22 +36,20 @@ void refuseUsedNumber(const std::wstring& name) {
 } // namespace
 
 PortRename::PortRename(std::wstring oldName, std::wstring newName)
-    : oldName_(std::move(oldName)), newName_(std::move(newName)), set_(presentDevices(kControlInterface)) {
+    : oldName_(std::move(oldName)), newName_(std::move(newName)), set_(presentControlDevices()) {
     refuseUsedNumber(newName_);
     database_.open();
     findDevice();
 }
 
 void PortRename::findDevice() {
-    forEachDevice(set_, [&](SP_DEVINFO_DATA& device) {
-        if (found())
+    device_.cbSize = sizeof device_;
+    for (DWORD index = 0; set_ && SetupDiEnumDeviceInfo(set_.get(), index, &device_) != FALSE; ++index) {
+        key_ = openHardwareKey(set_.get(), device_, kKeyAccess);
+        if (key_ && readPortName(key_.get()) == oldName_)
             return;
-        auto key = openHardwareKey(set_.get(), device, kKeyAccess);
-        if (!key || readPortName(key.get()) != oldName_)
-            return;
-        device_ = device;
-        key_ = std::move(key);
-    });
+        key_.reset();
+    }
 }
 
 void PortRename::claimNewNumber() const {
@@ -61,10 +64,11 @@ void PortRename::removeOldDosName() const {
     DefineDosDeviceW(DDD_REMOVE_DEFINITION, oldName_.c_str(), nullptr);
 }
 
-void PortRename::writeName() const {
+void PortRename::writeName() {
     // The registry's error codes are positive and so do not count as failures: only a negative status does. Intended.
     if (writePortName(key_.get(), newName_) >= 0)
         return;
+    closeKey();
     moveReservation(database_, newName_, oldName_);
     throw HResultError(E_FAIL);
 }

@@ -26,11 +26,14 @@ public:
     // Programs can no longer open the old name. It does not come back when a later step fails.
     void removeOldDosName() const;
 
-    // Writes `PortName`. When that fails, moves the reservation back and throws E_FAIL.
-    void writeName() const;
+    // Writes `PortName`. When that fails, closes the key, moves the reservation back and throws E_FAIL.
+    void writeName();
 
     // Puts the new name into the friendly name. False when that does not mention the old one or cannot be changed.
     bool renameFriendly();
+
+    // When the driver has been told. Everything else is closed by the end of this object.
+    void closeKey() { key_.reset(); }
 
 private:
     void findDevice();

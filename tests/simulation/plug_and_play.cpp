@@ -132,19 +132,31 @@ bool shows(DeviceNode& node, const GUID& interfaceClass) {
     return false;
 }
 
+void listPresent(const Call& call, const GUID* interfaceClass, PCWSTR enumerator, DWORD flags, DeviceInfoSet& set) {
+    call.misuseIf(
+        interfaceClass == nullptr || enumerator != nullptr || flags != (DIGCF_PRESENT | DIGCF_DEVICEINTERFACE),
+        "the simulation lists the present devices of an interface class only");
+    set.interfaceClasses.push_back(*interfaceClass);
+    for (auto& node : call->plugAndPlay.nodes())
+        if (shows(node, *interfaceClass))
+            set.add(node);
+}
+
+SIMULATE(
+    OrInvalid<HDEVINFO>, SetupDiGetClassDevsW, const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags) {
+    const FailableCall call("SetupDiGetClassDevsW", interfaceClass, Hex{flags});
+    const auto set = std::make_shared<DeviceInfoSet>();
+    listPresent(call, interfaceClass, enumerator, flags, *set);
+    return call.open(set);
+}
+
 SIMULATE(
     OrInvalid<HDEVINFO>, SetupDiGetClassDevsExW, const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags,
     HDEVINFO existing, PCWSTR computer, PVOID) {
     const FailableCall call(
         "SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
-    call.misuseIf(
-        interfaceClass == nullptr || enumerator != nullptr || flags != (DIGCF_PRESENT | DIGCF_DEVICEINTERFACE),
-        "the simulation lists the present devices of an interface class only");
     const auto set = existing == nullptr ? std::make_shared<DeviceInfoSet>() : call.object<DeviceInfoSet>(existing);
-    set->interfaceClasses.push_back(*interfaceClass);
-    for (auto& node : call->plugAndPlay.nodes())
-        if (shows(node, *interfaceClass))
-            set->add(node);
+    listPresent(call, interfaceClass, enumerator, flags, *set);
     return existing == nullptr ? call.open(set) : existing;
 }
 

@@ -104,6 +104,7 @@ TEST_F(Events, DriversSignalIsOneChangeOfModeOnTheEventThread) {
     signal(1);
     machine.change([&] { port.setPortName(L"COM9"); });
     machine.fail("RegQueryValueExW", 1, ERROR_GEN_FAILURE);
+    machine.fail("RegQueryValueExW", 2, ERROR_GEN_FAILURE);
     signal(2);
     signal(3);
     EXPECT_EQ(

@@ -2,6 +2,9 @@
 #include "driver/record.h"
 #include "one_port.h"
 #include "simulation/subscribers.h"
+#include "support/latch.h"
+
+#include <thread>
 
 namespace zorvan::simulation {
 
@@ -53,8 +56,13 @@ protected:
 };
 
 TEST_F(Rename, TakesItsStepsInOrder) {
-    auto& neighbour = machine.addPort(L"COM8");
+    auto& neighbour = machine.addPort(L"COM8"); // which is not looked at: the walk ends at the match
     neighbour.friendlyName = L"COM5 is my neighbour";
+    listener.onEvent = [&] {
+        EXPECT_EQ(machine.calls.count("ComDBClose"), 0) << "the report comes before";
+        EXPECT_RESULT(E_FAIL, rename(L"COM6")); // its own name; nothing of the device is locked
+        return S_OK;
+    };
     EXPECT_RESULT(S_OK, rename(L"COM6"));
     EXPECT_EQ(undone(), "");
     EXPECT_EQ(neighbour.portName(), L"COM8");
@@ -83,8 +91,8 @@ TEST_F(Rename, EachStepMayFail) {
         Texts events;
     } rows[] = {
         // Looking for the device: without one there is nothing to rename, but the change is reported. Intended.
-        {"SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE, S_OK, kEverything, old},
-        {"SetupDiGetClassDevsExW", 2, ERROR_GEN_FAILURE, S_OK, "", kReported}, // no port is known to be used
+        {"SetupDiGetClassDevsW", 1, ERROR_GEN_FAILURE, S_OK, kEverything, old},
+        {"SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE, S_OK, "", kReported}, // no port is known to be used
         {"SetupDiEnumDeviceInfo", 3, ERROR_GEN_FAILURE, S_OK, kEverything, old},
         {"SetupDiOpenDevRegKey", 1, ERROR_ACCESS_DENIED, S_OK, "", kReported},
         {"SetupDiOpenDevRegKey", 2, ERROR_ACCESS_DENIED, S_OK, kEverything, old},
@@ -147,6 +155,31 @@ TEST_F(Rename, FriendlyNameIsEditedWhereverItSaysTheOldName) {
     EXPECT_RESULT(S_OK, device5().put_portName(nullptr));
     EXPECT_EQ(port().portName(), L"");
     EXPECT_EQ(machine.portDatabase.claimed, std::set<DWORD>{0}); // what has no number claims 0
+}
+
+// The event thread looks names up too, and must not wait for this one.
+TEST_F(Rename, EventsGoOnWhileTheDriverDoesNotAnswer) {
+    test::Latch arrived(1);
+    test::Latch released(1);
+    driver().beforeAnswer = [&](std::uint32_t code) {
+        if (code != static_cast<std::uint32_t>(Set::PortName))
+            return;
+        arrived.arrive();
+        released.wait();
+    };
+    std::thread renaming([&] { EXPECT_RESULT(S_OK, rename(L"COM6")); });
+    arrived.wait();
+    machine.signal(port());
+    journal.await(1);
+    machine.change([&] { machine.addPort(L"COM7"); });
+    std::thread announcing([&] { machine.announce(); });
+    journal.await(2);
+    released.arrive();
+    renaming.join();
+    announcing.join();
+    EXPECT_EQ(
+        journal.texts(),
+        (Texts{"listener changed COM6 mode", "listener added COM7", "listener changed COM6 name"}));
 }
 
 TEST_F(Rename, DeviceThatHasAnotherNameByNowIsLeftAloneAndReported) {
