@@ -5,6 +5,7 @@
 #include "process_figures.h"
 
 #include "runner/runner.h"
+#include "support/child_process.h"
 
 #include <bit>
 
@@ -145,6 +146,22 @@ TEST_F(LoadUnloadSystemTest, LastReleaseInsideAListener) {
         EXPECT_FALSE(isWindowClass(module));
         devkit::disconnect(port);
     });
+}
+
+TEST_F(LoadUnloadSystemTest, LastReleaseWhileTheProcessEnds) {
+    const ChildProcess client(L"rundll32.exe " + siblingPath(L"late_client.dll") + L",keepLibrary");
+    EXPECT_EQ(client.exitCode(), 0U);
+}
+
+TEST_F(LoadUnloadSystemTest, DoesNotLoadWithoutAPlaceForExceptions) {
+    std::vector<DWORD> slots;
+    for (DWORD slot = FlsAlloc(nullptr); slot != FLS_OUT_OF_INDEXES; slot = FlsAlloc(nullptr))
+        slots.push_back(slot);
+    EXPECT_EQ(LoadLibraryW(siblingPath(L"..\\zorvanlib.dll").c_str()), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_DLL_INIT_FAILED});
+    for (const DWORD slot : slots)
+        FlsFree(slot);
+    loadUseAndUnload();
 }
 
 } // namespace
