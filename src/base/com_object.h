@@ -104,24 +104,24 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** information) noexcept override {
-        return typeInformation_.get(index, information);
+        return typeInformationOf<Interface>.get(index, information);
     }
 
     HRESULT STDMETHODCALLTYPE
     GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept override {
-        return typeInformation_.idsOfNames(names, count, ids);
+        return typeInformationOf<Interface>.idsOfNames(names, count, ids);
     }
 
     HRESULT STDMETHODCALLTYPE Invoke(
         DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
         UINT* badArgument) noexcept override {
         const ComPointer<Interface> self(this); // a member may lead to listeners, who may release the caller's
-        return typeInformation_.invoke(
+        return typeInformationOf<Interface>.invoke(
             static_cast<Interface*>(this), member, flags, parameters, result, exception, badArgument);
     }
 
 private:
-    TypeInformation typeInformation_{__uuidof(Interface)};
+    TypeLibraryUse typeLibraryUse_;
 };
 
 // A dual interface answers for the interface that it implements.

@@ -1,8 +1,8 @@
 // The value that the compiler's stack protector puts on the stack, and what happens when it was overwritten.
 //
-// mingw-w64's own asks CryptoAPI for the value, and so loads and unloads three DLLs of the system while the library is
-// being loaded. What is gathered here costs next to nothing and needs no DLL but kernel32.dll. Other compilers bring
-// their own.
+// mingw-w64's own asks CryptoAPI for the value, and so loads and unloads three DLLs of the system while the library
+// is being loaded. What is gathered here costs next to nothing and needs no DLL but kernel32.dll. Other compilers
+// bring their own.
 #ifdef __MINGW32__
 
 #include <windows.h>

@@ -3,8 +3,12 @@
 #include "base/automation.h"
 #include "base/com_pointer.h"
 #include "base/hresult_error.h"
+#include "base/slim_lock.h"
 
 #include <zorvanlib.h>
+
+#include <mutex>
+#include <utility>
 
 namespace zorvan {
 
@@ -16,9 +20,21 @@ constexpr WORD kMinorVersion = 0;
 // The only locale that the type library is registered for; the caller's would often not be found.
 constexpr LCID kLocale = 0x0409;
 
-ComPointer<ITypeInfo> loadRegistered(const IID& iid) {
-    ComPointer<ITypeLib> library;
-    throwIfFailed(LoadRegTypeLib(LIBID_zorvanlibLib, kMajorVersion, kMinorVersion, kLocale, library.put()));
+// Guards all that follows. Nothing of it needs an end when the module goes: its last user has seen to that.
+constinit SlimLock lock;
+constinit unsigned uses = 0;
+constinit ITypeLib* library = nullptr;
+constinit TypeInformation* firstLoaded = nullptr;
+
+ComPointer<ITypeLib> loadRegistered() {
+    ComPointer<ITypeLib> loaded;
+    throwIfFailed(LoadRegTypeLib(LIBID_zorvanlibLib, kMajorVersion, kMinorVersion, kLocale, loaded.put()));
+    return loaded;
+}
+
+ComPointer<ITypeInfo> read(const IID& iid) {
+    if (library == nullptr)
+        library = loadRegistered().detach();
     ComPointer<ITypeInfo> information;
     throwIfFailed(library->GetTypeInfoOfGuid(iid, information.put()));
     return information;
@@ -26,8 +42,22 @@ ComPointer<ITypeInfo> loadRegistered(const IID& iid) {
 
 } // namespace
 
-TypeInformation::~TypeInformation() {
-    ComPointer<ITypeInfo>::attach(information_.load());
+TypeLibraryUse::TypeLibraryUse() noexcept {
+    const std::lock_guard guard(lock);
+    ++uses;
+}
+
+TypeLibraryUse::~TypeLibraryUse() {
+    const std::lock_guard guard(lock);
+    if (--uses != 0)
+        return;
+    while (firstLoaded != nullptr)
+        std::exchange(firstLoaded, firstLoaded->nextLoaded_)->forget();
+    ComPointer<ITypeLib>::attach(std::exchange(library, nullptr));
+}
+
+void TypeInformation::forget() {
+    ComPointer<ITypeInfo>::attach(information_.exchange(nullptr));
 }
 
 HRESULT TypeInformation::get(UINT index, ITypeInfo** information) noexcept {
@@ -57,12 +87,13 @@ HRESULT TypeInformation::invoke(
 ITypeInfo& TypeInformation::loaded() {
     if (ITypeInfo* kept = information_.load())
         return *kept;
-    auto fresh = loadRegistered(iid_);
-    ITypeInfo* kept = nullptr;
-    // Another thread may have been faster; its reference is then the one that is kept.
-    if (information_.compare_exchange_strong(kept, fresh.get()))
-        return *fresh.detach();
-    return *kept;
+    const std::lock_guard guard(lock);
+    if (ITypeInfo* kept = information_.load()) // another thread was faster
+        return *kept;
+    auto* const fresh = read(iid_).detach();
+    nextLoaded_ = std::exchange(firstLoaded, this);
+    information_ = fresh;
+    return *fresh;
 }
 
 } // namespace zorvan

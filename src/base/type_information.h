@@ -1,4 +1,4 @@
-// The type information of one interface, for serving IDispatch.
+// The type information of the dual interfaces, for serving IDispatch.
 #pragma once
 
 #include <oaidl.h>
@@ -7,13 +7,24 @@
 
 namespace zorvan {
 
-// Taken from the registered type library when it is first needed, and kept. May be used by several threads at once.
+// Held by each object that is served from the type library. What has been read of the library is shared by all of
+// them, and let go with the last.
+class TypeLibraryUse {
+public:
+    TypeLibraryUse() noexcept;
+    TypeLibraryUse(const TypeLibraryUse&) = delete;
+    TypeLibraryUse& operator=(const TypeLibraryUse&) = delete;
+    ~TypeLibraryUse();
+};
+
+// Of one interface; taken from the registered type library when it is first needed. For holders of a TypeLibraryUse,
+// on any thread.
 class TypeInformation {
 public:
-    explicit TypeInformation(const IID& iid) : iid_(iid) {}
+    constexpr explicit TypeInformation(const IID& iid) : iid_(iid) {}
     TypeInformation(const TypeInformation&) = delete;
     TypeInformation& operator=(const TypeInformation&) = delete;
-    ~TypeInformation();
+    ~TypeInformation() = default; // the last TypeLibraryUse has left nothing
 
     HRESULT get(UINT index, ITypeInfo** information) noexcept;
     HRESULT idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) noexcept;
@@ -22,11 +33,18 @@ public:
         UINT* badArgument) noexcept;
 
 private:
-    // The kept reference; throws when there is no registered type library.
+    friend class TypeLibraryUse;
+
+    // Throws when there is no registered type library.
     ITypeInfo& loaded();
+    void forget();
 
     const IID& iid_;
     std::atomic<ITypeInfo*> information_{nullptr};
+    TypeInformation* nextLoaded_ = nullptr;
 };
+
+template <class Interface>
+inline constinit TypeInformation typeInformationOf{__uuidof(Interface)};
 
 } // namespace zorvan

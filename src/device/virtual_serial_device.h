@@ -152,7 +152,7 @@ private:
     std::atomic<std::uint32_t> references_{0};
 
     SlimLock nameLock_; // from before a name is looked up or written until it is cached; taken before the next one
-    UniqueRegistryKey nameKey_; // where the system keeps the name; opened when it is first looked up
+    UniqueRegistryKey nameKey_;     // where the system keeps the name; opened when it is first looked up
     mutable SlimLock identityLock_; // a refresh marks the device deleted while clients use it
     pnp::DeviceIdentity identity_;
 

@@ -6,8 +6,6 @@ namespace zorvan::driver {
 
 namespace {
 
-using protocol::Bytes;
-
 // SECURITY_IMPERSONATION goes without SECURITY_SQOS_PRESENT, so the system ignores it. Intended: drivers may look at
 // the number as it is.
 constexpr DWORD kOpenFlags = FILE_ATTRIBUTE_NORMAL | SECURITY_IMPERSONATION;
@@ -49,8 +47,8 @@ void sendSet(const std::wstring& path, protocol::Set request, std::span<const st
     control(path, static_cast<std::uint32_t>(request), input, {});
 }
 
-Bytes sendQuery(const std::wstring& path, protocol::Query request) {
-    Bytes reply(protocol::kReplySize);
+Reply sendQuery(const std::wstring& path, protocol::Query request) {
+    Reply reply(protocol::kReplySize);
     reply.resize(control(path, static_cast<std::uint32_t>(request), {}, reply));
     return reply;
 }

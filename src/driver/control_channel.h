@@ -7,6 +7,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace zorvan::driver {
 
@@ -15,8 +16,11 @@ UniqueHandle openControlHandle(const std::wstring& path, std::uint32_t code);
 
 void sendSet(const std::wstring& path, protocol::Set request, std::span<const std::uint8_t> input = {});
 
+// Carries no secrets, unlike a request: nothing wipes it.
+using Reply = std::vector<std::uint8_t>;
+
 // The reply, which is empty when there is nothing to report. Every record reads as zeros from an empty reply.
-protocol::Bytes sendQuery(const std::wstring& path, protocol::Query request);
+Reply sendQuery(const std::wstring& path, protocol::Query request);
 
 template <class Record>
 void sendRecord(const std::wstring& path, protocol::Set request, const Record& record) {

@@ -11,8 +11,8 @@ namespace zorvan {
 // Whose events these are.
 class EventOwner {
 public:
-    // Listeners are called with a reference held, so that they may release the last other one. False: that one is gone
-    // already, and nobody is left to tell.
+    // Listeners are called with a reference held, so that they may release the last other one. False: that one is
+    // gone already, and nobody is left to tell.
     virtual bool tryAddReference() noexcept = 0;
     virtual void releaseReference() noexcept = 0;
 

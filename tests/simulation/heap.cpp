@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <malloc.h>
 #include <windows.h>
+#include <malloc.h>
 
 namespace zorvan::simulation {
 

@@ -97,6 +97,14 @@ TEST_F(Lifetime, EndsWithTheLastReferenceWhicheverItIs) {
     for (std::size_t last = 0; last < kinds; ++last) {
         SCOPED_TRACE(last);
         auto objects = oneOfEach();
+        machine.calls.clear();
+        for (const auto& object : objects) {
+            ComPointer<IDispatch> dispatch;
+            ComPointer<ITypeInfo> information;
+            if (SUCCEEDED(object->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(dispatch.put()))))
+                dispatch->GetTypeInfo(0, 0, information.put()); // which the array does not have
+        }
+        EXPECT_EQ(machine.calls.count("LoadRegTypeLib"), 1) << "the type library is read once for all objects";
         auto kept = objects[last];
         objects.clear();
         EXPECT_RESULT(S_FALSE, dll().canUnloadNow());

@@ -178,8 +178,7 @@ TEST_F(Rename, EventsGoOnWhileTheDriverDoesNotAnswer) {
     renaming.join();
     announcing.join();
     EXPECT_EQ(
-        journal.texts(),
-        (Texts{"listener changed COM6 mode", "listener added COM7", "listener changed COM6 name"}));
+        journal.texts(), (Texts{"listener changed COM6 mode", "listener added COM7", "listener changed COM6 name"}));
 }
 
 TEST_F(Rename, DeviceThatHasAnotherNameByNowIsLeftAloneAndReported) {
