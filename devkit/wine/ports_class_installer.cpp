@@ -1,18 +1,23 @@
 // Stands in for the Ports class installer of Windows's msports.dll, which Wine 8 only names: setupapi calls it for
 // each device of the class, once the class's key names it (Installer32 = "msports.dll,PortsClassInstaller").
 //
-// It gives a new port its number, its PortName and a friendly name with it, and takes the number back when the port
+// It gives a new port its number, its PortName and what people know it by, and takes the number back when the port
 // is removed. The default actions are called from here, because only then is it known whether they succeeded.
 #include "base/unique.h"
 #include "device_tree.h"
 #include "msports.h"
+#include "pnp/port_name.h"
 
+#include <cfgmgr32.h>
+
+#include <cwchar>
 #include <iterator>
 #include <new>
 #include <string>
 
 namespace {
 
+namespace pnp = zorvan::pnp;
 using zorvan::UniqueRegistryKey;
 using zorvan::devkit::DeviceTreeLock;
 
@@ -52,19 +57,6 @@ UniqueRegistryKey openHardwareKey(HDEVINFO set, PSP_DEVINFO_DATA device) {
     return UniqueRegistryKey(key == INVALID_HANDLE_VALUE ? nullptr : key);
 }
 
-std::wstring readPortName(HKEY key) {
-    wchar_t name[MAX_PATH];
-    DWORD size = sizeof name;
-    const LSTATUS status = RegGetValueW(key, nullptr, kPortName, RRF_RT_REG_SZ, nullptr, name, &size);
-    return status == ERROR_SUCCESS ? name : std::wstring();
-}
-
-LSTATUS writePortName(HKEY key, const std::wstring& name) {
-    return RegSetValueExW(
-        key, kPortName, 0, REG_SZ, reinterpret_cast<const BYTE*>(name.c_str()),
-        static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
-}
-
 // 0 for a name that is not of a COM port.
 DWORD portNumber(const std::wstring& name) {
     if (name.compare(0, kPrefixLength, kPrefix) != 0)
@@ -75,14 +67,14 @@ DWORD portNumber(const std::wstring& name) {
 // The name that the device has or, if it has none, a new one. What was claimed for it goes back unless kept.
 class PortNameClaim {
 public:
-    explicit PortNameClaim(HKEY key) : key_(key), name_(readPortName(key)) {
+    explicit PortNameClaim(HKEY key) : key_(key), name_(pnp::readPortName(key)) {
         if (!name_.empty())
             return;
         status_ = claimNextFree(claimed_);
         if (status_ != ERROR_SUCCESS)
             return;
-        name_ = kPrefix + std::to_wstring(claimed_);
-        status_ = writePortName(key_, name_);
+        name_ = pnp::portName(claimed_);
+        status_ = pnp::writePortName(key_, name_);
     }
     ~PortNameClaim() {
         if (claimed_ == 0)
@@ -104,26 +96,39 @@ private:
     LONG status_ = ERROR_SUCCESS;
 };
 
-// The selected driver's; the device gets it as its own only by the default action.
-std::wstring description(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    SP_DRVINFO_DATA_W driver{};
-    driver.cbSize = sizeof driver;
-    if (SetupDiGetSelectedDriverW(set, device, &driver))
-        return driver.Description;
-    return L"Communications Port";
+bool setText(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property, const std::wstring& text) {
+    return SetupDiSetDeviceRegistryPropertyW(
+        set, device, property, reinterpret_cast<const BYTE*>(text.c_str()),
+        static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
-bool setFriendlyName(HDEVINFO set, PSP_DEVINFO_DATA device, const std::wstring& portName) {
-    const std::wstring name = description(set, device) + L" (" + portName + L")";
-    return SetupDiSetDeviceRegistryPropertyW(
-        set, device, SPDRP_FRIENDLYNAME, reinterpret_cast<const BYTE*>(name.c_str()),
-        static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
+// Which one of the ports of its kind it is, whatever it is called: in the form in which Windows names the place of a
+// device on its bus.
+bool setLocation(HDEVINFO set, PSP_DEVINFO_DATA device) {
+    wchar_t id[MAX_DEVICE_ID_LEN];
+    if (!SetupDiGetDeviceInstanceIdW(set, device, id, MAX_DEVICE_ID_LEN, nullptr))
+        return false;
+    const wchar_t* const backslash = std::wcsrchr(id, L'\\');
+    return backslash != nullptr &&
+           setText(set, device, SPDRP_LOCATION_INFORMATION, std::wstring(L"Port_#") + (backslash + 1));
+}
+
+// What programs list a port by. Windows takes the manufacturer from the INF, Wine does not; there are programs that
+// do not survive a port without one. The description becomes a property of the device only by the default action.
+bool describe(HDEVINFO set, PSP_DEVINFO_DATA device, const std::wstring& portName) {
+    SP_DRVINFO_DATA_W driver{};
+    driver.cbSize = sizeof driver;
+    if (!SetupDiGetSelectedDriverW(set, device, &driver))
+        return false;
+    return setText(set, device, SPDRP_FRIENDLYNAME, std::wstring(driver.Description) + L" (" + portName + L")") &&
+           setText(set, device, SPDRP_MFG, driver.MfgName) && setLocation(set, device);
 }
 
 // Wine's removal frees the instance ID before the driver's process lets go of the device; a device that is installed
 // under the same ID in between would be taken for the old one and never start. Hence the locks below.
 
-// Both names have to be there before the default action, because it starts the driver, which reads them.
+// All of it has to be there before the default action, because that starts the driver, which reads the name, and
+// announces the port.
 DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     const DeviceTreeLock lock;
     const UniqueRegistryKey key = openHardwareKey(set, device);
@@ -132,7 +137,7 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     PortNameClaim claim(key.get());
     if (claim.status() != ERROR_SUCCESS)
         return static_cast<DWORD>(claim.status());
-    if (!setFriendlyName(set, device, claim.name()) || !SetupDiInstallDevice(set, device))
+    if (!describe(set, device, claim.name()) || !SetupDiInstallDevice(set, device))
         return lastError();
     claim.keep();
     return NO_ERROR;
@@ -142,7 +147,7 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
 DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     const DeviceTreeLock lock;
     UniqueRegistryKey key = openHardwareKey(set, device);
-    const DWORD number = key ? portNumber(readPortName(key.get())) : 0;
+    const DWORD number = key ? portNumber(pnp::readPortName(key.get())) : 0;
     key.reset();
     if (!SetupDiRemoveDevice(set, device))
         return lastError();

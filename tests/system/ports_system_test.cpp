@@ -1,4 +1,4 @@
-// Renaming as the system and other programs see it.
+// Ports as the system and other programs see them: where their names are, and what they are listed by.
 #include "client.h"
 
 #include "base/unique.h"
@@ -26,11 +26,11 @@ bool isReserved(unsigned number) {
     return (bits[(number - 1) / 8] >> (number - 1) % 8 & 1) != 0;
 }
 
-std::wstring friendlyNameOf(HDEVINFO set, SP_DEVINFO_DATA& device) {
-    std::array<wchar_t, 256> name{};
+std::wstring propertyOf(HDEVINFO set, SP_DEVINFO_DATA& device, DWORD property) {
+    std::array<wchar_t, 256> text{};
     SetupDiGetDeviceRegistryPropertyW(
-        set, &device, SPDRP_FRIENDLYNAME, nullptr, reinterpret_cast<BYTE*>(name.data()), sizeof name, nullptr);
-    return name.data();
+        set, &device, property, nullptr, reinterpret_cast<BYTE*>(text.data()), sizeof text, nullptr);
+    return text.data();
 }
 
 // As any program would; empty when the port cannot be opened.
@@ -52,7 +52,7 @@ Traces tracesOf(unsigned number) {
     pnp::forEachDevice(set, [&](SP_DEVINFO_DATA& device) {
         if (pnp::readPortName(pnp::openHardwareKey(set.get(), device, KEY_READ).get()) == name)
             traces.insert("PortName");
-        if (friendlyNameOf(set.get(), device).find(L"(" + name + L")") != std::wstring::npos)
+        if (propertyOf(set.get(), device, SPDRP_FRIENDLYNAME).find(L"(" + name + L")") != std::wstring::npos)
             traces.insert("friendly name");
     });
     return traces;
@@ -62,9 +62,9 @@ HRESULT rename(IVirtualSerialDevice& device, const wchar_t* name) {
     return device.put_portName(makeBstr(name).get());
 }
 
-using RenameSystemTest = SystemTest;
+using PortsSystemTest = SystemTest;
 
-TEST_F(RenameSystemTest, EverythingFollowsTheName) {
+TEST_F(PortsSystemTest, EverythingFollowsTheName) {
     auto& device = create(L"COM90");
     const auto path = textOf(device, &IVirtualSerialDevice::get_path);
     ASSERT_EQ(kAll, tracesOf(90));
@@ -90,10 +90,22 @@ TEST_F(RenameSystemTest, EverythingFollowsTheName) {
     EXPECT_EQ(Traces{}, tracesOf(91));
 }
 
-TEST_F(RenameSystemTest, OtherPortsKeepTheirNames) {
+TEST_F(PortsSystemTest, OtherPortsKeepTheirNames) {
     create(L"COM90");
     EXPECT_EQ(S_OK, rename(create(L"COM93"), L"COM94"));
     EXPECT_EQ(kAll, tracesOf(90));
+}
+
+TEST_F(PortsSystemTest, AreListedWithMakerAndPlace) {
+    create(L"COM90");
+    create(L"COM91");
+    std::set<std::wstring> places;
+    const auto set = pnp::presentDevices(pnp::kSerialPortInterface);
+    pnp::forEachDevice(set, [&](SP_DEVINFO_DATA& device) {
+        EXPECT_EQ(L"zorvanlib", propertyOf(set.get(), device, SPDRP_MFG));
+        places.insert(propertyOf(set.get(), device, SPDRP_LOCATION_INFORMATION));
+    });
+    EXPECT_EQ(2U, places.size());
 }
 
 } // namespace
