@@ -6,12 +6,13 @@
 #include "base/unique.h"
 #include "device_tree.h"
 #include "msports.h"
+#include "pnp/device_classes.h"
+#include "pnp/device_information_set.h"
 #include "pnp/port_name.h"
 
 #include <cfgmgr32.h>
 
 #include <cwchar>
-#include <iterator>
 #include <new>
 #include <string>
 
@@ -22,8 +23,6 @@ using zorvan::UniqueRegistryKey;
 using zorvan::devkit::DeviceTreeLock;
 
 constexpr wchar_t kPortName[] = L"PortName";
-constexpr wchar_t kPrefix[] = L"COM";
-constexpr std::size_t kPrefixLength = std::size(kPrefix) - 1;
 
 struct ComDatabaseTraits {
     using Value = HCOMDB;
@@ -32,17 +31,43 @@ struct ComDatabaseTraits {
 };
 using UniqueComDatabase = zorvan::Unique<ComDatabaseTraits>;
 
-LONG claimNextFree(DWORD& number) {
-    UniqueComDatabase database;
-    const LONG status = ComDBOpen(database.put());
-    return status == ERROR_SUCCESS ? ComDBClaimNextFreePort(database.get(), &number) : status;
+// How many devices of the class have the number, present or not.
+unsigned devicesWith(DWORD number) {
+    const pnp::DeviceInformationSet set(SetupDiGetClassDevsW(&pnp::kPortsClass, nullptr, nullptr, 0));
+    unsigned count = 0;
+    pnp::forEachDevice(set, [&](SP_DEVINFO_DATA& device) {
+        const auto key = pnp::openHardwareKey(set.get(), device, KEY_READ);
+        if (key && pnp::portNumber(pnp::readPortName(key.get())) == number)
+            ++count;
+    });
+    return count;
 }
 
-// A number that cannot be given back stays in use, which keeps no port from working.
+// A number that a device has and the database has lost is the device's again from here on.
+LONG claimNextFree(DWORD& number) {
+    UniqueComDatabase database;
+    LONG status = ComDBOpen(database.put());
+    if (status != ERROR_SUCCESS)
+        return status;
+    do
+        status = ComDBClaimNextFreePort(database.get(), &number);
+    while (status == ERROR_SUCCESS && devicesWith(number) != 0);
+    return status;
+}
+
+// A number that cannot be given back stays in use, which keeps no port from working. The database refuses what is
+// none.
 void release(DWORD number) {
     UniqueComDatabase database;
     if (ComDBOpen(database.put()) == ERROR_SUCCESS)
         ComDBReleasePort(database.get(), number);
+}
+
+// A number that was given back too soon. Somebody else may have it by now.
+void claim(DWORD number) {
+    UniqueComDatabase database;
+    if (ComDBOpen(database.put()) == ERROR_SUCCESS)
+        ComDBClaimPort(database.get(), number, FALSE, nullptr);
 }
 
 // A failure that left no error must not pass for success.
@@ -55,13 +80,6 @@ DWORD lastError() {
 UniqueRegistryKey openHardwareKey(HDEVINFO set, PSP_DEVINFO_DATA device) {
     const HKEY key = SetupDiCreateDevRegKeyW(set, device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, nullptr, nullptr);
     return UniqueRegistryKey(key == INVALID_HANDLE_VALUE ? nullptr : key);
-}
-
-// 0 for a name that is not of a COM port.
-DWORD portNumber(const std::wstring& name) {
-    if (name.compare(0, kPrefixLength, kPrefix) != 0)
-        return 0;
-    return wcstoul(name.c_str() + kPrefixLength, nullptr, 10);
 }
 
 // The name that the device has or, if it has none, a new one. What was claimed for it goes back unless kept.
@@ -143,17 +161,21 @@ DWORD installPort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     return NO_ERROR;
 }
 
-// The number is free only when the driver has let go of the name.
+// The number goes back first: a removal takes its time, and the client may be ended in it. Nobody else gets the
+// number before the driver has let go of the name, as no number is given out whose name opens something. A port may
+// be called anything: its number is what whoever claims one for a name takes it for.
 DWORD removePort(HDEVINFO set, PSP_DEVINFO_DATA device) {
     const DeviceTreeLock lock;
     UniqueRegistryKey key = openHardwareKey(set, device);
-    const DWORD number = key ? portNumber(pnp::readPortName(key.get())) : 0;
+    const DWORD number = key ? pnp::portNumber(pnp::readPortName(key.get())) : 0;
     key.reset();
-    if (!SetupDiRemoveDevice(set, device))
-        return lastError();
-    if (number != 0)
+    if (devicesWith(number) == 1)
         release(number);
-    return NO_ERROR;
+    if (SetupDiRemoveDevice(set, device))
+        return NO_ERROR;
+    const DWORD error = lastError();
+    claim(number);
+    return error;
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "base/unique.h"
 #include "pnp/device_classes.h"
 #include "pnp/device_information_set.h"
+#include "pnp/port_database.h"
 #include "pnp/port_name.h"
 
 #include <array>
@@ -84,7 +85,7 @@ TEST_F(PortsSystemTest, EverythingFollowsTheName) {
     EXPECT_EQ(kAll, tracesOf(90));
     EXPECT_EQ(E_FAIL, rename(second, L"COM91")) << "which is in use";
     EXPECT_EQ(S_OK, second.deleteDevice());
-    EXPECT_EQ(S_OK, rename(device, L"COM90"));
+    EXPECT_EQ(S_OK, rename(device, L"LPT90")) << "which takes the number, too";
     EXPECT_EQ(S_OK, device.deleteDevice());
     EXPECT_EQ(Traces{}, tracesOf(90));
     EXPECT_EQ(Traces{}, tracesOf(91));
@@ -94,6 +95,21 @@ TEST_F(PortsSystemTest, OtherPortsKeepTheirNames) {
     create(L"COM90");
     EXPECT_EQ(S_OK, rename(create(L"COM93"), L"COM94"));
     EXPECT_EQ(kAll, tracesOf(90));
+}
+
+Unique<pnp::PortDatabaseTraits> openDatabase() {
+    Unique<pnp::PortDatabaseTraits> database;
+    EXPECT_EQ(ERROR_SUCCESS, ComDBOpen(database.put()));
+    return database;
+}
+
+TEST_F(PortsSystemTest, NoneGetsTheNumberOfAnotherThatTheDatabaseHasLost) {
+    auto& first = create();
+    EXPECT_EQ(S_OK, first.put_enabled(VARIANT_FALSE)) << "its name opens nothing then";
+    const auto number = pnp::portNumber(portName(first));
+    EXPECT_EQ(ERROR_SUCCESS, ComDBReleasePort(openDatabase().get(), number));
+    EXPECT_NE(portName(first), portName(create()));
+    EXPECT_TRUE(isReserved(number)) << "and the database has it again";
 }
 
 TEST_F(PortsSystemTest, AreListedWithMakerAndPlace) {
