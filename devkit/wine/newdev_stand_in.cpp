@@ -2,8 +2,11 @@
 // every step of an installation; this puts them in the order in which Windows takes them.
 #include "newdev_stand_in.h"
 
+#include "driver_choice.h"
+
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 namespace zorvan::devkit {
 
@@ -14,6 +17,11 @@ constexpr DWORD kNoFinishInstallUi = 0x2;
 constexpr DWORD kInstallNullDriver = 0x4;
 constexpr DWORD kInstallCopyInfDrivers = 0x8;
 constexpr DWORD kKnownFlags = kShowSearchUi | kNoFinishInstallUi | kInstallNullDriver | kInstallCopyInfDrivers;
+
+// Windows takes longer to install a device than those who are told of it take to look at it. Without this time,
+// whoever waits for the device after its installation looks for it a moment too early, and sleeps half a second until
+// the next look.
+constexpr DWORD kAftermath = 100; // milliseconds
 
 // DIF_INSTALLDEVICE copies the driver's files too, so that DIF_INSTALLDEVICEFILES is left out.
 constexpr DI_FUNCTION kSteps[] = {
@@ -36,6 +44,24 @@ BOOL fail(DWORD error) {
     return FALSE;
 }
 
+BOOL install(HDEVINFO set, PSP_DEVINFO_DATA device, PBOOL needReboot) {
+    DriverChoice choice(set, device);
+    if (!choice.buildList())
+        return FALSE;
+    const bool installed = std::all_of(
+        std::begin(kSteps), std::end(kSteps), [&](DI_FUNCTION step) { return takeStep(step, set, device); });
+    const DWORD error = GetLastError();
+    // A failed installation may need a restart too.
+    if (needReboot)
+        *needReboot = needsReboot(set, device);
+    if (installed) {
+        choice.remember();
+        Sleep(kAftermath);
+    }
+    SetLastError(error);
+    return installed;
+}
+
 } // namespace
 
 // No window is ever shown: not for the search that kShowSearchUi asks for, and not for a restart.
@@ -47,16 +73,11 @@ installDevice(HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W dr
         return fail(ERROR_INVALID_FLAGS);
     if (driver || (flags & kInstallNullDriver))
         return fail(ERROR_CALL_NOT_IMPLEMENTED);
-    if (!SetupDiBuildDriverInfoList(set, device, SPDIT_COMPATDRIVER))
-        return FALSE;
-    const bool installed = std::all_of(
-        std::begin(kSteps), std::end(kSteps), [&](DI_FUNCTION step) { return takeStep(step, set, device); });
-    const DWORD error = GetLastError();
-    // A failed installation may need a restart too.
-    if (needReboot)
-        *needReboot = needsReboot(set, device);
-    SetLastError(error);
-    return installed;
+    try {
+        return install(set, device, needReboot);
+    } catch (const std::bad_alloc&) {
+        return fail(ERROR_NOT_ENOUGH_MEMORY);
+    }
 }
 
 } // namespace zorvan::devkit
