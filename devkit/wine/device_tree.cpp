@@ -37,12 +37,17 @@ HDEVINFO WINAPI getClassDevs(
 
 using InstanceId = wchar_t[MAX_DEVICE_ID_LEN];
 
+// A client that is ended while setupapi makes a node for it leaves a key without a class. Nobody sees that; it is in
+// the way of the next node only.
 bool nodeExists(const InstanceId& id) {
     constexpr wchar_t kEnum[] = L"System\\CurrentControlSet\\Enum\\";
     wchar_t path[std::size(kEnum) + MAX_DEVICE_ID_LEN];
     std::swprintf(path, std::size(path), L"%ls%ls", kEnum, id); // fits
-    UniqueRegistryKey key;
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.put()) == ERROR_SUCCESS;
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, path, L"ClassGUID", RRF_RT_REG_SZ, nullptr, nullptr, nullptr) ==
+        ERROR_SUCCESS)
+        return true;
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, path); // normally there is none
+    return false;
 }
 
 // The first one of the name that is free. False for a name that cannot have one.

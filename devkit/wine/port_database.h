@@ -38,13 +38,13 @@ public:
     // The lowest number that is neither in use nor the name of a port of Wine's own.
     LONG claimNextFree(DWORD& number);
     LONG release(DWORD number);
+    LONG load(PortBits& bits) const;
 
 private:
     PortDatabase(UniqueRegistryKey key, UniqueHandle mutex) : key_(std::move(key)), mutex_(std::move(mutex)) {}
 
     template <class Change>
     LONG update(Change change);
-    LONG load(PortBits& bits) const;
     LONG store(const PortBits& bits) const;
 
     UniqueRegistryKey key_;

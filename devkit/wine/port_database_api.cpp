@@ -3,6 +3,7 @@
 #include "msports.h"
 #include "port_database.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,6 +11,7 @@
 
 namespace {
 
+using zorvan::devkit::PortBits;
 using zorvan::devkit::PortDatabase;
 
 // The handles that are open in this process: a wrong or closed one must be refused, not followed.
@@ -87,4 +89,21 @@ LONG WINAPI ComDBClaimPort(HCOMDB database, DWORD number, BOOL forceClaim, PBOOL
 
 LONG WINAPI ComDBReleasePort(HCOMDB database, DWORD number) {
     return withDatabase(database, [&](PortDatabase& opened) { return opened.release(number); });
+}
+
+// One bit for each number; without a buffer, how many numbers there are.
+LONG WINAPI ComDBGetCurrentPortUsage(HCOMDB database, PBYTE buffer, DWORD size, ULONG reportType, LPDWORD portCount) {
+    if (reportType != CDB_REPORT_BITS || (!buffer && !portCount))
+        return ERROR_INVALID_PARAMETER;
+    return withDatabase(database, [&](PortDatabase& opened) {
+        PortBits bits({});
+        const LONG status = opened.load(bits);
+        if (status != ERROR_SUCCESS)
+            return status;
+        if (buffer)
+            std::copy_n(bits.bytes().begin(), std::min<std::size_t>(size, bits.bytes().size()), buffer);
+        if (portCount)
+            *portCount = bits.size();
+        return status;
+    });
 }

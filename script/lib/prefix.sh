@@ -198,6 +198,7 @@ prefix_take_out() {
   [ -e "$(prefix_home)/bin/zorvanlib.dll" ] || return 0
   rm -f "$prefix"/zorvanlib/{library,driver}
   prefix_take_out_step delete-ports prefix_delete_ports &&
+    sed 's/^/    deleted: /; s/\r$//' "$prefix/zorvanlib/delete-ports.log" >&2 &&
     prefix_take_out_step driver-removal prefix_driver_setup uninstall &&
     prefix_take_out_step library-removal prefix_wine regsvr32 /u "$prefix_library" &&
     rm -rf -- "$(prefix_home)"

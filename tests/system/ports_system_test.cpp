@@ -1,4 +1,5 @@
-// Ports as the system and other programs see them: where their names are, and what they are listed by.
+// Ports as the system and other programs see them: where their names are, what they are listed by, what is left of
+// them.
 #include "client.h"
 
 #include "base/unique.h"
@@ -6,6 +7,8 @@
 #include "pnp/device_information_set.h"
 #include "pnp/port_database.h"
 #include "pnp/port_name.h"
+#include "runner/runner.h"
+#include "support/program.h"
 
 #include <array>
 
@@ -122,6 +125,33 @@ TEST_F(PortsSystemTest, AreListedWithMakerAndPlace) {
         places.insert(propertyOf(set.get(), device, SPDRP_LOCATION_INFORMATION));
     });
     EXPECT_EQ(2U, places.size());
+}
+
+// As left by a client that was ended in createDevice.
+void leaveNode(const wchar_t* name) {
+    const pnp::DeviceInformationSet set(SetupDiCreateDeviceInfoList(&pnp::kPortsClass, nullptr));
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    constexpr wchar_t kIds[] = L"QELTRAVIRT\\QeltraZorvan3\0";
+    ASSERT_TRUE(
+        SetupDiCreateDeviceInfoW(
+            set.get(), L"Ports", &pnp::kPortsClass, nullptr, nullptr, DICD_GENERATE_ID, &device) &&
+        SetupDiSetDeviceRegistryPropertyW(
+            set.get(), &device, SPDRP_HARDWAREID, reinterpret_cast<const BYTE*>(kIds), sizeof kIds) &&
+        SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set.get(), &device));
+    const UniqueRegistryKey key(
+        SetupDiCreateDevRegKeyW(set.get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, nullptr, nullptr));
+    EXPECT_EQ(ERROR_SUCCESS, pnp::writePortName(key.get(), name));
+}
+
+TEST_F(PortsSystemTest, LeftoversAreDeletedAndNamed) {
+    leaveNode(L"COM90");
+    ASSERT_EQ(ERROR_SUCCESS, ComDBClaimPort(openDatabase().get(), 91, TRUE, nullptr));
+    const auto deletePorts = L"\"" + siblingPath(L"..\\devkit\\tools\\delete_ports.exe") + L"\"";
+    const auto first = runProgram(deletePorts);
+    EXPECT_EQ(0U, first.exitCode);
+    EXPECT_EQ("COM90, ROOT\\PORTS\\0000, without a driver\nthe number 91, which no port has\n", first.output);
+    EXPECT_EQ("", runProgram(deletePorts).output) << "nothing is left";
 }
 
 } // namespace
