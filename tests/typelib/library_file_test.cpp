@@ -1,4 +1,4 @@
-// The DLL as a file: what it carries, and what it brings along against attacks on its memory.
+// The DLL as a file: what it imports and carries, and what it brings along against attacks on its memory.
 #include "runner/runner.h"
 #include "support/program.h"
 
@@ -6,8 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
+#include <map>
+#include <set>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -24,6 +28,36 @@ const IMAGE_NT_HEADERS64& headersOf(const std::string& file) {
 std::span<const IMAGE_SECTION_HEADER> sectionsOf(const std::string& file) {
     const auto& headers = headersOf(file); // which the sections' follow
     return {reinterpret_cast<const IMAGE_SECTION_HEADER*>(&headers + 1), headers.FileHeader.NumberOfSections};
+}
+
+// What stands on the disk for an address, relative to the start of the module.
+const char* contentAt(DWORD address, const std::string& file) {
+    for (const auto& section : sectionsOf(file))
+        if (address >= section.VirtualAddress && address - section.VirtualAddress < section.SizeOfRawData)
+            return file.data() + section.PointerToRawData + (address - section.VirtualAddress);
+    throw std::runtime_error("an address is in no section");
+}
+
+// Each DLL with its functions, in the order of the alphabet.
+std::string importsOf(const std::string& file) {
+    std::map<std::string, std::set<std::string>> imports;
+    const auto table = headersOf(file).OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    const auto* dll = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(contentAt(table, file));
+    for (; dll->Name != 0; ++dll) {
+        auto& functions = imports[contentAt(dll->Name, file)];
+        const auto* entry = reinterpret_cast<const IMAGE_THUNK_DATA64*>(contentAt(dll->FirstThunk, file));
+        for (; entry->u1.AddressOfData != 0; ++entry) {
+            const auto address = static_cast<DWORD>(entry->u1.AddressOfData);
+            functions.insert(contentAt(address + offsetof(IMAGE_IMPORT_BY_NAME, Name), file));
+        }
+    }
+    std::string text;
+    for (const auto& [name, functions] : imports) {
+        text += name + "\n";
+        for (const auto& function : functions)
+            text += "  " + function + "\n";
+    }
+    return text;
 }
 
 // Where a function is, relative to the start of the module; 0 when the symbols lack it. The name is longer than eight
@@ -70,6 +104,10 @@ TEST_F(LibraryFile, MayBeLoadedAnywhereAndItsDataAreNotExecuted) {
     constexpr DWORD kBoth = IMAGE_SCN_MEM_EXECUTE | IMAGE_SCN_MEM_WRITE;
     for (const auto& section : sectionsOf(file_))
         EXPECT_NE(kBoth, section.Characteristics & kBoth) << section.Name;
+}
+
+TEST_F(LibraryFile, ImportsWhatIsListedFromTheDllsThatAreListed) {
+    EXPECT_EQ(readFile(SOURCE_FOLDER L"tests/typelib/imports.txt"), importsOf(file_));
 }
 
 // A protected function ends in a call of __stack_chk_fail when its frame was overwritten.
