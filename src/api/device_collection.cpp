@@ -27,25 +27,19 @@ Variant copyOf(BSTR text) {
 } // namespace
 
 HRESULT CDeviceCollection::get__NewEnum(IUnknown** enumerator) noexcept {
-    return comBoundary([&] {
-        requirePointer(enumerator);
-        *enumerator = makeComObject<CDeviceEnumerator>(ComPointer<CDeviceCollection>(this)).detach();
-    });
+    return comGetter(
+        enumerator, [&] { return makeComObject<CDeviceEnumerator>(ComPointer<CDeviceCollection>(this)).detach(); });
 }
 
 HRESULT CDeviceCollection::get_Item(VARIANT index, IVirtualSerialDevice** device) noexcept {
-    return comBoundary([&] {
-        requirePointer(device);
+    return comGetter(device, [&] {
         const auto& found = index.vt == VT_BSTR ? deviceNamed(index.bstrVal) : deviceAt(index);
-        *device = ComPointer<IVirtualSerialDevice>(found).detach();
+        return ComPointer<IVirtualSerialDevice>(found).detach();
     });
 }
 
 HRESULT CDeviceCollection::get_Count(LONG* count) noexcept {
-    return comBoundary([&] {
-        requirePointer(count);
-        *count = static_cast<LONG>(devices_.size());
-    });
+    return comGetter(count, [&] { return static_cast<LONG>(devices_.size()); });
 }
 
 const ComPointer<IVirtualSerialDevice>& CDeviceCollection::deviceNamed(BSTR name) const {

@@ -43,10 +43,7 @@ HRESULT CDeviceEnumerator::Reset() noexcept {
 HRESULT CDeviceEnumerator::Clone(IEnumVARIANT** clone) noexcept {
     // The clone starts at the first device, not where this one stands. Intended, although most enumerators copy the
     // position.
-    return comBoundary([&] {
-        requirePointer(clone);
-        *clone = makeComObject<CDeviceEnumerator>(owner_).detach();
-    });
+    return comGetter(clone, [&] { return makeComObject<CDeviceEnumerator>(owner_).detach(); });
 }
 
 } // namespace zorvan

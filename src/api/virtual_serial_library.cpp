@@ -62,8 +62,7 @@ void CVirtualSerialLibrary::destroy() noexcept {
 }
 
 HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevice** device) noexcept {
-    return comBoundary([&] {
-        requirePointer(device);
+    return comGetter(device, [&] {
         const auto number = requestedNumber(portName);
         const ComPointer<CVirtualSerialLibrary> self(this); // a listener may release the caller's reference
         const auto knownBefore = devices_.snapshot();
@@ -73,7 +72,7 @@ HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevi
         // The code is the one of a needed restart, although none may be needed. Intended.
         if (!created)
             throw HResultError(pnp::kRestartNeeded);
-        *device = created.detach();
+        return created.detach();
     });
 }
 
@@ -88,17 +87,12 @@ ComPointer<IVirtualSerialDevice> CVirtualSerialLibrary::waitForDevice(const std:
 }
 
 HRESULT CVirtualSerialLibrary::get_devicesCollection(IDeviceCollection** collection) noexcept {
-    return comBoundary([&] {
-        requirePointer(collection);
-        *collection = makeComObject<CDeviceCollection>(devices_.snapshot(), reference()).detach();
-    });
+    return comGetter(
+        collection, [&] { return makeComObject<CDeviceCollection>(devices_.snapshot(), reference()).detach(); });
 }
 
 HRESULT CVirtualSerialLibrary::get_devicesArray(IDispatch** array) noexcept {
-    return comBoundary([&] {
-        requirePointer(array);
-        *array = makeComObject<CDeviceArray>(devices_.snapshot(), reference()).detach();
-    });
+    return comGetter(array, [&] { return makeComObject<CDeviceArray>(devices_.snapshot(), reference()).detach(); });
 }
 
 HRESULT CVirtualSerialLibrary::addListener(IVirtualSerialLibraryListener* listener) noexcept {
@@ -166,12 +160,11 @@ HRESULT CVirtualSerialLibrary::portNameChanged(CVirtualSerialDevice* device) noe
 }
 
 HRESULT CVirtualSerialLibrary::findDeviceByNumber(DWORD number, IVirtualSerialDevice** device) noexcept {
-    return comBoundary([&] {
-        requirePointer(device);
+    return comGetter(device, [&] {
         auto found = devices_.findByNumber(number);
         if (!found)
             throw HResultError(hresultFromWin32(ERROR_NOT_FOUND));
-        *device = found.detach();
+        return found.detach();
     });
 }
 

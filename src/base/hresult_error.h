@@ -49,4 +49,16 @@ HRESULT comBoundary(Body&& body) noexcept {
     }
 }
 
+// Runs the body of a getter, which returns the value. Strings and objects are null whenever the getter does not give
+// one, also when it fails without an error code, which reads as a success; numbers stay what they were.
+template <class Value, class Body>
+HRESULT comGetter(Value* value, Body&& body) noexcept {
+    return comBoundary([&] {
+        requirePointer(value);
+        if constexpr (std::is_pointer_v<Value>)
+            *value = nullptr;
+        *value = std::forward<Body>(body)();
+    });
+}
+
 } // namespace zorvan

@@ -61,11 +61,10 @@ void TypeInformation::forget() {
 }
 
 HRESULT TypeInformation::get(UINT index, ITypeInfo** information) noexcept {
-    return comBoundary([&] {
-        requirePointer(information);
+    return comGetter(information, [&] {
         if (index != 0)
             throw HResultError(DISP_E_BADINDEX);
-        *information = ComPointer<ITypeInfo>(&loaded()).detach();
+        return ComPointer<ITypeInfo>(&loaded()).detach();
     });
 }
 

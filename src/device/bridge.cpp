@@ -81,12 +81,13 @@ HRESULT CVirtualSerialDevice::createRemoteBridge(
 }
 
 HRESULT CVirtualSerialDevice::get_pair(IVirtualSerialDevice** anotherDevice) noexcept {
-    return comBoundary([&] {
-        requirePointer(anotherDevice);
+    return comGetter(anotherDevice, [&] {
         const auto number = driver::query<std::uint32_t>(aliveControlPath(), protocol::Query::Pair);
         if (number == 0)
             throw HResultError(E_FAIL);
-        return library_.findDeviceByNumber(number, anotherDevice);
+        ComPointer<IVirtualSerialDevice> pair;
+        throwIfFailed(library_.findDeviceByNumber(number, pair.put()));
+        return pair.detach();
     });
 }
 

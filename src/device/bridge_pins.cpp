@@ -18,9 +18,8 @@ HRESULT CVirtualSerialDevice::get_remoteSocket(ISocket** socket) noexcept {
 }
 
 HRESULT CVirtualSerialDevice::newSocket(bool remote, ISocket** socket) noexcept {
-    return comBoundary([&] {
-        requirePointer(socket);
-        *socket = makeComObject<CBridgeSocket>(ComPointer<CVirtualSerialDevice>(this), remote).detach();
+    return comGetter(socket, [&] {
+        return makeComObject<CBridgeSocket>(ComPointer<CVirtualSerialDevice>(this), remote).detach();
     });
 }
 

@@ -6,10 +6,7 @@
 namespace zorvan {
 
 HRESULT CBridgeSocket::pin(PinSignal signal, IPin** value) const noexcept {
-    return comBoundary([&] {
-        requirePointer(value);
-        *value = makeComObject<CBridgePin>(device_, Pin{signal, remote_}).detach();
-    });
+    return comGetter(value, [&] { return makeComObject<CBridgePin>(device_, Pin{signal, remote_}).detach(); });
 }
 
 } // namespace zorvan

@@ -29,7 +29,8 @@ UniqueHostHandle requireHostHandle(DWORD hostProcessId, const UniqueHandle& file
 } // namespace
 
 HRESULT CVirtualSerialDevice::connectToFiles(BSTR inputFile, BSTR outputFile, FileCreationMode creation) noexcept {
-    return comBoundary([&] {
+    bool connected = false;
+    const HRESULT result = comBoundary([&] {
         const auto path = aliveControlPath();
         const auto input =
             openFile(nulTerminated(inputFile), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
@@ -43,7 +44,10 @@ HRESULT CVirtualSerialDevice::connectToFiles(BSTR inputFile, BSTR outputFile, Fi
             path, protocol::Set::ConnectFiles, HostHandlePair{hostOutput.get().value, hostInput.get().value});
         hostOutput.release();
         hostInput.release();
+        connected = true;
     });
+    // Elsewhere a failure without an error code reads as a success. Here the driver may not even have been asked.
+    return SUCCEEDED(result) && !connected ? E_FAIL : result;
 }
 
 HRESULT CVirtualSerialDevice::get_inputFileName(BSTR* name) noexcept {
@@ -55,10 +59,9 @@ HRESULT CVirtualSerialDevice::get_outputFileName(BSTR* name) noexcept {
 }
 
 HRESULT CVirtualSerialDevice::getFileName(std::uint64_t HostHandlePair::*file, BSTR* name) noexcept {
-    return comBoundary([&] {
-        requirePointer(name);
+    return comGetter(name, [&] {
         const auto files = driver::query<HostHandlePair>(aliveControlPath(), protocol::Query::FileHandles);
-        *name = newBstr(getHostHandleName(deviceNumber(), files.*file));
+        return newBstr(getHostHandleName(deviceNumber(), files.*file));
     });
 }
 

@@ -45,10 +45,9 @@ void CVirtualSerialDevice::listen(const VARIANT& securityDescriptor) {
 }
 
 HRESULT CVirtualSerialDevice::get_securityDescriptor(BSTR* text) noexcept {
-    return comBoundary([&] {
-        requirePointer(text);
+    return comGetter(text, [&] {
         const auto reply = driver::sendQuery(aliveControlPath(), protocol::Query::SecurityDescriptor);
-        *text = newBstr(protocol::RecordReader(reply).readString());
+        return newBstr(protocol::RecordReader(reply).readString());
     });
 }
 

@@ -56,10 +56,9 @@ void CVirtualSerialDevice::handOverPipe(const std::wstring& path, UniqueHandle p
 }
 
 HRESULT CVirtualSerialDevice::get_PipeName(BSTR* name) noexcept {
-    return comBoundary([&] {
-        requirePointer(name);
+    return comGetter(name, [&] {
         const auto pipe = driver::query<std::uint64_t>(aliveControlPath(), protocol::Query::PipeHandle);
-        *name = newBstr(kPipeNamespace + getHostHandleName(deviceNumber(), pipe));
+        return newBstr(kPipeNamespace + getHostHandleName(deviceNumber(), pipe));
     });
 }
 

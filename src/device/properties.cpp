@@ -27,41 +27,35 @@ std::uint8_t wireFlag(bool value) {
 } // namespace
 
 HRESULT CVirtualSerialDevice::get_mode(VirtualSerialDeviceMode* mode) noexcept {
-    return comBoundary([&] {
-        requirePointer(mode);
-        *mode = static_cast<VirtualSerialDeviceMode>(driver::query<std::uint32_t>(aliveControlPath(), Query::Mode));
+    return comGetter(mode, [&] {
+        return static_cast<VirtualSerialDeviceMode>(driver::query<std::uint32_t>(aliveControlPath(), Query::Mode));
     });
 }
 
 HRESULT CVirtualSerialDevice::get_path(BSTR* path) noexcept {
-    return comBoundary([&] {
-        requirePointer(path);
+    return comGetter(path, [&] {
         const std::shared_lock lock(identityLock_);
-        *path = newBstr(identity_.portPath);
+        return newBstr(identity_.portPath);
     });
 }
 
 HRESULT CVirtualSerialDevice::get_deleted(VARIANT_BOOL* deleted) noexcept {
-    return comBoundary([&] {
-        requirePointer(deleted);
+    return comGetter(deleted, [&] {
         const std::shared_lock lock(identityLock_);
-        *deleted = toVariantBool(!identity_.alive);
+        return toVariantBool(!identity_.alive);
     });
 }
 
 HRESULT CVirtualSerialDevice::get_portName(BSTR* portName) noexcept {
-    return comBoundary([&] {
-        requirePointer(portName);
+    return comGetter(portName, [&] {
         const std::shared_lock lock(identityLock_);
-        *portName = newBstr(identity_.portName);
+        return newBstr(identity_.portName);
     });
 }
 
 HRESULT CVirtualSerialDevice::get_enabled(VARIANT_BOOL* enabled) noexcept {
-    return comBoundary([&] {
-        requirePointer(enabled);
-        *enabled = toVariantBool(driver::query<std::uint8_t>(aliveControlPath(), Query::Enabled) != 0);
-    });
+    return comGetter(
+        enabled, [&] { return toVariantBool(driver::query<std::uint8_t>(aliveControlPath(), Query::Enabled) != 0); });
 }
 
 HRESULT CVirtualSerialDevice::put_enabled(VARIANT_BOOL enabled) noexcept {
@@ -70,31 +64,22 @@ HRESULT CVirtualSerialDevice::put_enabled(VARIANT_BOOL enabled) noexcept {
 }
 
 HRESULT CVirtualSerialDevice::get_vLibrary(IVirtualSerialLibrary** library) noexcept {
-    return comBoundary([&] {
-        requirePointer(library);
-        return library_.QueryInterface(__uuidof(IVirtualSerialLibrary), reinterpret_cast<void**>(library));
-    });
+    return library_.QueryInterface(__uuidof(IVirtualSerialLibrary), reinterpret_cast<void**>(library));
 }
 
 HRESULT CVirtualSerialDevice::get_connections(ULONGLONG* connections) noexcept {
-    return comBoundary([&] {
-        requirePointer(connections);
-        *connections = driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).connections;
-    });
+    return comGetter(
+        connections, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).connections; });
 }
 
 HRESULT CVirtualSerialDevice::get_bytesSent(ULONGLONG* bytes) noexcept {
-    return comBoundary([&] {
-        requirePointer(bytes);
-        *bytes = driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesSent;
-    });
+    return comGetter(
+        bytes, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesSent; });
 }
 
 HRESULT CVirtualSerialDevice::get_bytesReceived(ULONGLONG* bytes) noexcept {
-    return comBoundary([&] {
-        requirePointer(bytes);
-        *bytes = driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesReceived;
-    });
+    return comGetter(
+        bytes, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesReceived; });
 }
 
 // Error emulation does not ask whether the device is alive: on a deleted one the open fails. Intended, although most
@@ -111,10 +96,9 @@ HRESULT CVirtualSerialDevice::put_emulateTxOverflow(VARIANT_BOOL emulate) noexce
 }
 
 HRESULT CVirtualSerialDevice::get_emulateTxOverflow(VARIANT_BOOL* emulate) noexcept {
-    return comBoundary([&] {
-        requirePointer(emulate);
+    return comGetter(emulate, [&] {
         const auto state = driver::query<protocol::ErrorEmulationLong>(controlPath(), Query::ErrorEmulationLong);
-        *emulate = toVariantBool(state.enabled != 0);
+        return toVariantBool(state.enabled != 0);
     });
 }
 
@@ -132,10 +116,9 @@ HRESULT CVirtualSerialDevice::put_crossoverProbability(double probability) noexc
 }
 
 HRESULT CVirtualSerialDevice::get_crossoverProbability(double* probability) noexcept {
-    return comBoundary([&] {
-        requirePointer(probability);
+    return comGetter(probability, [&] {
         const auto state = driver::query<protocol::ErrorEmulationState>(controlPath(), Query::ErrorEmulation);
-        *probability = state.value * 0.001;
+        return state.value * 0.001;
     });
 }
 

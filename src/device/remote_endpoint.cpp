@@ -45,24 +45,15 @@ std::wstring displayName(const RemoteEndpoint& endpoint) {
 } // namespace
 
 HRESULT CVirtualSerialDevice::get_remoteServer(BSTR* server) noexcept {
-    return comBoundary([&] {
-        requirePointer(server);
-        *server = newBstr(queryRemoteEndpoint(controlPath()).server);
-    });
+    return comGetter(server, [&] { return newBstr(queryRemoteEndpoint(controlPath()).server); });
 }
 
 HRESULT CVirtualSerialDevice::get_remotePort(BSTR* port) noexcept {
-    return comBoundary([&] {
-        requirePointer(port);
-        *port = newBstr(queryRemoteEndpoint(controlPath()).port);
-    });
+    return comGetter(port, [&] { return newBstr(queryRemoteEndpoint(controlPath()).port); });
 }
 
 HRESULT CVirtualSerialDevice::get_remoteEndpoint(BSTR* endpoint) noexcept {
-    return comBoundary([&] {
-        requirePointer(endpoint);
-        *endpoint = newBstr(displayName(queryRemoteEndpoint(controlPath())));
-    });
+    return comGetter(endpoint, [&] { return newBstr(displayName(queryRemoteEndpoint(controlPath()))); });
 }
 
 } // namespace zorvan

@@ -37,6 +37,12 @@ HRESULT CDeviceArray::GetTypeInfoCount(UINT* count) noexcept {
     return S_OK;
 }
 
+HRESULT CDeviceArray::GetTypeInfo(UINT, LCID, ITypeInfo** information) noexcept {
+    if (information != nullptr)
+        *information = nullptr;
+    return E_NOTIMPL;
+}
+
 HRESULT CDeviceArray::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept {
     if (!hasNames(names, count, ids))
         return E_POINTER;

@@ -15,7 +15,11 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
 }
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
-    return comBoundary([&] { return makeComObject<CClassFactory>(clsid)->QueryInterface(iid, object); });
+    return comBoundary([&] {
+        requirePointer(object);
+        *object = nullptr; // also when no factory can be made
+        return makeComObject<CClassFactory>(clsid)->QueryInterface(iid, object);
+    });
 }
 
 STDAPI DllCanUnloadNow() {

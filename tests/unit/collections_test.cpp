@@ -109,8 +109,9 @@ TEST_F(Collections, MembersOfTheArrayAreTheDevices) {
     UINT count = 7;
     EXPECT_RESULT(S_OK, devices->GetTypeInfoCount(&count));
     EXPECT_EQ(count, 1U);
-    ITypeInfo* information = nullptr;
+    auto* information = reinterpret_cast<ITypeInfo*>(devices.get());
     EXPECT_RESULT(E_NOTIMPL, devices->GetTypeInfo(0, 0, &information));
+    EXPECT_EQ(information, nullptr);
 }
 
 TEST_F(Collections, AreSnapshotsThatOutliveTheLibraryReference) {

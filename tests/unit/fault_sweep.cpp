@@ -265,6 +265,7 @@ FaultSweep::Answer FaultSweep::call(const Row& row, const Fault& fault) {
     const int secrets = Heap::freedWith(kPassword, [&] { answer.result = callRow(); });
     const bool allocationFailed = !Heap::failAllocation(0);
     answer.given = scene_->out.text();
+    EXPECT_FALSE(scene_->out.isGarbage());
     scene_->out.reset();
     answer.disturbed = fault.function == kAllocation ? allocationFailed : machine.calls.disturbed();
     answer.calls = machine.calls.names();

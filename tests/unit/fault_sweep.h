@@ -1,7 +1,8 @@
 // A sweep: whatever a method asks of Windows fails once, in each way that matters, and so does each allocation of
 // memory. After each failure
 //
-//   - the result is the one that the method promises for it, and an out-parameter is as it was, or null;
+//   - the result is the one that the method promises for it, and an out-parameter is null, or as it was if it is a
+//     number;
 //   - nothing has changed when nothing was to change, and no handle is left in a driver's host process;
 //   - nothing is leaked, no thread acts as another user, no freed memory holds the password;
 //   - the same call works when nothing fails.

@@ -264,7 +264,7 @@ TEST_F(FaultSweep, EveryMethod) {
             {"createRemoteBridge, permanent", [](Scene& s) { return createRemoteBridge(s, VARIANT_TRUE); }},
             {"createRemoteBridge, by a thread that acts as somebody",
              [](Scene& s) { return createRemoteBridge(s, VARIANT_TRUE); }, {}, false, actAsSomebody},
-            {"connectToFiles", connectToFiles, kHostHandles},
+            {"connectToFiles", connectToFiles, kHostHandles, false, {}, {}, E_FAIL},
             {"deleteDevice", {}, {{"SetupDiGetDeviceInstallParamsW", kUnnoticed}}},
             {"put_portName", [](Scene& s) { return s.device->put_portName(Bstr(L"COM8").get()); }, kRenaming, true},
             {"restoreDefaultPins", {}, {}, false, plug},

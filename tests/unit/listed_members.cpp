@@ -53,12 +53,11 @@ std::map<std::string, ListedMember> readTypeLibrary() {
 } // namespace
 
 std::string OutParameter::text() const {
-    const bool isPointer = type_ == VT_BSTR || type_ == VT_UNKNOWN;
-    if (type_ == VT_EMPTY || value_ == kPattern || (isPointer && value_ == 0))
+    if (type_ == VT_EMPTY || value_ == kPattern || (isPointer() && value_ == 0))
         return {};
     if (type_ == VT_BSTR)
         return describe(std::wstring(reinterpret_cast<BSTR>(value_)));
-    return isPointer ? "object" : std::to_string(value_);
+    return type_ == VT_UNKNOWN ? "object" : std::to_string(value_);
 }
 
 void OutParameter::reset() {

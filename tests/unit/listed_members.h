@@ -29,10 +29,14 @@ public:
 
     // Empty when nothing was written, or null.
     std::string text() const;
+    // A string or an object that nobody has set, not even to null: whoever has a success would use it.
+    bool isGarbage() const { return isPointer() && value_ == kPattern; }
     void reset();
 
 private:
     static constexpr LONGLONG kPattern = 0x5A5A5A5A5A5A5A5A;
+
+    bool isPointer() const { return type_ == VT_BSTR || type_ == VT_UNKNOWN; }
 
     VARTYPE type_ = VT_EMPTY;
     LONGLONG value_ = kPattern; // or what was written over it
