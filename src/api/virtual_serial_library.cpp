@@ -120,16 +120,13 @@ HRESULT CVirtualSerialLibrary::changed(VARIANT callbackOrId, LONG* id) noexcept 
 
 HRESULT
 CVirtualSerialLibrary::changeSubscription(ScriptEvent event, const VARIANT& callbackOrId, LONG* id) noexcept {
-    return comBoundary([&] {
-        requirePointer(id);
-        if (callbackOrId.vt != VT_DISPATCH) {
-            // An identifier ends its subscription whichever event that is for. Intended.
-            publisher_.subscriptions().unsubscribe(convertVariant(callbackOrId, VT_I4).lVal);
-            return;
-        }
+    // An identifier ends its subscription whichever event that is for. Intended.
+    if (callbackOrId.vt != VT_DISPATCH)
+        return comBoundary([&] { publisher_.subscriptions().unsubscribe(convertVariant(callbackOrId, VT_I4).lVal); });
+    return comGetter(id, [&] {
         if (callbackOrId.pdispVal == nullptr)
             throw HResultError(E_INVALIDARG);
-        *id = publisher_.subscriptions().subscribe(event, callbackOrId.pdispVal);
+        return publisher_.subscriptions().subscribe(event, callbackOrId.pdispVal);
     });
 }
 

@@ -135,7 +135,6 @@ TEST_F(HostileClient, NullPointersAreRefusedBeforeAnythingIsDone) {
         library->addListener(nullptr),
         library->added(script.variant(), nullptr),
         library->deleted(script.variant(), nullptr),
-        library->changed(Variant(1L), nullptr),
         devices->get_Count(nullptr),
         devices->get_Item(Variant(0L), nullptr),
         devices->get__NewEnum(nullptr),
