@@ -62,15 +62,15 @@ CDeviceArray::Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* re
     if (result == nullptr)
         return S_OK; // the caller does not want the value
 
-    VARIANT value{};
-    if (isLength) {
-        value.vt = VT_I4;
-        value.lVal = static_cast<LONG>(devices_.size());
-    } else {
-        value.vt = VT_DISPATCH;
-        value.pdispVal = devices_[static_cast<std::size_t>(member)].get();
+    if (isLength) { // written over whatever is there: not every caller initialises its result
+        result->vt = VT_I4;
+        result->lVal = static_cast<LONG>(devices_.size());
+        return S_OK;
     }
-    return VariantCopy(result, &value);
+    VARIANT device{};
+    device.vt = VT_DISPATCH;
+    device.pdispVal = devices_[static_cast<std::size_t>(member)].get();
+    return VariantCopy(result, &device);
 }
 
 } // namespace zorvan

@@ -3,6 +3,7 @@
 #include "simulation/subscribers.h"
 
 #include <array>
+#include <cstring>
 
 namespace zorvan::simulation {
 
@@ -90,7 +91,8 @@ TEST_F(Collections, NamesInTheArrayAreLengthOrNumbers) {
 
 TEST_F(Collections, MembersOfTheArrayAreTheDevices) {
     const auto devices = array();
-    Variant length;
+    VARIANT length;
+    std::memset(&length, 0x5A, sizeof length); // nobody has initialised it
     EXPECT_RESULT(S_OK, invoke(*devices, kLength, &length));
     EXPECT_EQ(length.vt, VT_I4);
     EXPECT_EQ(length.lVal, 3);
