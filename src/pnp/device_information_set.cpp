@@ -18,9 +18,10 @@ DeviceInformationSet presentDevices(const GUID& interfaceClass) {
 }
 
 void addPresentDevices(DeviceInformationSet& set, const GUID& interfaceClass) {
-    // On success the system returns the same set; on failure the set stays as it was.
-    if (set)
-        getPresentDevices(interfaceClass, set.get());
+    // The system adds to the set that it is given, and returns it.
+    const HDEVINFO extended = getPresentDevices(interfaceClass, set.get());
+    if (extended != set.get())
+        set.reset(extended);
 }
 
 std::wstring deviceInstanceId(const SP_DEVINFO_DATA& device) {

@@ -21,7 +21,7 @@ using DeviceInformationSet = Unique<DeviceInformationSetTraits>;
 // The present devices with an interface of this class; no set when the system refuses.
 DeviceInformationSet presentDevices(const GUID& interfaceClass);
 
-// Adds the present devices with an interface of this class to the set.
+// Adds the present devices with an interface of this class to the set. No set is left when the system refuses.
 void addPresentDevices(DeviceInformationSet& set, const GUID& interfaceClass);
 
 // Calls visit(SP_DEVINFO_DATA&) for each device of the set.

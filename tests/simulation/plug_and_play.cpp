@@ -155,6 +155,7 @@ SIMULATE(
     HDEVINFO existing, PCWSTR computer, PVOID) {
     const FailableCall call(
         "SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
+    failIf(existing == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE); // an earlier look failed
     const auto set = existing == nullptr ? std::make_shared<DeviceInfoSet>() : call.object<DeviceInfoSet>(existing);
     listPresent(call, interfaceClass, enumerator, flags, *set);
     return existing == nullptr ? call.open(set) : existing;
@@ -181,6 +182,7 @@ SIMULATE(
     BOOL, SetupDiEnumDeviceInterfaces, HDEVINFO set, PSP_DEVINFO_DATA device, const GUID* interfaceClass, DWORD index,
     PSP_DEVICE_INTERFACE_DATA data) {
     const FailableCall call("SetupDiEnumDeviceInterfaces", interfaceClass, index);
+    failIf(set == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE); // likewise
     const auto& node = nodeOf(call, set, device);
     const auto& classes = call.object<DeviceInfoSet>(set)->interfaceClasses;
     const bool listed = std::find(classes.begin(), classes.end(), *interfaceClass) != classes.end();

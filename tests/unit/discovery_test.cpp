@@ -109,6 +109,8 @@ TEST_F(KnownDevice, IsReplacedAfterALookThatFailed) {
     machine.plugAndPlay.installation.looksUntilPresent = 1;
     machine.fail("SetupDiGetClassDevsExW", 1, ERROR_GEN_FAILURE);
     createDevice(*library(), L""); // the first look fails, the second sees the new port
+    EXPECT_EQ(
+        machine.calls.texts("SetupDiGetClassDevsExW").at(1), "SetupDiGetClassDevsExW(serial, 0x12, extend, null)");
     EXPECT_EQ(read(device5(), &IVirtualSerialDevice::get_deleted), VARIANT_TRUE);
     EXPECT_NE(device(*library(), L"COM5").get(), &device5());
 }
