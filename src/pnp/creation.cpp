@@ -50,7 +50,13 @@ public:
         return installed != FALSE;
     }
 
-    bool restartNeeded() { return pnp::restartNeeded(set_.get(), device_); }
+    // Looks at the flags even if the system says that it could not tell them. Intended.
+    bool restartNeeded() {
+        DWORD flags = 0;
+        readInstallFlags(set_.get(), device_, flags);
+        return askForRestart(flags);
+    }
+
     std::wstring instanceId() const { return deviceInstanceId(device_); }
 
 private:

@@ -38,11 +38,16 @@ UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM 
     return UniqueRegistryKey(key == INVALID_HANDLE_VALUE ? nullptr : key);
 }
 
-bool restartNeeded(HDEVINFO set, SP_DEVINFO_DATA& device) {
+bool readInstallFlags(HDEVINFO set, SP_DEVINFO_DATA& device, DWORD& flags) {
     SP_DEVINSTALL_PARAMS_W parameters{};
     parameters.cbSize = sizeof parameters;
-    SetupDiGetDeviceInstallParamsW(set, &device, &parameters); // a failure leaves the flags 0
-    return (parameters.Flags & (DI_NEEDREBOOT | DI_NEEDRESTART)) != 0;
+    const BOOL succeeded = SetupDiGetDeviceInstallParamsW(set, &device, &parameters);
+    flags = parameters.Flags;
+    return succeeded != FALSE;
+}
+
+bool askForRestart(DWORD installFlags) {
+    return (installFlags & (DI_NEEDREBOOT | DI_NEEDRESTART)) != 0;
 }
 
 } // namespace zorvan::pnp

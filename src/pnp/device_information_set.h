@@ -39,7 +39,10 @@ std::wstring deviceInstanceId(const SP_DEVINFO_DATA& device);
 // The device's hardware key; none when it does not open.
 UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM access);
 
-// Whether the class installer asked for a restart of the device or the computer. False when the system does not tell.
-bool restartNeeded(HDEVINFO set, SP_DEVINFO_DATA& device);
+// What the class installer has noted about the device. Whether the system told; the flags are set all the same.
+bool readInstallFlags(HDEVINFO set, SP_DEVINFO_DATA& device, DWORD& flags);
+
+// Whether they ask for a restart of the device or the computer.
+bool askForRestart(DWORD installFlags);
 
 } // namespace zorvan::pnp

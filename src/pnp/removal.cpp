@@ -58,7 +58,8 @@ HRESULT removeDeviceNode(const std::wstring& controlPath) {
     const OpenInterface open(set.get(), controlPath);
     auto device = firstDevice(set.get());
     callRemoval(set.get(), device);
-    return restartNeeded(set.get(), device) ? S_FALSE : S_OK;
+    DWORD flags = 0;
+    return readInstallFlags(set.get(), device, flags) && askForRestart(flags) ? S_FALSE : S_OK;
 }
 
 } // namespace zorvan::pnp

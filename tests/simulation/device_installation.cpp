@@ -95,9 +95,10 @@ SIMULATE(BOOL, SetupDiCallClassInstaller, DI_FUNCTION function, HDEVINFO set, PS
 
 SIMULATE(
     BOOL, SetupDiGetDeviceInstallParamsW, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DEVINSTALL_PARAMS_W parameters) {
-    const FailableCall call("SetupDiGetDeviceInstallParamsW", parameters->cbSize);
+    const Call call("SetupDiGetDeviceInstallParamsW", parameters->cbSize);
     requireSize(*parameters);
     parameters->Flags = nodeOf(call, set, device).installFlags;
+    call.failIfTold(); // what it has written stays written
 }
 
 void install(DeviceNode& node, Machine& machine) {

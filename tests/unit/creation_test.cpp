@@ -136,6 +136,9 @@ TEST_F(Creation, IsUndoneStepByStep) {
         node().installFlags = 0;
         node().removalInstallFlags = flags;
         EXPECT_RESULT((flags & (DI_NEEDREBOOT | DI_NEEDRESTART)) != 0 ? S_FALSE : S_OK, device->deleteDevice());
+        node().present = true;
+        machine.fail("SetupDiGetDeviceInstallParamsW", 1, ERROR_GEN_FAILURE);
+        EXPECT_RESULT(S_OK, device->deleteDevice());
     }
 }
 
