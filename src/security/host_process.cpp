@@ -22,18 +22,18 @@ UniqueHandle openForDuplication(DWORD processId) {
 }
 
 // The privilege stays enabled on purpose: what it is needed for recurs with every handle that is handed over.
-bool enableDebugPrivilege() try {
+UniqueHandle openWithDebugPrivilege(DWORD processId) try {
     UniqueHandle token;
     if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put()) == FALSE)
-        return false;
+        return {};
     PrivilegeSet privileges;
     LUID debug{};
     if (LookupPrivilegeValueW(nullptr, L"SeDebugPrivilege", &debug) != FALSE)
         privileges.add(debug, SE_PRIVILEGE_ENABLED);
-    return enablePrivileges(token.get(), privileges);
+    return enablePrivileges(token.get(), privileges) ? openForDuplication(processId) : UniqueHandle();
 } catch (...) {
     SetLastError(ERROR_OUTOFMEMORY); // what else there is to throw
-    return false;
+    return {};
 }
 
 // Looked up at run time, so that a system without it fails a request for a name rather than the library's loading.
@@ -62,7 +62,7 @@ UniqueHandle openHostProcess(DWORD processId) noexcept {
     auto process = openForDuplication(processId);
     if (process || GetLastError() != ERROR_ACCESS_DENIED)
         return process;
-    return enableDebugPrivilege() ? openForDuplication(processId) : UniqueHandle();
+    return openWithDebugPrivilege(processId);
 }
 
 void HostHandleTraits::close(Value handle) {

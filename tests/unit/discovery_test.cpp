@@ -43,13 +43,13 @@ TEST_F(Discovery, ListsBothInterfaceClassesAndHandsTheDriverAnEvent) {
     EXPECT_EQ(
         callsOf(
             machine, {"SetupDiGetClassDevsExW", "CM_Get_Device_IDW", "OpenProcess", "DuplicateHandle", "Lookup",
-                      "AdjustTokenPrivileges", "SetupDiOpenDevRegKey", "RegQueryValueExW"}),
+                      "AdjustTokenPrivileges", "CloseHandle(token)", "SetupDiOpenDevRegKey", "RegQueryValueExW"}),
         (Texts{
             "SetupDiGetClassDevsExW(control, 0x12, new, null)", "CM_Get_Device_IDW(2, 200, 0)",
             "SetupDiGetClassDevsExW(serial, 0x12, extend, null)", "OpenProcess(0x40, not inheritable, " + id + ")",
             "OpenProcessToken(own, 0x28)", "LookupPrivilegeValueW(null, SeDebugPrivilege)",
             "AdjustTokenPrivileges(adjust, 20=2, 16)", "OpenProcess(0x40, not inheritable, " + id + ")",
-            "DuplicateHandle(own, event, process " + id + ", 0x0, not inheritable, 0x2)",
+            "CloseHandle(token)", "DuplicateHandle(own, event, process " + id + ", 0x0, not inheritable, 0x2)",
             "SetupDiOpenDevRegKey(1, 0, 1, 0x20019)", "RegQueryValueExW(key of ROOT\\PORTS\\0001, PortName, 520)",
             "DuplicateHandle(own, event, own, 0x0, not inheritable, 0x2)"})); // the event thread's
 }
