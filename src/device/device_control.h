@@ -7,8 +7,8 @@
 namespace zorvan {
 
 struct IDeviceControl : public IUnknown {
-    // The process ID of the device's driver host, by which the driver also names bridge partners; 0 once the device
-    // is no longer alive.
+    // The process ID of the device's driver host as the driver told it, by which it also names bridge partners. 0
+    // when the driver did not tell, and once the device is marked deleted.
     virtual DWORD STDMETHODCALLTYPE deviceNumber() noexcept = 0;
 
     // Signalled by the driver when the device changes; null when there is none. Owned by the device object.

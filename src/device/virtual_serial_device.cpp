@@ -62,7 +62,7 @@ std::wstring CVirtualSerialDevice::aliveControlPath() const {
 
 DWORD CVirtualSerialDevice::deviceNumber() noexcept {
     const std::shared_lock lock(identityLock_);
-    return identity_.alive ? identity_.hostProcessId : 0;
+    return identity_.hostProcessId;
 }
 
 // The event never changes, so no lock is needed.

@@ -84,6 +84,10 @@ TEST_F(Connections, PartnerOfABridgeListensToEveryoneAndIsNamed) {
         std::vector<Bytes>(3, RecordWriter().appendString(L"D:AR(A;;CC;;;WD)").bytes()));
     driver().state.pair = partnerNode().driver.hostProcessId;
     EXPECT_EQ(readObject(device5(), &IVirtualSerialDevice::get_pair).get(), partner.get());
+    // Also one that is not alive, because its driver refused the event.
+    partnerNode().driver.refuse(Set::HostEvent, ERROR_BUSY);
+    const auto other = createLibrary();
+    EXPECT_EQ(readObject(*device(*other, L"COM5"), &IVirtualSerialDevice::get_pair).get(), device(*other, L"").get());
 }
 
 TEST_F(Connections, UserOfAPermanentRemoteBridgeIsLoggedOnFirst) {
