@@ -37,7 +37,8 @@ protocol::RecordWriter recordOf(const BridgeRequest& request) {
 protocol::RecordWriter prepare(const BridgeRequest& request) {
     std::optional<Impersonation> user;
     if (request.permanent && request.server != protocol::kLocalServer)
-        user.emplace(logOn(request.login, request.domain, request.password));
+        user.emplace(
+            logOn(nulTerminated(request.login), nulTerminated(request.domain), nulTerminated(request.password)));
     auto record = recordOf(request);
     if (user)
         user->end();

@@ -112,6 +112,9 @@ TEST_F(Connections, UserOfAPermanentRemoteBridgeIsLoggedOnFirst) {
         EXPECT_EQ(machine.calls.count("LogonUserW"), logons);
         EXPECT_EQ(machine.calls.count("SetThreadToken"), 0) << "the thread had no token of its own";
     }
+    // Credentials that are not there are empty ones: null means more to the system.
+    EXPECT_TRUE(FAILED(device5().createRemoteBridge(nullptr, nullptr, VARIANT_TRUE, nullptr, nullptr, nullptr)));
+    EXPECT_EQ(machine.calls.texts("LogonUserW").back(), "LogonUserW(8, 0)");
 }
 
 TEST_F(Connections, RemoteEndpointIsShownAsOnTheNetwork) {
