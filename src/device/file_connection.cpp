@@ -4,7 +4,7 @@
 #include "base/hresult_error.h"
 #include "device/virtual_serial_device.h"
 #include "driver/control_channel.h"
-#include "security/host_process.h"
+#include "security/hand_over.h"
 
 namespace zorvan {
 
@@ -31,19 +31,17 @@ UniqueHostHandle requireHostHandle(DWORD hostProcessId, const UniqueHandle& file
 HRESULT CVirtualSerialDevice::connectToFiles(BSTR inputFile, BSTR outputFile, FileCreationMode creation) noexcept {
     bool connected = false;
     const HRESULT result = comBoundary([&] {
-        const auto path = aliveControlPath();
+        const auto driver = aliveDriver();
         const auto input =
             openFile(nulTerminated(inputFile), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
         // The values of FileCreationMode are the system's.
         const auto output =
             openFile(nulTerminated(outputFile), GENERIC_WRITE, FILE_SHARE_READ, static_cast<DWORD>(creation));
 
-        auto hostOutput = requireHostHandle(deviceNumber(), output);
-        auto hostInput = requireHostHandle(deviceNumber(), input);
-        driver::sendRecord(
-            path, protocol::Set::ConnectFiles, HostHandlePair{hostOutput.get().value, hostInput.get().value});
-        hostOutput.release();
-        hostInput.release();
+        auto hostOutput = requireHostHandle(driver.hostProcessId, output);
+        auto hostInput = requireHostHandle(driver.hostProcessId, input);
+        const HostHandlePair files{hostOutput.get().value, hostInput.get().value};
+        handOver(driver.controlPath, protocol::Set::ConnectFiles, files, hostOutput, hostInput);
         connected = true;
     });
     // Elsewhere a failure without an error code reads as a success. Here the driver may not even have been asked.
@@ -60,8 +58,9 @@ HRESULT CVirtualSerialDevice::get_outputFileName(BSTR* name) noexcept {
 
 HRESULT CVirtualSerialDevice::getFileName(std::uint64_t HostHandlePair::*file, BSTR* name) noexcept {
     return comGetter(name, [&] {
-        const auto files = driver::query<HostHandlePair>(aliveControlPath(), protocol::Query::FileHandles);
-        return newBstr(getHostHandleName(deviceNumber(), files.*file));
+        const auto driver = aliveDriver();
+        const auto files = driver::query<HostHandlePair>(driver.controlPath, protocol::Query::FileHandles);
+        return newBstr(getHostHandleName(driver.hostProcessId, files.*file));
     });
 }
 

@@ -4,7 +4,7 @@
 #include "base/hresult_error.h"
 #include "device/virtual_serial_device.h"
 #include "driver/control_channel.h"
-#include "security/host_process.h"
+#include "security/hand_over.h"
 
 namespace zorvan {
 
@@ -25,40 +25,41 @@ UniqueHandle openPipe(const wchar_t* name) {
         FILE_FLAG_OVERLAPPED, nullptr));
 }
 
+enum class PipeEnd : std::uint8_t { Client = 0, Server = 1 };
+
+void handOverPipe(const BoundDriver& driver, UniqueHandle pipe, PipeEnd end) {
+    // A pipe that cannot be handed over is sent as 0, for the driver to refuse. Intended: the result is the driver's.
+    auto hostPipe = duplicateIntoHost(driver.hostProcessId, pipe.get());
+    const protocol::PipeConnection connection{hostPipe.get().value, static_cast<std::uint8_t>(end)};
+    handOver(driver.controlPath, protocol::Set::ConnectPipe, connection, hostPipe);
+}
+
 } // namespace
 
 HRESULT CVirtualSerialDevice::connectToPipe(BSTR pipeName) noexcept {
     return comBoundary([&] {
-        const auto path = aliveControlPath();
-        handOverPipe(path, openPipe(nulTerminated(pipeName)), PipeEnd::Client);
+        const auto driver = aliveDriver();
+        handOverPipe(driver, openPipe(nulTerminated(pipeName)), PipeEnd::Client);
     });
 }
 
 HRESULT CVirtualSerialDevice::createAndConnectPipe(
     BSTR pipeName, ULONG instances, ULONG outputBufferSize, ULONG inputBufferSize, ULONG defaultTimeout) noexcept {
     return comBoundary([&] {
-        const auto path = aliveControlPath();
+        const auto driver = aliveDriver();
         auto pipe = requireFile(CreateNamedPipeW(
             nulTerminated(pipeName), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
             PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, instances, outputBufferSize, inputBufferSize,
             defaultTimeout, nullptr));
-        handOverPipe(path, std::move(pipe), PipeEnd::Server);
+        handOverPipe(driver, std::move(pipe), PipeEnd::Server);
     });
-}
-
-void CVirtualSerialDevice::handOverPipe(const std::wstring& path, UniqueHandle pipe, PipeEnd end) {
-    // A pipe that cannot be handed over is sent as 0, for the driver to refuse. Intended: the result is the driver's.
-    auto hostPipe = duplicateIntoHost(deviceNumber(), pipe.get());
-    driver::sendRecord(
-        path, protocol::Set::ConnectPipe,
-        protocol::PipeConnection{hostPipe.get().value, static_cast<std::uint8_t>(end)});
-    hostPipe.release();
 }
 
 HRESULT CVirtualSerialDevice::get_PipeName(BSTR* name) noexcept {
     return comGetter(name, [&] {
-        const auto pipe = driver::query<std::uint64_t>(aliveControlPath(), protocol::Query::PipeHandle);
-        return newBstr(kPipeNamespace + getHostHandleName(deviceNumber(), pipe));
+        const auto driver = aliveDriver();
+        const auto pipe = driver::query<std::uint64_t>(driver.controlPath, protocol::Query::PipeHandle);
+        return newBstr(kPipeNamespace + getHostHandleName(driver.hostProcessId, pipe));
     });
 }
 

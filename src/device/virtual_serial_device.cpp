@@ -53,11 +53,11 @@ std::wstring CVirtualSerialDevice::controlPath() const {
     return identity_.controlPath;
 }
 
-std::wstring CVirtualSerialDevice::aliveControlPath() const {
+BoundDriver CVirtualSerialDevice::aliveDriver() const {
     const std::shared_lock lock(identityLock_);
     if (!identity_.alive)
         throw HResultError(E_HANDLE);
-    return identity_.controlPath;
+    return {identity_.controlPath, identity_.hostProcessId};
 }
 
 DWORD CVirtualSerialDevice::deviceNumber() noexcept {

@@ -23,6 +23,12 @@ class PortRename;
 
 class CVirtualSerialDevice;
 
+// Where the driver of a device takes requests, and the process that needs the handles in them.
+struct BoundDriver {
+    std::wstring controlPath;
+    DWORD hostProcessId;
+};
+
 struct DeviceHoldTraits {
     using Value = CVirtualSerialDevice*;
     static Value invalid() { return nullptr; }
@@ -132,9 +138,6 @@ private:
     // What startListening does; throws.
     void listen(const VARIANT& securityDescriptor);
 
-    enum class PipeEnd : std::uint8_t { Client = 0, Server = 1 };
-    void handOverPipe(const std::wstring& path, UniqueHandle pipe, PipeEnd end);
-
     HRESULT getFileName(std::uint64_t protocol::HostHandlePair::*file, BSTR* name) noexcept;
 
     HRESULT newSocket(bool remote, ISocket** socket) noexcept;
@@ -144,8 +147,10 @@ private:
     // The control path as it is now, empty once the device is deleted: the open then reports the error.
     std::wstring controlPath() const;
 
-    // The control path of a device that is alive; throws E_HANDLE otherwise.
-    std::wstring aliveControlPath() const;
+    // The driver of a device that is alive; throws E_HANDLE otherwise. One look, because the device may be marked
+    // deleted between two.
+    BoundDriver aliveDriver() const;
+    std::wstring aliveControlPath() const { return aliveDriver().controlPath; }
 
     IDeviceLibrary& library_;
     std::atomic<std::uint32_t> holders_{1};

@@ -19,9 +19,8 @@ DWORD desiredAccess(std::uint32_t code) {
 
 // Sends the request and returns how many bytes of the reply the driver filled.
 DWORD control(
-    const std::wstring& path, std::uint32_t code, std::span<const std::uint8_t> input,
+    const UniqueHandle& handle, std::uint32_t code, std::span<const std::uint8_t> input,
     std::span<std::uint8_t> reply) {
-    const auto handle = openControlHandle(path, code);
     auto* inputData = const_cast<std::uint8_t*>(input.data()); // only read, but declared without const
     DWORD returned = 0;
     const BOOL succeeded = DeviceIoControl(
@@ -32,9 +31,7 @@ DWORD control(
     return returned;
 }
 
-} // namespace
-
-UniqueHandle openControlHandle(const std::wstring& path, std::uint32_t code) {
+UniqueHandle openControlPath(const std::wstring& path, std::uint32_t code) {
     auto handle = fileHandle(CreateFileW(
         path.c_str(), desiredAccess(code), FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, kOpenFlags,
         nullptr));
@@ -43,13 +40,25 @@ UniqueHandle openControlHandle(const std::wstring& path, std::uint32_t code) {
     return handle;
 }
 
+} // namespace
+
+UniqueHandle openControlPath(const std::wstring& path, protocol::Set request) {
+    return openControlPath(path, static_cast<std::uint32_t>(request));
+}
+
+void sendSet(const UniqueHandle& control, protocol::Set request, std::span<const std::uint8_t> input) {
+    driver::control(control, static_cast<std::uint32_t>(request), input, {});
+}
+
 void sendSet(const std::wstring& path, protocol::Set request, std::span<const std::uint8_t> input) {
-    control(path, static_cast<std::uint32_t>(request), input, {});
+    sendSet(openControlPath(path, request), request, input);
 }
 
 Reply sendQuery(const std::wstring& path, protocol::Query request) {
+    const auto code = static_cast<std::uint32_t>(request);
+    const auto handle = openControlPath(path, code);
     Reply reply(protocol::kReplySize);
-    reply.resize(control(path, static_cast<std::uint32_t>(request), {}, reply));
+    reply.resize(control(handle, code, {}, reply));
     return reply;
 }
 

@@ -11,10 +11,12 @@
 
 namespace zorvan::driver {
 
-// Opens a control interface path for a request with this code; throws the system's error.
-UniqueHandle openControlHandle(const std::wstring& path, std::uint32_t code);
-
+// All throw the system's error.
 void sendSet(const std::wstring& path, protocol::Set request, std::span<const std::uint8_t> input = {});
+
+// The same in two steps, for requests that bring the driver what is its own from then on: see handOver.
+UniqueHandle openControlPath(const std::wstring& path, protocol::Set request);
+void sendSet(const UniqueHandle& control, protocol::Set request, std::span<const std::uint8_t> input);
 
 // Carries no secrets, unlike a request: nothing wipes it.
 using Reply = std::vector<std::uint8_t>;

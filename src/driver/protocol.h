@@ -9,8 +9,9 @@
 //   CreateBridge          counted wide strings: partner port, server, login, password, domain; then u8 permanent
 //   QueryRemoteEndpoint   counted wide strings: server, port; then u32 reserved
 //
-// A handle of the host process that a request brings is the driver's once the request has succeeded. Of a request
-// that failed it stays the sender's, who takes it back.
+// A handle of the host process that a request brings is the host's from the moment the driver has the request,
+// whatever it answers: the host closes what the driver refuses. The sender takes back only what it never sent,
+// because a value that the host has closed may stand for something else there by then.
 #pragma once
 
 #include <array>

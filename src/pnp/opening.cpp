@@ -4,7 +4,7 @@
 #include "driver/control_channel.h"
 #include "pnp/device_classes.h"
 #include "pnp/port_name.h"
-#include "security/host_process.h"
+#include "security/hand_over.h"
 
 #include <algorithm>
 #include <vector>
@@ -51,8 +51,7 @@ std::wstring interfacePath(HDEVINFO set, SP_DEVINFO_DATA& device, const GUID& in
 void bindToDriver(DeviceIdentity& identity) {
     identity.hostProcessId = driver::query<std::uint32_t>(identity.controlPath, protocol::Query::HostProcessId);
     auto hostEvent = duplicateIntoHost(identity.hostProcessId, identity.notificationEvent.get());
-    driver::sendRecord(identity.controlPath, protocol::Set::HostEvent, hostEvent.get().value);
-    hostEvent.release();
+    handOver(identity.controlPath, protocol::Set::HostEvent, hostEvent.get().value, hostEvent);
 }
 
 bool tryBindToDriver(DeviceIdentity& identity) {

@@ -25,7 +25,7 @@ struct HostHandleTraits {
     static void close(Value handle);
 };
 
-// Ours until the driver has taken it over: a request that fails leaves it to us.
+// Ours until the driver is told of it: see handOver.
 using UniqueHostHandle = Unique<HostHandleTraits>;
 
 // A copy of the handle inside the host process, with the same access; empty on any failure, with its last error.

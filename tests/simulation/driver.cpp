@@ -156,6 +156,17 @@ bool isAllowed(std::uint32_t code, DWORD access) {
     return mayRead && mayWrite;
 }
 
+// What a request brings is the host's, which closes it when the request fails.
+void closeRefused(Process& host, const Request& request) {
+    RecordReader record(request.record);
+    const auto code = static_cast<Set>(request.code);
+    int handles = code == Set::ConnectFiles ? 2 : 0;
+    if (code == Set::ConnectPipe || code == Set::HostEvent)
+        handles = 1;
+    for (; handles > 0; --handles)
+        host.handles.close(reinterpret_cast<HANDLE>(record.read<std::uint64_t>()));
+}
+
 // What a reader finds that reads on behind the reply.
 constexpr std::uint8_t kBehindTheReply = 0xCC;
 
@@ -174,16 +185,22 @@ SIMULATE(
     BOOL, DeviceIoControl, HANDLE handle, DWORD code, LPVOID input, DWORD inputSize, LPVOID output, DWORD outputSize,
     LPDWORD returned, LPOVERLAPPED overlapped) {
     letDriverWait(handle, code);
-    const FailableCall call(
+    const Call call(
         "DeviceIoControl", handle, Hex{code}, inputSize, outputSize, overlapped == nullptr ? "" : "overlapped");
     const auto file = call.object<ControlFile>(handle);
-    failIf(!isAllowed(code, file->access), ERROR_ACCESS_DENIED);
-    failIf(!file->node.present, ERROR_DEVICE_REMOVED);
     const auto* bytes = static_cast<const std::uint8_t*>(input);
     const Request request{code, {bytes, bytes + inputSize}, input == nullptr, outputSize, file->access};
     Bytes reply;
-    const DWORD error = file->node.driver.handle(request, reply);
-    failIf(error != ERROR_SUCCESS, error);
+    try {
+        call.failIfTold();
+        failIf(!isAllowed(code, file->access), ERROR_ACCESS_DENIED);
+        failIf(!file->node.present, ERROR_DEVICE_REMOVED);
+        const DWORD error = file->node.driver.handle(request, reply);
+        failIf(error != ERROR_SUCCESS, error);
+    } catch (const Failure&) {
+        closeRefused(call->hostOf(file->node), request);
+        throw;
+    }
     reply.resize(call.bring(reply.size()));
     failIf(reply.size() > outputSize, ERROR_INSUFFICIENT_BUFFER);
     auto* const end = std::copy(reply.begin(), reply.end(), static_cast<std::uint8_t*>(output));

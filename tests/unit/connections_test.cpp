@@ -20,6 +20,10 @@ protected:
 
     DeviceNode& partnerNode() { return *partnerPort_; }
 
+    HRESULT connectToFiles() {
+        return device5().connectToFiles(Bstr(L"C:\\in").get(), Bstr(L"C:\\out").get(), CTF_CreateAlways);
+    }
+
 private:
     DeviceNode* partnerPort_ = nullptr;
 };
@@ -42,9 +46,6 @@ TEST_F(Connections, ListenerIsSentItsDescriptorAsItIs) {
 
 // Intended: a pipe that cannot be handed over is sent as 0, and the driver decides; files are not sent at all.
 TEST_F(Connections, HandlesAreThoseOfTheHostWhichMayRefuseThem) {
-    const auto connectToFiles = [&] {
-        return device5().connectToFiles(Bstr(L"C:\\in").get(), Bstr(L"C:\\out").get(), CTF_CreateAlways);
-    };
     auto& state = driver().state;
     const auto handedOver = [&](std::uint64_t value) {
         return dynamic_cast<const File&>(*host().handles.at(value)).path;
@@ -67,6 +68,27 @@ TEST_F(Connections, HandlesAreThoseOfTheHostWhichMayRefuseThem) {
     EXPECT_FALSE(machine.files.existing.contains(L"C:\\out")) << "it was made without an input file";
     EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), device5().connectToPipe(nullptr));
     EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME), device5().createAndConnectPipe(nullptr, 1, 0, 0, 0));
+}
+
+// What was sent is the host's, whatever the driver says, and may stand for something else by then.
+TEST_F(Connections, OnlyHandlesThatWereNotSentAreTakenBack) {
+    const auto held = host().handles.size();
+    // How often the host process is opened: for the output, the input, and each of them again to take it back.
+    const std::tuple<const char*, int, int> rows[] = {
+        {"DuplicateHandle", 2, 3}, {"CreateFileW", 3, 4}, {"DeviceIoControl", 1, 2}};
+    for (const auto& [function, nth, openings] : rows) {
+        SCOPED_TRACE(function);
+        forgetCalls();
+        machine.fail(function, nth, ERROR_BUSY);
+        EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_BUSY), connectToFiles());
+        EXPECT_EQ(machine.calls.count("OpenProcess"), openings);
+        EXPECT_EQ(host().handles.size(), held);
+    }
+    // A device that is marked deleted meanwhile has been looked at: nothing asks for the process with the number 0.
+    machine.calls.after("CreateFileW", 2, [this] { removePort(); });
+    EXPECT_RESULT(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), connectToFiles());
+    EXPECT_EQ(machine.calls.count("OpenProcess"), 4);
+    EXPECT_EQ(host().handles.size(), held);
 }
 
 TEST_F(Connections, PartnerOfABridgeListensToEveryoneAndIsNamed) {
