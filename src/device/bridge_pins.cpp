@@ -1,4 +1,4 @@
-// Sockets and pins: the device object's side of them. It keeps the wiring, and the driver is told of each change.
+// Sockets and pins: the device object's side of them. It keeps the wiring, which goes to the driver whole.
 
 #include "base/hresult_error.h"
 #include "device/bridge_socket.h"
@@ -26,25 +26,22 @@ HRESULT CVirtualSerialDevice::newSocket(bool remote, ISocket** socket) noexcept 
 HRESULT CVirtualSerialDevice::restoreDefaultPins() noexcept {
     return comBoundary([&] {
         const std::unique_lock lock(wiringLock_);
-        // Unlike a single connection, these are kept even when the driver does not take them, and then go to it with
-        // the next change. Intended.
         wiring_ = PinWiring();
-        sendWiring(wiring_);
+        sendWiring();
     });
 }
 
 void CVirtualSerialDevice::connectPins(Pin source, Pin target, bool connected) {
     const std::unique_lock lock(wiringLock_);
-    auto wiring = wiring_;
-    if (!wiring.set(source, target, connected))
-        return;
-    sendWiring(wiring);
-    wiring_ = wiring;
+    wiring_.set(source, target, connected);
+    sendWiring();
 }
 
-void CVirtualSerialDevice::sendWiring(const PinWiring& wiring) const {
+// Also a wiring that is what it was: the one in force is the port's, and another program, another device object or
+// the other end may have changed it. One that the driver refuses is kept and goes to it with the next change.
+void CVirtualSerialDevice::sendWiring() const {
     driver::sendSet(
-        controlPath(), protocol::Set::PinConnections, protocol::RecordWriter().appendList(wiring.entries()).bytes());
+        controlPath(), protocol::Set::PinConnections, protocol::RecordWriter().appendList(wiring_.entries()).bytes());
 }
 
 } // namespace zorvan

@@ -21,8 +21,8 @@ bool mayDrive(PinSignal source, PinSignal target);
 
 class PinWiring {
 public:
-    // Connects the pins or parts them. Whether that changed anything.
-    bool set(Pin source, Pin target, bool connected);
+    // Connects the pins or parts them.
+    void set(Pin source, Pin target, bool connected);
 
     // One entry for each source: see protocol::kPinConnectionCount.
     std::span<const std::uint16_t> entries() const { return entries_; }

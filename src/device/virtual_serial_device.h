@@ -142,7 +142,7 @@ private:
 
     HRESULT newSocket(bool remote, ISocket** socket) noexcept;
     // Throws when the driver does not take it. For holders of the wiring lock.
-    void sendWiring(const PinWiring& wiring) const;
+    void sendWiring() const;
 
     // The control path as it is now, empty once the device is deleted: the open then reports the error.
     std::wstring controlPath() const;
@@ -161,7 +161,7 @@ private:
     mutable SlimLock identityLock_; // a refresh marks the device deleted while clients use it
     pnp::DeviceIdentity identity_;
 
-    SlimLock wiringLock_; // held while a wiring is sent, so that the last one sent is the one that is kept
+    SlimLock wiringLock_; // held while the wiring is sent, so that what was sent last is what is kept
     PinWiring wiring_;
 };
 
