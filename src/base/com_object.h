@@ -128,6 +128,15 @@ private:
 template <class Interface>
 inline const IID& kInterfaceId<DualInterface<Interface>> = __uuidof(Interface);
 
+// Whether an object that a client brings is of the class of this one: then it can be cast to it. No query can tell,
+// as another copy of this module answers it as well, and some objects say yes to everything; but every COM interface
+// begins with the address of its table, and the table of a class is this copy's own.
+template <class Interface>
+bool isSameClass(const Interface& object, const Interface& own) {
+    const auto tableOf = [](const Interface& of) { return *reinterpret_cast<const void* const*>(&of); };
+    return tableOf(object) == tableOf(own);
+}
+
 template <class Object, class... Arguments>
 ComPointer<Object> makeComObject(Arguments&&... arguments) {
     return ComPointer<Object>(new Object(std::forward<Arguments>(arguments)...));

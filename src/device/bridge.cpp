@@ -50,22 +50,15 @@ void sendBridge(const std::wstring& path, const BridgeRequest& request) {
     driver::sendSet(path, protocol::Set::CreateBridge, record.bytes());
 }
 
-// The implementation behind another device's interface, which must be this library's.
-ComPointer<CVirtualSerialDevice> ownDevice(IVirtualSerialDevice& device) {
-    ComPointer<IDeviceControl> control;
-    throwIfFailed(device.QueryInterface(kInterfaceId<IDeviceControl>, reinterpret_cast<void**>(control.put())));
-    if (!control)
-        throw HResultError(E_NOINTERFACE); // some foreign objects say yes to everything
-    return ComPointer<CVirtualSerialDevice>(static_cast<CVirtualSerialDevice*>(control.get()));
-}
-
 } // namespace
 
 HRESULT CVirtualSerialDevice::createBridge(IVirtualSerialDevice* anotherDevice, VARIANT_BOOL permanent) noexcept {
     return comBoundary([&] {
         const auto path = aliveControlPath();
         requirePointer(anotherDevice);
-        const auto partner = ownDevice(*anotherDevice);
+        if (!isSameClass<IVirtualSerialDevice>(*anotherDevice, *this))
+            throw HResultError(E_NOINTERFACE);
+        const ComPointer<CVirtualSerialDevice> partner(static_cast<CVirtualSerialDevice*>(anotherDevice));
         partner->listen(VARIANT{});
         const auto partnerName = partner->cachedPortName();
         sendBridge(path, {partnerName, protocol::kLocalServer, permanent != VARIANT_FALSE});

@@ -4,25 +4,15 @@
 
 namespace zorvan {
 
-namespace {
-
-ComPointer<IPinControl> ownPin(IPin& pin) {
-    ComPointer<IPinControl> control;
-    pin.QueryInterface(kInterfaceId<IPinControl>, reinterpret_cast<void**>(control.put()));
-    if (!control) // some foreign objects say yes to everything
-        throw HResultError(E_NOINTERFACE);
-    return control;
-}
-
-} // namespace
-
 HRESULT CBridgePin::connect(IPin* target, bool connected) noexcept {
     return comBoundary([&] {
         requirePointer(target);
-        const auto other = ownPin(*target);
-        if (&other->device() != device_.get() || !mayDrive(pin_.signal, other->pin().signal))
+        if (!isSameClass<IPin>(*target, *this))
+            throw HResultError(E_NOINTERFACE);
+        const auto& other = static_cast<const CBridgePin&>(*target);
+        if (other.device_.get() != device_.get() || !mayDrive(pin_.signal, other.pin_.signal))
             throw HResultError(E_INVALIDARG);
-        device_->connectPins(pin_, other->pin(), connected);
+        device_->connectPins(pin_, other.pin_, connected);
     });
 }
 
