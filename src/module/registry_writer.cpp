@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <bit>
+#include <utility>
 
 namespace zorvan::registration {
 
@@ -66,12 +67,24 @@ std::wstring firstSubkey(HKEY key) {
     return {name, length};
 }
 
+void deleteSubtree(HKEY parent, const std::wstring& name);
+
+void deleteSubkeys(HKEY key) {
+    std::wstring deleted;
+    for (std::wstring subkey = firstSubkey(key); !subkey.empty(); subkey = firstSubkey(key)) {
+        // One that is listed but not found, such as a link that leads nowhere, would be listed for ever.
+        if (subkey == deleted)
+            throwIfError(ERROR_FILE_NOT_FOUND);
+        deleteSubtree(key, subkey);
+        deleted = std::move(subkey);
+    }
+}
+
 void deleteSubtree(HKEY parent, const std::wstring& name) {
     const UniqueRegistryKey key = openKey(parent, name);
     if (!key)
         return;
-    for (std::wstring subkey = firstSubkey(key.get()); !subkey.empty(); subkey = firstSubkey(key.get()))
-        deleteSubtree(key.get(), subkey);
+    deleteSubkeys(key.get());
     deleteKey(parent, name);
 }
 

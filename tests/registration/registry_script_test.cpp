@@ -2,9 +2,14 @@
 #include "module/registry_script.h"
 #include "module/registry_writer.h"
 
+#include "base/hresult_error.h"
 #include "registration/registry_snapshot.h"
 
 #include <gtest/gtest.h>
+
+#include <winternl.h>
+
+extern "C" NTSTATUS NTAPI NtDeleteKey(HANDLE key);
 
 namespace zorvan::test {
 
@@ -79,6 +84,24 @@ TEST_F(RegistryScript, FollowsTheRulesOfKeys) {
         EXPECT_EQ(row.left, keyAfter(removeTrees, row.body)) << "a second time";
         RegDeleteTreeW(HKEY_CURRENT_USER, kScratchKey);
     }
+}
+
+// A link that leads nowhere: its key lists it, but it cannot be opened.
+TEST_F(RegistryScript, FailsWhereASubkeyCannotBeDeleted) {
+    keyAfter(writeTrees, L"Key");
+    HKEY link = nullptr;
+    ASSERT_EQ(
+        ERROR_SUCCESS, RegCreateKeyExW(
+                           HKEY_CURRENT_USER, (std::wstring(kScratchKey) + L"\\Key\\Link").c_str(), 0, nullptr,
+                           REG_OPTION_CREATE_LINK, KEY_ALL_ACCESS | KEY_CREATE_LINK, nullptr, &link, nullptr));
+    constexpr wchar_t kNowhere[] = L"\\Registry\\Machine\\Software\\ZorvanNowhere";
+    RegSetValueExW(
+        link, L"SymbolicLinkValue", 0, REG_LINK, reinterpret_cast<const BYTE*>(kNowhere),
+        sizeof kNowhere - sizeof(wchar_t));
+    EXPECT_THROW(keyAfter(removeTrees, L"Key"), HResultError);
+    EXPECT_THROW(keyAfter(writeTrees, L"ForceRemove Key"), HResultError);
+    NtDeleteKey(link); // by its name only what it leads to could be deleted
+    RegCloseKey(link);
 }
 
 TEST_F(RegistryScript, RefusesWhatIsNoScript) {
