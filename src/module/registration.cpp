@@ -76,7 +76,7 @@ std::wstring expandedScript(UINT number) {
 
 std::vector<RegistryTree> loadScript(UINT number) {
     const std::wstring script = expandedScript(number);
-    return parseRegistryScript(forCurrentUser ? rewriteForCurrentUser(script) : script);
+    return forCurrentUser ? parseForCurrentUser(script) : parseRegistryScript(script);
 }
 
 // The type library.

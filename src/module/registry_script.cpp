@@ -325,17 +325,23 @@ WideString doubleQuotes(WideStringView text) {
     return result;
 }
 
-WideString rewriteForCurrentUser(WideStringView script) {
-    const auto first = nextWord(script, 0);
-    if (!first || findRoot(*first) != RegistryRoot::ClassesRoot)
-        return WideString(script);
-    WideString result = widened("HKCU\r\n{\tSoftware\r\n\t{\r\n\t\tClasses");
-    result += script.substr(first->end);
-    return result += widened("\r\n\t}\r\n}\r\n");
-}
-
 std::vector<RegistryTree> parseRegistryScript(WideStringView script) {
     return Parser(script).parse();
+}
+
+std::vector<RegistryTree> parseForCurrentUser(WideStringView script) {
+    const auto first = nextWord(script, 0);
+    if (!first || findRoot(*first) != RegistryRoot::ClassesRoot)
+        return parseRegistryScript(script);
+    WideString rewritten = widened("HKCU\r\n{\tSoftware\r\n\t{\r\n\t\tClasses");
+    rewritten += script.substr(first->end);
+    rewritten += widened("\r\n\t}\r\n}\r\n");
+    auto trees = parseRegistryScript(rewritten);
+    // These two are the user's, not the script's: no removal may take them along.
+    RegistryKey& software = trees.front().keys.front();
+    software.rule = KeyRule::NoRemove;
+    software.keys.front().rule = KeyRule::NoRemove;
+    return trees;
 }
 
 } // namespace zorvan::registration

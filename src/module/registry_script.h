@@ -45,10 +45,10 @@ struct RegistryValue {
 };
 
 enum class KeyRule {
-    Plain,       // written; removed unless others' keys are left under it
+    Plain,       // written; deleted with its subtree on removal, unless a key below it is never deleted
     NoRemove,    // created if missing, never deleted
     ForceRemove, // deleted with its subtree before it is written, and on removal
-    Delete       // deleted with its subtree instead of being written
+    Delete       // deleted with its subtree instead of being written, and on removal
 };
 
 struct RegistryKey {
@@ -87,10 +87,10 @@ WideString replaceVariables(WideStringView script, std::span<const Replacement> 
 // Text for use inside single quotes.
 WideString doubleQuotes(WideStringView text);
 
-// A script for HKCR becomes one for the current user's classes; any other stays what it is.
-WideString rewriteForCurrentUser(WideStringView script);
-
 // Throws ScriptError.
 std::vector<RegistryTree> parseRegistryScript(WideStringView script);
+
+// The same for the current user: a script for HKCR becomes one for the user's own classes, any other stays as it is.
+std::vector<RegistryTree> parseForCurrentUser(WideStringView script);
 
 } // namespace zorvan::registration

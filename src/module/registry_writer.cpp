@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <bit>
 #include <utility>
 
@@ -110,25 +111,21 @@ void writeKey(HKEY parent, const RegistryKey& key) {
         writeContents(createKey(parent, key.name).get(), key.values, key.keys);
 }
 
-void removeKey(HKEY parent, const RegistryKey& key);
-
-// Returns whether the key may go too.
-bool removeContents(HKEY key, const std::vector<RegistryKey>& keys) {
-    for (const RegistryKey& subkey : keys)
-        removeKey(key, subkey);
-    return firstSubkey(key).empty();
+// Whether the key, or one below it, is never deleted.
+bool isKept(const RegistryKey& key) {
+    return key.rule == KeyRule::NoRemove || std::any_of(key.keys.begin(), key.keys.end(), isKept);
 }
 
-// A key is spared when keys are left under it that the script does not name. This is what keeps the removal of a
-// rewritten script from taking the user's Software and Classes keys along: the script names them like its own.
 void removeKey(HKEY parent, const RegistryKey& key) {
-    if (key.rule == KeyRule::ForceRemove) {
+    if (key.rule == KeyRule::ForceRemove || !isKept(key)) {
         deleteSubtree(parent, key.name);
         return;
     }
     const UniqueRegistryKey opened = openKey(parent, key.name);
-    if (opened && removeContents(opened.get(), key.keys) && key.rule != KeyRule::NoRemove)
-        deleteKey(parent, key.name);
+    if (!opened)
+        return;
+    for (const RegistryKey& subkey : key.keys)
+        removeKey(opened.get(), subkey);
 }
 
 } // namespace

@@ -31,9 +31,9 @@ std::vector<char16_t> textOfInput(std::span<const std::uint8_t> bytes) {
     return {text.begin(), text.end()};
 }
 
-std::optional<Trees> parse(WideStringView script) {
+std::optional<Trees> parse(WideStringView script, Trees (*parser)(WideStringView) = parseRegistryScript) {
     try {
-        return parseRegistryScript(script);
+        return parser(script);
     } catch (const ScriptError&) {
         return std::nullopt;
     }
@@ -120,13 +120,14 @@ WideString written(const Trees& trees) {
     return text;
 }
 
-// HKEY_CLASSES_ROOT is the key Software\Classes of the current user then. Keys that are too deep there are refused.
+// HKEY_CLASSES_ROOT is the key Software\Classes of the current user then, which is never deleted. Keys that are too
+// deep there are refused.
 void requireMoved(WideStringView script, const RegistryTree& classes) {
     const auto isSpace = [](auto unit) { return WideStringView(u" \t\r\n").find(unit) != WideStringView::npos; };
     const auto* const root = std::find_if_not(script.begin(), script.end(), isSpace);
     const WideString rest(std::find_if(root, script.end(), isSpace), script.end());
-    const auto expected = parse(u"HKCU { Software { Classes " + rest + u" } }");
-    const auto moved = parse(rewriteForCurrentUser(script));
+    const auto expected = parse(u"HKCU { NoRemove Software { NoRemove Classes " + rest + u" } }");
+    const auto moved = parse(script, parseForCurrentUser);
     require(moved.has_value() == expected.has_value(), "a script for the current user is a script");
     if (!moved)
         return;
@@ -142,7 +143,7 @@ void requireSound(WideStringView script, const Trees& trees) {
     require(again && written(*again) == text, "trees that are written as a script again make the same trees");
     const bool isForClasses = !trees.empty() && trees.front().root == RegistryRoot::ClassesRoot;
     if (!isForClasses)
-        require(rewriteForCurrentUser(script) == script, "a script for another root stays what it is");
+        require(written(*parse(script, parseForCurrentUser)) == text, "a script for another root stays what it is");
     else if (trees.size() == 1)
         requireMoved(script, trees.front());
 }

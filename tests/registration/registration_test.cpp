@@ -123,10 +123,8 @@ std::wstring registeredPath(HKEY root) {
 }
 
 // Adds a value to a key, which is created when it is not there.
-void addStray(const std::wstring& path) {
-    EXPECT_EQ(
-        ERROR_SUCCESS,
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kClasses + L"\\" + path).c_str(), L"Stray", REG_SZ, L"x", 4));
+void addStray(const std::wstring& path, HKEY root = HKEY_LOCAL_MACHINE) {
+    EXPECT_EQ(ERROR_SUCCESS, RegSetKeyValueW(root, (kClasses + L"\\" + path).c_str(), L"Stray", REG_SZ, L"x", 4));
 }
 
 // The type library that answers is registered for one locale; a client may come with any.
@@ -216,7 +214,7 @@ TEST_F(Registration, WritesAndRemovesExactlyItsEntries) {
     EXPECT_TRUE(FAILED(server.install(false, nullptr)));
 }
 
-TEST_F(Registration, WritesTheClassFromScratchAndLeavesKeysOfOthers) {
+TEST_F(Registration, WritesTheClassFromScratchAndRemovesWholeKeys) {
     const Server server;
     ASSERT_EQ(S_OK, server.add());
     for (const auto* stray : {L"", L"\\Stray\\Deep", L"\\InprocServer32"})
@@ -226,8 +224,6 @@ TEST_F(Registration, WritesTheClassFromScratchAndLeavesKeysOfOthers) {
     const auto theirs = key(kProgramId + L"\\Theirs") + value(kProgramId + L"\\Theirs", L"Stray", L"1 x|");
     expectGained(scriptLines(libraryPath()) + typeLibraryLines(libraryPath()) + theirs, {});
     ASSERT_EQ(S_OK, server.remove());
-    expectGained(theirs + text(kProgramId, L"VirtualSerialLibrary Class"), {});
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kClasses + L"\\" + kProgramId).c_str());
 }
 
 // Wine registers a type library for the whole machine even when asked for the user, and its COM does not look for
@@ -236,9 +232,13 @@ TEST_F(Registration, IsForTheUserOnceTheCommandLineIsUser) {
     const auto path = libraryPath();
     {
         const Server server;
+        addStray(L"CLSID", HKEY_CURRENT_USER);
+        const auto theirs = value(L"CLSID", L"Stray", L"1 x|");
         ASSERT_EQ(S_OK, server.install(true, L"uSeR"));
-        expectGained(typeLibraryLines(path), scriptLines(path));
+        expectGained(typeLibraryLines(path), scriptLines(path) + theirs);
         ASSERT_EQ(S_OK, server.remove());
+        expectGained({}, theirs);
+        RegDeleteKeyValueW(HKEY_CURRENT_USER, (kClasses + L"\\CLSID").c_str(), L"Stray");
         ASSERT_EQ(S_OK, server.install(true, L"users"));
         EXPECT_EQ(path, registeredPath(HKEY_CURRENT_USER)) << "as long as the library is loaded";
         EXPECT_EQ(L"", registeredPath(HKEY_LOCAL_MACHINE));

@@ -61,19 +61,19 @@ TEST_F(RegistryScript, WritesKeysAndValues) {
 TEST_F(RegistryScript, FollowsTheRulesOfKeys) {
     const std::wstring before = L"Key { val Mine = s 'm' Theirs { Deep } }";
     const std::wstring value = L"key\nkey : Mine = 1 m|\n";
-    const std::wstring all = value + L"key\\theirs\nkey\\theirs\\deep\n";
+    const std::wstring theirs = L"key\\theirs\nkey\\theirs\\deep\n";
+    const std::wstring all = value + theirs;
     const struct {
         const wchar_t* body;
         std::wstring written;
         std::wstring left;
     } rows[] = {
-        {L"Key { Theirs }", all, all},
-        {L"Key { Theirs { Deep } }", all, L""},
-        {L"NoRemove Key { Theirs { Deep } }", all, value},
+        {L"Key { Mine }", value + L"key\\mine\n" + theirs, L""},
+        {L"NoRemove Key { Theirs }", all, value},
         {L"Key { NoRemove Theirs { Deep } }", all, value + L"key\\theirs\n"},
         {L"ForceRemove Key = s 'new' { NoRemove Sub }", L"key\nkey : @ = 1 new|\nkey\\sub\n", L""},
         {L"Delete Key = s 'never' { Sub }", L"", L""},
-        {L"Key { Delete Theirs }", value, L""},
+        {L"NoRemove Key { Delete Theirs }", value, value},
         {L"New { Sub }", all + L"new\nnew\\sub\n", all},
     };
     for (const auto& row : rows) {
