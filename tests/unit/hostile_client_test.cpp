@@ -189,6 +189,7 @@ TEST_F(HostileClient, NullPointersAreRefusedBeforeAnythingIsDone) {
         EXPECT_RESULT(E_POINTER, object->GetIDsOfNames(IID_NULL, nullptr, 1, 0, &id));
         EXPECT_RESULT(E_POINTER, object->GetIDsOfNames(IID_NULL, names, 1, 0, nullptr));
         EXPECT_RESULT(E_POINTER, object->GetIDsOfNames(IID_NULL, names + 1, 1, 0, &id));
+        EXPECT_RESULT(S_OK, object->GetIDsOfNames(IID_NULL, nullptr, 0, 0, nullptr)); // of no names
         EXPECT_RESULT(object == array.get() ? E_NOTIMPL : E_POINTER, object->GetTypeInfo(0, 0, nullptr));
     }
     EXPECT_EQ(steps(), "");
