@@ -18,7 +18,10 @@ public:
     explicit ControlClient(std::wstring controlPath) : path_(std::move(controlPath)) {}
 
     // They throw when the request fails.
-    protocol::Bytes query(protocol::Query code) const { return driver::sendQuery(path_, code); }
+    protocol::Bytes query(protocol::Query code) const {
+        const auto reply = driver::sendQuery(path_, code);
+        return {reply.begin(), reply.end()};
+    }
     template <class Item>
     Item ask(protocol::Query code) const {
         return driver::query<Item>(path_, code);
