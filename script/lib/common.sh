@@ -16,6 +16,30 @@ die() {
   exit 1
 }
 
+# An interruption, such as Ctrl+C, ends a script at once, whatever the commands that it runs make of it. Only the script
+# that the user has started speaks of it, also while its standard error is redirected.
+export outermost_script=${outermost_script-$$}
+exec 3>&2
+end_interrupted() {
+  trap '' HUP INT TERM
+  [ "$outermost_script" != $$ ] || say "$program: interrupted" 2>&3
+  exit 130
+}
+trap end_interrupted HUP INT TERM
+
+# limited SECONDS COMMAND...: ends a command that takes longer, with status 124, and when the script is interrupted.
+# 0 is no limit.
+# timeout gives the command a process group of its own, which Ctrl+C does not reach; and bash hears of a signal at once
+# only while it waits for a command in the background.
+limited() (
+  trap 'kill $!; exit 130' HUP INT TERM
+  start_limited "$@"
+  wait $!
+)
+
+# The same in the background; the process to end is $!.
+start_limited() { timeout --kill-after=10 "$@" <&0 3>&- & }
+
 # Prints the comment at the head of the running script, which is its manual.
 show_usage() {
   sed -n '2,/^[^#]/{s/^# \{0,1\}//p}' "$0"
