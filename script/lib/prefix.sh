@@ -86,7 +86,7 @@ prefix_bring_up_to_date() {
       < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll) &&
     prefix_update library "the library" prefix_install_library \
       < <(prefix_fingerprint "$build_dir"/bin/zorvanlib.dll) &&
-    prefix_update driver "the driver package" prefix_install_driver \
+    prefix_update driver "the driver package (this ends what runs there)" prefix_install_driver \
       < <(prefix_fingerprint "$build_dir"/bin/devkit/{driver,difxapi}/*)
 }
 
