@@ -17,6 +17,7 @@ delete_ports() {
 # The examples, one a line: title, then the command, which is run in the folder of the project.
 example_commands() {
   printf '%s\t%s\n' "VBScript client, examples/ports.vbs" "cscript examples/ports.vbs"
+  printf '%s\t%s\n' "Events in VBScript, examples/events.vbs" "cscript examples/events.vbs"
   printf '%s\t%s\n' "JScript client, examples/ports.js" "cscript examples/ports.js"
   printf '%s\t%s\n' "C++ client, examples/ports.cpp" "build/bin/examples/ports.exe"
   printf '%s\t%s\n' "All connections, examples/connections.cpp" "build/bin/examples/connections.exe"
