@@ -8,7 +8,7 @@ var first, second;
 try {
     first = library.createDevice("COM41");
     second = library.createDevice("COM42");
-    first.createBridge(second, false);
+    first.createBridge(second);
     say("COM41 is bridged with " + first.pair.portName);
     say("COM42 is bridged with " + second.pair.portName + ", seen as " + second.remoteEndpoint);
 

@@ -26,7 +26,7 @@ function change() {
     created[0].portName = "COM33";
     pause();
     say("Connecting COM33 and COM32");
-    created[0].createBridge(created[1], false);
+    created[0].createBridge(created[1]);
     pause();
 }
 

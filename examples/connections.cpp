@@ -186,7 +186,7 @@ void showErrors(IVirtualSerialDevice& left, IVirtualSerialDevice& right) {
 
 void showBridge(IVirtualSerialDevice& left, IVirtualSerialDevice& right) {
     std::puts("Bridging both");
-    check(left.createBridge(&right, VARIANT_FALSE), "createBridge");
+    check(left.createBridge(&right, VARIANT_TRUE), "createBridge");
     ComPtr<IVirtualSerialDevice> pair;
     check(left.get_pair(&pair), "pair");
     std::printf(
