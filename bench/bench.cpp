@@ -1,0 +1,79 @@
+// Measures zorvanlib beside the bare calls of the system, under Wine with the development driver.
+//
+//   bench.exe   prints the table; adds the rows of growth.json, writes bench.json and bench.dat, all in this folder
+//
+// Every port of the prefix is deleted.
+#include "peer.h"
+#include "ports.h"
+#include "report.h"
+#include "sections.h"
+
+#include "base/hresult_error.h"
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <fstream>
+
+namespace zorvan::bench {
+
+namespace {
+
+// How a refresh grows is measured over a simulated Windows, by another program.
+void addGrowth(Report& report) {
+    std::ifstream file("growth.json");
+    for (const auto& row : nlohmann::json::parse(file))
+        report.add(row.get<Row>());
+}
+
+void measureEverything() {
+    Report report;
+    deleteAllPorts();
+    measureLoading(report);
+    measureCreation(report);
+
+    haveThisManyPorts(1);
+    measureCalls(report);
+    measureEvents(report);
+    measureRefresh(report);
+    const auto few = measureHoldings();
+
+    haveThisManyPorts(10);
+    measureBridge(report);
+    measureRefresh(report);
+
+    haveThisManyPorts(60);
+    measureRefresh(report);
+    reportHoldings(report, few, measureHoldings());
+    deleteAllPorts();
+
+    addGrowth(report);
+    report.printEnd();
+    report.writeJson("bench.json");
+    report.writePlotData("bench.dat");
+}
+
+} // namespace
+
+} // namespace zorvan::bench
+
+int wmain(int count, wchar_t** arguments) {
+    constexpr int kPeerArguments = 4;
+    _setmode(_fileno(stdout), _O_BINARY);
+    try {
+        const ComApartment apartment;
+        if (count == kPeerArguments)
+            zorvan::bench::servePeer(arguments[2], arguments[3]);
+        else
+            zorvan::bench::measureEverything();
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "FAILED: %s\n", error.what());
+    } catch (const zorvan::HResultError& error) {
+        std::fprintf(stderr, "FAILED: error 0x%08lX\n", error.code());
+    }
+    return 1;
+}
