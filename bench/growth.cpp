@@ -84,7 +84,7 @@ TEST_P(Growth, OfARefresh) {
     const ReplacedImport enumeration(
         GetModuleHandleW(L"zorvanlib.dll"), "SetupDiEnumDeviceInfo", reinterpret_cast<void*>(&enumerateInOrder));
     const auto taken =
-        takeTurns({5, 1}, {[&] { return secondsToRefresh(*library); }, [&] { return secondsToList(); }});
+        takeTurns({3, 1}, {[&] { return secondsToRefresh(*library); }, [&] { return secondsToList(); }});
     rows.push_back(
         Row{fmt::format("a refresh with {} simulated ports", GetParam()), atMost(1.5), ratioOf(taken[0], taken[1]),
             kTimes, "a bare listing: " + duration(spreadOf(taken[1]).median / kRefreshes)});

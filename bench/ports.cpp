@@ -7,7 +7,7 @@ namespace zorvan::bench {
 
 namespace {
 
-constexpr int kLooks = 100;
+constexpr int kLooks = 600;
 constexpr DWORD kPauseMs = 50;
 
 void awaitPorts(std::size_t count) {
