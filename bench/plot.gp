@@ -12,8 +12,8 @@ set xrange [0.125:]
 set yrange [rows - 0.5:-0.5] # the first row on top
 set ytics noenhanced scale 0
 set grid x
-set key at screen 0.98, screen 0.03 right bottom horizontal maxrows 1
-set bmargin 6
+set key at screen 0.98, screen 0.02 right bottom horizontal maxrows 1
+set bmargin 7
 set bars 0.6
 
 reached(median, kind, goal) = kind eq "most" ? median <= goal : kind eq "least" ? median >= goal : 1
