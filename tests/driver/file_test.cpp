@@ -59,26 +59,47 @@ TEST_F(Files, LoseNothingHoweverTheConnectionEnds) {
     }
 }
 
+UniqueHandle openOverlapped(const std::wstring& path) {
+    return fileHandle(CreateFileW(
+        path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED,
+        nullptr));
+}
+
 TEST_F(Files, AreNotWhatCannotCarryTraffic) {
-    const UniqueHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-    const auto eventInHost = client.copyToHost(event.get());
     const TemporaryFile refused({});
-    const auto file = client.copyToHost(open(refused, GENERIC_READ | GENERIC_WRITE, 0).get());
-    const auto pipeRecord = [](std::uint64_t pipe) { return record(protocol::PipeConnection{pipe, 1}); };
-    const std::pair<Set, protocol::Bytes> rows[] = {
-        {Set::ConnectPipe, pipeRecord(0)},
-        {Set::ConnectPipe, pipeRecord(0xABCDE0)}, // not a handle of the host
-        {Set::ConnectPipe, pipeRecord(file)},
-        {Set::ConnectPipe, pipeRecord(eventInHost)},
-        {Set::ConnectFiles, fileRecord(0, file)},
-        {Set::ConnectFiles, fileRecord(file, 0)},
-        {Set::ConnectFiles, fileRecord(file, file)},
-        {Set::ConnectFiles, fileRecord(file, eventInHost)},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(client.set(row.first, row.second), DWORD{ERROR_INVALID_HANDLE}) << &row - rows;
+    {
+        const auto opened = open(refused, GENERIC_READ | GENERIC_WRITE, 0);
+        const auto file = [&] { return client.copyToHost(opened.get()); };
+        const auto pipeRecord = [](std::uint64_t pipe) { return record(protocol::PipeConnection{pipe, 1}); };
+        const auto twice = file();
+        std::vector<std::pair<Set, protocol::Bytes>> rows{
+            {Set::ConnectPipe, pipeRecord(0)},
+            {Set::ConnectPipe, pipeRecord(0xABCDE0)}, // not a handle of the host
+            {Set::ConnectPipe, pipeRecord(file())},
+            {Set::ConnectFiles, fileRecord(0, file())},
+            {Set::ConnectFiles, fileRecord(file(), 0)},
+            {Set::ConnectFiles, fileRecord(twice, twice)},
+        };
+        const TemporaryFile synchronous({});
+        const UniqueHandle strangers[] = {
+            UniqueHandle(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+            openOverlapped(device.serialPath()), // of the driver that is to answer
+            openOverlapped(partnerDevice.serialPath()),
+            openOverlapped(device.controlPath()),
+            openOverlapped(L"\\\\.\\C:"), // of another driver
+            openPath(synchronous.name()),
+        };
+        for (const auto& stranger : strangers) {
+            const auto inHost = [&] { return client.copyToHost(stranger.get()); };
+            rows.emplace_back(Set::ConnectPipe, pipeRecord(inHost()));
+            rows.emplace_back(Set::ConnectFiles, fileRecord(inHost(), file()));
+            rows.emplace_back(Set::ConnectFiles, fileRecord(file(), inHost()));
+        }
+        for (const auto& row : rows)
+            EXPECT_EQ(client.set(row.first, row.second), DWORD{ERROR_INVALID_HANDLE}) << &row - rows.data();
+    }
     EXPECT_EQ(client.mode(), kListening);
-    EXPECT_TRUE(isHeld(refused)) << "a refused handle stays its owner's";
+    EXPECT_FALSE(isHeld(refused)) << "a refused handle is closed";
 }
 
 } // namespace

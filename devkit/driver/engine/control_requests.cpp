@@ -1,6 +1,7 @@
 #include "control_requests.h"
 
 #include "base/unique.h"
+#include "carrier_handle.h"
 #include "driver/protocol.h"
 
 #include <sddl.h>
@@ -93,7 +94,6 @@ Status queryErrorEmulationLong(Request& request) {
     return Status::Success;
 }
 
-// A handle that is the port's already would be closed with the connection that it is to replace.
 bool isInUse(const Port& port, std::uint64_t value) {
     if (const auto* connection = port.connectionAs<PipeConnection>())
         return connection->pipe.value() == value;
@@ -102,16 +102,22 @@ bool isInUse(const Port& port, std::uint64_t value) {
     return false;
 }
 
+// A handle that a request brings belongs to the host process from here on: one that is refused is closed. Nothing is
+// taken when it is the present connection's already, which would be closed under it.
+HostHandle takeOver(const Port& port, std::uint64_t value) {
+    return isInUse(port, value) ? HostHandle() : HostHandle(port.host(), value);
+}
+
 Status connectPipe(Request& request) {
     const auto record = request.input.read<protocol::PipeConnection>();
-    if (!request.exact() || !isFlag(record.serverEnd))
+    if (!request.exact())
         return Status::InvalidParameter;
-    if (isInUse(request.port, record.pipe))
-        return Status::InvalidHandle;
-    HostHandle pipe(request.port.host(), record.pipe);
+    auto pipe = takeOver(request.port, record.pipe);
+    if (!isFlag(record.serverEnd))
+        return Status::InvalidParameter;
     if (!pipe)
         return Status::InvalidHandle;
-    if (GetFileType(pipe.copy()) != FILE_TYPE_PIPE)
+    if (!isPipe(pipe.copy()))
         return Status::ObjectTypeMismatch;
     request.port.connectPipe(std::move(pipe), record.serverEnd == 1);
     return Status::Success;
@@ -121,14 +127,11 @@ Status connectFiles(Request& request) {
     const auto record = request.input.read<protocol::HostHandlePair>();
     if (!request.exact())
         return Status::InvalidParameter;
-    if (record.outputFile == record.inputFile || isInUse(request.port, record.outputFile) ||
-        isInUse(request.port, record.inputFile))
-        return Status::InvalidHandle;
-    HostHandle output(request.port.host(), record.outputFile);
-    HostHandle input(request.port.host(), record.inputFile);
+    auto output = takeOver(request.port, record.outputFile);
+    auto input = record.inputFile == record.outputFile ? HostHandle() : takeOver(request.port, record.inputFile);
     if (!output || !input)
         return Status::InvalidHandle;
-    if (GetFileType(output.copy()) == FILE_TYPE_UNKNOWN || GetFileType(input.copy()) == FILE_TYPE_UNKNOWN)
+    if (!isFile(output.copy()) || !isFile(input.copy()))
         return Status::ObjectTypeMismatch;
     request.port.connectFiles(std::move(output), std::move(input));
     return Status::Success;
@@ -185,7 +188,7 @@ Status setHostEvent(Request& request) {
     if (!request.exact())
         return Status::InvalidParameter;
     // 0 comes from a client that could not hand over its event; the other clients' stay.
-    if (event == 0 || request.port.watch(event))
+    if (event == 0 || request.port.watch(takeOver(request.port, event)))
         return Status::Success;
     return Status::InvalidHandle;
 }

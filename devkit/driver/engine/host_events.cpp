@@ -19,15 +19,14 @@ bool isAbandoned(const UniqueHandle& event) {
 
 } // namespace
 
-bool HostEvents::add(const HostProcess& host, std::uint64_t value) {
-    auto event = host.copyHandle(value);
+bool HostEvents::add(HostHandle handle) {
+    auto event = handle.releaseCopy();
     if (!event || !isEvent(event.get()))
         return false;
     dropAbandoned();
     if (events_.size() == kMaximum)
         events_.erase(events_.begin());
     events_.push_back(std::move(event));
-    host.closeHandle(value); // taken over now
     return true;
 }
 

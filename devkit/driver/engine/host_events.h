@@ -13,9 +13,9 @@ class HostEvents {
 public:
     static constexpr std::size_t kMaximum = 64;
 
-    // Takes over the event that a client left in the host process: it is moved here, so that the handles which
-    // remain are the clients' own. False: the value is no event of the host process.
-    bool add(const HostProcess& host, std::uint64_t value);
+    // Moves the event from the host process to here, so that the handles which remain are the clients' own. False: the
+    // handle leads to no event.
+    bool add(HostHandle handle);
 
     void signal() const;
     void clear() { events_.clear(); }

@@ -112,20 +112,18 @@ HostHandle::HostHandle(std::shared_ptr<const HostProcess> host, std::uint64_t va
     : host_(std::move(host)), value_(value), copy_(host_->copyHandle(value)) {}
 
 HostHandle::HostHandle(HostHandle&& other) noexcept
-    : host_(std::move(other.host_)), value_(other.value_), copy_(std::move(other.copy_)),
-      adopted_(std::exchange(other.adopted_, false)) {}
+    : host_(std::move(other.host_)), value_(other.value_), copy_(std::move(other.copy_)) {}
 
 // What this handle was ends with the other one.
 HostHandle& HostHandle::operator=(HostHandle&& other) noexcept {
     std::swap(host_, other.host_);
     std::swap(value_, other.value_);
     std::swap(copy_, other.copy_);
-    std::swap(adopted_, other.adopted_);
     return *this;
 }
 
 HostHandle::~HostHandle() {
-    if (adopted_)
+    if (host_)
         host_->closeHandle(value_);
 }
 

@@ -30,10 +30,11 @@ private:
     std::uint32_t id_ = 0;
 };
 
-// A handle that a client left in the host process, with the engine's own copy of it.
+// A handle that a client has handed over, with the engine's own copy of it. Both are closed with this object.
 class HostHandle {
 public:
-    // Empty when the value is no handle there.
+    HostHandle() = default;
+    // Empty when the value is no handle of the host process.
     HostHandle(std::shared_ptr<const HostProcess> host, std::uint64_t value);
     HostHandle(HostHandle&& other) noexcept;
     HostHandle& operator=(HostHandle&& other) noexcept;
@@ -44,15 +45,12 @@ public:
     explicit operator bool() const { return static_cast<bool>(copy_); }
     std::uint64_t value() const { return value_; }
     HANDLE copy() const { return copy_.get(); }
-
-    // Takes the value over: it is closed with this object. Until then it is its sender's.
-    void adopt() { adopted_ = true; }
+    UniqueHandle releaseCopy() { return std::move(copy_); }
 
 private:
-    std::shared_ptr<const HostProcess> host_;
-    std::uint64_t value_;
+    std::shared_ptr<const HostProcess> host_; // null when there is nothing to close
+    std::uint64_t value_ = 0;
     UniqueHandle copy_;
-    bool adopted_ = false;
 };
 
 } // namespace zorvan::driver

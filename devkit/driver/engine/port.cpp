@@ -64,7 +64,6 @@ void Port::listen(std::wstring securityDescriptor) {
 
 void Port::connectPipe(HostHandle pipe, bool serverEnd) {
     auto pump = makePump(serverEnd ? Pump::Kind::PipeServer : Pump::Kind::PipeClient, {pipe.copy(), pipe.copy()});
-    pipe.adopt();
     leaveForGood();
     leave(PipeConnection{std::move(pipe), pump});
     traffic_.join(*pump);
@@ -73,8 +72,6 @@ void Port::connectPipe(HostHandle pipe, bool serverEnd) {
 
 void Port::connectFiles(HostHandle output, HostHandle input) {
     auto pump = makePump(Pump::Kind::Files, {input.copy(), output.copy()});
-    output.adopt();
-    input.adopt();
     leaveForGood();
     leave(FileConnection{std::move(output), std::move(input), pump});
     traffic_.join(*pump);

@@ -87,8 +87,8 @@ public:
     // Restores a permanent bridge, if the two ports have one and nothing else to do.
     void rejoin(Port& other);
 
-    // Adds an event that a client left in the host process; false: it is none.
-    bool watch(std::uint64_t event) { return events_.add(*host_, event); }
+    // Adds a client's event; false: it is none.
+    bool watch(HostHandle event) { return events_.add(std::move(event)); }
 
     // The serial side takes one opener at a time.
     Status openSerial();

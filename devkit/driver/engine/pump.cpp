@@ -129,8 +129,6 @@ void Pump::finishWrite() {
 
 void Pump::finishTransfers() {
     reader_.cancel();
-    if (kind_ == Kind::Files && writer_.underWay())
-        writer_.finish();
     writer_.cancel();
 }
 
