@@ -50,6 +50,15 @@ TEST_F(SerialPort, GivesASecondOpenerNothing) {
     EXPECT_FALSE(GetCommMask(second.get(), &mask)) << "what was refused once stays refused";
 }
 
+// Wine may tell the driver of the next opening before it tells of the closing.
+TEST_F(SerialPort, IsFreeAsSoonAsItIsClosed) {
+    here.close();
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(openPath(device.serialPath()));
+        ASSERT_NO_THROW(SerialClient(device.portName())) << i;
+    }
+}
+
 TEST_F(SerialPort, EndsAReadAsItsTimeOutsSay) {
     constexpr DWORD kMaximum = MAXDWORD;
     constexpr DWORD kLong = 3'600'000; // milliseconds

@@ -4,9 +4,6 @@
 #include <string_view>
 #include <winternl.h>
 
-// Declared by the driver kit only, whose headers cannot stand beside <windows.h>.
-extern "C" NTSTATUS NTAPI NtQueryObject(HANDLE, OBJECT_INFORMATION_CLASS, void*, ULONG, ULONG*);
-
 namespace zorvan::driver {
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include "control_requests.h"
 #include "engine_lock.h"
+#include "handle_count.h"
 #include "kernel_call.h"
 #include "ports.h"
 
@@ -110,6 +111,10 @@ zorvanControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputS
         const auto status = handleControlRequest(ports, *port, code, inputOf(buffer, inputSize), reply);
         return deliver(status, reply.bytes(), buffer, outputSize);
     });
+}
+
+bool zorvanIsLastHandle(void* handle) {
+    return isLastHandle(handle);
 }
 
 Status zorvanOpenSerial(Port* port) {

@@ -45,6 +45,9 @@ ZORVAN_ENGINE_API void zorvanFreePort(Port* port);
 ZORVAN_ENGINE_API Outcome
 zorvanControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t inputSize, std::uint32_t outputSize);
 
+// Whether the handle is the last one to its object.
+ZORVAN_ENGINE_API bool zorvanIsLastHandle(void* handle);
+
 // The serial side takes one opener at a time. Closing it cancels what the opener still asks for.
 ZORVAN_ENGINE_API Status zorvanOpenSerial(Port* port);
 ZORVAN_ENGINE_API void zorvanCloseSerial(Port* port);

@@ -1,6 +1,6 @@
 #include "host_events.h"
 
-#include <winternl.h>
+#include "handle_count.h"
 
 namespace zorvan::driver {
 namespace {
@@ -10,11 +10,9 @@ bool isEvent(HANDLE handle) {
     return ResetEvent(handle) != FALSE;
 }
 
-// When only our own handle is left nobody can wait on the event any more. One that cannot be asked is kept.
+// When only our own handle is left nobody can wait on the event any more.
 bool isAbandoned(const UniqueHandle& event) {
-    PUBLIC_OBJECT_BASIC_INFORMATION information{};
-    return NtQueryObject(event.get(), ObjectBasicInformation, &information, sizeof information, nullptr) >= 0 &&
-           information.HandleCount == 1;
+    return isLastHandle(event.get());
 }
 
 } // namespace

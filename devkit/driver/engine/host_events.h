@@ -13,8 +13,8 @@ class HostEvents {
 public:
     static constexpr std::size_t kMaximum = 64;
 
-    // Moves the event from the host process to here, so that the handles which remain are the clients' own. False: the
-    // handle leads to no event.
+    // Moves the event from the host process to here, so that the handles which remain are the clients' own. False:
+    // the handle leads to no event.
     bool add(HostHandle handle);
 
     void signal() const;

@@ -29,7 +29,8 @@ struct Device {
     UNICODE_STRING controlInterface;
     UNICODE_STRING serialInterface;
     Port* port;
-    LONG openFiles; // touched by the request thread alone
+    LONG openFiles;      // touched by the request thread alone
+    FILE_OBJECT* opener; // the file that has the serial side; likewise
     Device* nextRemoved;
 };
 

@@ -25,15 +25,28 @@ const EntranceExtension& entranceOf(DEVICE_OBJECT* object) {
     return *static_cast<EntranceExtension*>(object->DeviceExtension);
 }
 
-// A file that was let in through the serial entrance is marked; only it may go on.
-bool isSerialOpener(const FILE_OBJECT& file) {
-    return file.FsContext != nullptr;
+bool isClosed(FILE_OBJECT& file) {
+    HANDLE handle = nullptr;
+    if (!NT_SUCCESS(ObOpenObjectByPointer(&file, 0, nullptr, 0, nullptr, KernelMode, &handle)))
+        return false;
+    const bool closed = zorvanIsLastHandle(handle);
+    ZwClose(handle);
+    return closed;
 }
 
+void closeSerial(Device& device) {
+    device.opener = nullptr;
+    zorvanCloseSerial(device.port);
+}
+
+// Wine may tell us of an opening before it tells us of the closing that came before it. So the file that has the port
+// is asked whether anybody has it open.
 Status openSerial(Device& device, FILE_OBJECT& file) {
+    if (device.opener && isClosed(*device.opener))
+        closeSerial(device);
     const auto status = zorvanOpenSerial(device.port);
     if (status == Status::Success)
-        file.FsContext = &device;
+        device.opener = &file;
     return status;
 }
 
@@ -48,9 +61,8 @@ NTSTATUS NTAPI createFile(DEVICE_OBJECT* object, IRP* irp) {
 NTSTATUS NTAPI closeFile(DEVICE_OBJECT* object, IRP* irp) {
     auto* const device = entranceOf(object).device;
     reapRemovedDevices(device);
-    const auto& file = *IoGetCurrentIrpStackLocation(irp)->FileObject;
-    if (isSerialOpener(file))
-        zorvanCloseSerial(device->port);
+    if (device->opener == IoGetCurrentIrpStackLocation(irp)->FileObject)
+        closeSerial(*device);
     --device->openFiles;
     return complete(irp, {Status::Success, 0});
 }
@@ -59,7 +71,7 @@ NTSTATUS submitFor(DEVICE_OBJECT* object, IRP* irp, Operation operation, std::ui
     const auto& [entrance, device] = entranceOf(object);
     if (entrance == Entrance::Control)
         return complete(irp, {Status::InvalidDeviceRequest, 0});
-    if (!isSerialOpener(*IoGetCurrentIrpStackLocation(irp)->FileObject))
+    if (device->opener != IoGetCurrentIrpStackLocation(irp)->FileObject)
         return complete(irp, {Status::AccessDenied, 0});
     return submit(*device, irp, operation, size);
 }
@@ -82,7 +94,7 @@ Outcome control(const EntranceExtension& extension, const IO_STACK_LOCATION& sta
     if (entrance == Entrance::Control)
         return zorvanControl(
             device->port, request.IoControlCode, buffer, request.InputBufferLength, request.OutputBufferLength);
-    if (!isSerialOpener(*stack.FileObject))
+    if (device->opener != stack.FileObject)
         return {Status::AccessDenied, 0};
     return zorvanSerialControl(
         device->port, request.IoControlCode, buffer, request.InputBufferLength, request.OutputBufferLength);

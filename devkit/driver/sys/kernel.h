@@ -12,3 +12,7 @@
 #undef InterlockedBitTestAndSet
 #undef InterlockedBitTestAndReset
 #include <ntddser.h>
+
+// Declared with the file systems' functions, whose header needs more than it is worth.
+extern "C" NTSTATUS NTAPI
+ObOpenObjectByPointer(void*, ULONG, ACCESS_STATE*, ACCESS_MASK, POBJECT_TYPE, KPROCESSOR_MODE, HANDLE*);
