@@ -1,4 +1,4 @@
-// Bridges that outlive their partner and the driver.
+// What outlives the driver: settings and permanent bridges.
 #include "base/hresult_error.h"
 #include "process_figures.h"
 #include "serial_client.h"
@@ -26,6 +26,30 @@ void restartDriver(const ControlClient& port) {
     const auto deadline = GetTickCount64() + kPatience;
     while (FAILED(comBoundary([&] { port.mode(); })) && GetTickCount64() < deadline)
         Sleep(50);
+}
+
+using Settings = TestOf<TwoPorts>;
+
+TEST_F(Settings, OutliveTheDriverButNotTheDevice) {
+    const std::tuple<Set, protocol::Bytes, Query, protocol::Bytes> rows[] = {
+        {Set::Enabled, {0}, Query::Enabled, {0}},
+        {Set::ErrorEmulation, record(protocol::ErrorEmulationShort{protocol::kBitCrossover, 1, 7}),
+         Query::ErrorEmulation, record(protocol::ErrorEmulationState{1, 7})},
+        {Set::ErrorEmulationLong, record(protocol::ErrorEmulationLong{protocol::kTransmitOverflow, 1, 0}),
+         Query::ErrorEmulationLong, record(protocol::ErrorEmulationLong{protocol::kTransmitOverflow, 1, 0})},
+        {Set::StartListening, textRecord(L"D:(A;;GA;;;WD)"), Query::SecurityDescriptor,
+         textRecord(L"D:(A;;GA;;;WD)")},
+    };
+    for (const auto& [set, input, query, reply] : rows)
+        EXPECT_EQ(client.set(set, input), 0u);
+    restartDriver(client);
+    for (const auto& [set, input, query, reply] : rows)
+        EXPECT_EQ(client.query(query), reply) << static_cast<std::uint32_t>(query);
+    EXPECT_FALSE(openPath(L"\\\\.\\" + device.portName()));
+    device.remove();
+    const DeviceNode successor(0u);
+    for (const auto& [set, input, query, reply] : rows)
+        EXPECT_EQ(ControlClient(successor.controlPath()).query(query), partner.query(query));
 }
 
 class PermanentBridge : public TestOf<TwoPorts> {

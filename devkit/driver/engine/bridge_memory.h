@@ -1,10 +1,7 @@
 // A port's permanent bridge, which outlives its partner and the driver.
 #pragma once
 
-#include "base/unique.h"
-
-#include <optional>
-#include <string>
+#include "device_key.h"
 
 namespace zorvan::driver {
 
@@ -14,23 +11,22 @@ struct Endpoint {
     std::wstring port;
 };
 
-// Kept in the device's hardware key, so that it goes with the device.
 class BridgeMemory {
 public:
-    // The key stays the caller's. Throws std::system_error when it cannot be opened once more.
-    explicit BridgeMemory(HKEY deviceKey);
+    // Kept in the key, which must outlive this.
+    explicit BridgeMemory(DeviceKey& key);
 
     const std::optional<Endpoint>& partner() const { return partner_; }
     bool names(const std::wstring& port) const;
 
     // Throws std::system_error when it cannot be written.
     void remember(const Endpoint& partner);
-    void forget();
+    void forget() noexcept;
 
 private:
     std::optional<Endpoint> read() const;
 
-    UniqueRegistryKey key_;
+    DeviceKey& key_;
     std::optional<Endpoint> partner_;
 };
 

@@ -233,7 +233,7 @@ Status setErrorEmulation(Request& request) {
     if (!request.exact() || record.kind != protocol::kBitCrossover || !isFlag(record.enabled) ||
         record.value > kMaximumCrossover)
         return Status::InvalidParameter;
-    request.port.traffic().setCrossover({record.enabled, record.value});
+    request.port.setCrossover({record.enabled, record.value});
     return Status::Success;
 }
 
@@ -241,7 +241,7 @@ Status setErrorEmulationLong(Request& request) {
     const auto record = request.input.read<protocol::ErrorEmulationLong>();
     if (!request.exact() || record.kind != protocol::kTransmitOverflow || !isFlag(record.enabled))
         return Status::InvalidParameter;
-    request.port.traffic().setTransmitOverflow(record);
+    request.port.setTransmitOverflow(record);
     return Status::Success;
 }
 

@@ -48,14 +48,6 @@ std::span<const std::uint8_t> inputOf(const void* buffer, std::uint32_t size) {
     return {static_cast<const std::uint8_t*>(buffer), size};
 }
 
-// Empty when the value is missing or no text.
-std::wstring readPortName(HKEY deviceKey) {
-    wchar_t text[260];
-    DWORD size = sizeof text;
-    const auto error = RegGetValueW(deviceKey, nullptr, L"PortName", RRF_RT_REG_SZ, nullptr, text, &size);
-    return error == ERROR_SUCCESS ? text : std::wstring();
-}
-
 } // namespace
 
 void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix) {
@@ -77,8 +69,7 @@ void zorvanEndKernelCall() {
 
 Port* zorvanCreatePort(void* deviceKey, const wchar_t* deviceName) {
     try {
-        auto* const key = static_cast<HKEY>(deviceKey);
-        return std::make_unique<Port>(readPortName(key), deviceName, key).release();
+        return std::make_unique<Port>(deviceName, static_cast<HKEY>(deviceKey)).release();
     } catch (const std::exception& failure) {
         report("a port could not be made", failure);
         return nullptr;

@@ -6,9 +6,27 @@
 
 namespace zorvan::driver {
 
-Port::Port(std::wstring name, std::wstring deviceName, HKEY deviceKey)
-    : name_(std::move(name)), deviceName_(std::move(deviceName)), bridgeMemory_(deviceKey),
-      host_(std::make_shared<HostProcess>()) {}
+namespace {
+
+constexpr wchar_t kPortName[] = L"PortName";
+constexpr wchar_t kEnabled[] = L"Enabled";
+constexpr wchar_t kCrossover[] = L"Crossover";
+constexpr wchar_t kTransmitOverflow[] = L"TransmitOverflow";
+constexpr wchar_t kSecurityDescriptor[] = L"ListeningSecurity";
+constexpr wchar_t kDefaultSecurity[] = L"D:AR(A;;CC;;;WD)";
+
+} // namespace
+
+Port::Port(std::wstring deviceName, HKEY deviceKey)
+    : key_(deviceKey), name_(key_.readText(kPortName).value_or(L"")), deviceName_(std::move(deviceName)),
+      enabled_(key_.readRecord<std::uint8_t>(kEnabled).value_or(1) != 0),
+      securityDescriptor_(key_.readText(kSecurityDescriptor).value_or(kDefaultSecurity)),
+      host_(std::make_shared<HostProcess>()) {
+    if (const auto crossover = key_.readRecord<protocol::ErrorEmulationState>(kCrossover))
+        traffic_.setCrossover(*crossover);
+    if (const auto overflow = key_.readRecord<protocol::ErrorEmulationLong>(kTransmitOverflow))
+        traffic_.setTransmitOverflow(*overflow);
+}
 
 void Port::start() {
     if (isPortName(name_) && !isTaken(name_, deviceName_))
@@ -42,9 +60,20 @@ Status Port::rename(const std::wstring& name) {
 Status Port::setEnabled(bool enabled) {
     if (enabled && isTaken(name_, deviceName_))
         return Status::ObjectNameCollision;
+    key_.writeRecord(kEnabled, std::uint8_t{enabled});
     enabled_ = enabled;
     publish();
     return Status::Success;
+}
+
+void Port::setCrossover(const protocol::ErrorEmulationState& crossover) {
+    key_.writeRecord(kCrossover, crossover);
+    traffic_.setCrossover(crossover);
+}
+
+void Port::setTransmitOverflow(const protocol::ErrorEmulationLong& overflow) {
+    key_.writeRecord(kTransmitOverflow, overflow);
+    traffic_.setTransmitOverflow(overflow);
 }
 
 std::uint32_t Port::mode() const {
@@ -58,6 +87,7 @@ void Port::listen() {
 }
 
 void Port::listen(std::wstring securityDescriptor) {
+    key_.writeText(kSecurityDescriptor, securityDescriptor);
     securityDescriptor_ = std::move(securityDescriptor);
     listen();
 }

@@ -46,8 +46,8 @@ inline constexpr std::uint32_t kModeBroken = 0;
 
 class Port {
 public:
-    // Starts the host process. The hardware key stays the caller's.
-    Port(std::wstring name, std::wstring deviceName, HKEY deviceKey);
+    // Starts the host process. The hardware key, which has the port's name and its settings, stays the caller's.
+    Port(std::wstring deviceName, HKEY deviceKey);
     ~Port() = default; // a port that was started is stopped first
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
@@ -66,6 +66,9 @@ public:
     // A disabled port keeps its name, but the name does not open it.
     bool enabled() const { return enabled_; }
     Status setEnabled(bool enabled);
+
+    void setCrossover(const protocol::ErrorEmulationState& crossover);
+    void setTransmitOverflow(const protocol::ErrorEmulationLong& overflow);
 
     // The security descriptor's text of listening mode.
     const std::wstring& securityDescriptor() const { return securityDescriptor_; }
@@ -103,11 +106,12 @@ private:
     std::wstring rememberedServer() const;
     void publish();
 
+    DeviceKey key_;
     std::wstring name_;
     std::wstring deviceName_;
-    bool enabled_ = true;
-    std::wstring securityDescriptor_ = L"D:AR(A;;CC;;;WD)";
-    BridgeMemory bridgeMemory_;
+    bool enabled_;
+    std::wstring securityDescriptor_;
+    BridgeMemory bridgeMemory_{key_};
     std::shared_ptr<const HostProcess> host_;
     std::optional<PublishedPortName> publishedName_;
     HostEvents events_;
