@@ -19,6 +19,7 @@ public:
     void remove();
 
     const std::wstring& portName() const { return identity_.portName; }
+    const std::wstring& instanceId() const { return identity_.instanceId; }
     const std::wstring& controlPath() const { return identity_.controlPath; }
     const std::wstring& serialPath() const { return identity_.portPath; }
     // The auto-reset event that the driver signals.

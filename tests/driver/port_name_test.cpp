@@ -1,5 +1,6 @@
 // The name that opens a port: taken by another one, switched off.
 #include "control_client.h"
+#include "pnp/port_name.h"
 
 namespace zorvan::test {
 namespace {
@@ -29,6 +30,23 @@ TEST_F(PortName, IsNotTakenFromAnother) {
     EXPECT_EQ(rename(other, testPortName(5)), 0u);
     EXPECT_TRUE(opens(testPortName(5)));
     EXPECT_TRUE(opens(device.portName()));
+}
+
+// The library removes the old name before it tells the driver of the new one.
+TEST_F(PortName, IsKeptWhenNobodyCouldOpenTheNewOne) {
+    const auto key = L"SYSTEM\\CurrentControlSet\\Enum\\" + device.instanceId() + L"\\Device Parameters";
+    for (const auto& name :
+         {std::wstring(), std::wstring(L"A\\B"), std::wstring(L"A/B"), std::wstring(L"COM250 "),
+          std::wstring(L"COM250."), std::wstring(L"COM25?"), std::wstring(L"COM250\0X", 8),
+          std::wstring(256, L'C')}) {
+        EXPECT_TRUE(DefineDosDeviceW(DDD_REMOVE_DEFINITION, device.portName().c_str(), nullptr));
+        EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"PortName", REG_SZ, L"A", 4), ERROR_SUCCESS);
+        EXPECT_EQ(rename(client, name), DWORD{ERROR_INVALID_NAME}) << name.size();
+        EXPECT_TRUE(opens(device.portName()));
+        EXPECT_EQ(pnp::readPortName(pnp::openHardwareKey(device.instanceId()).get()), device.portName());
+        EXPECT_EQ(WaitForSingleObject(device.changed(), 0), DWORD{WAIT_OBJECT_0})
+            << "clients may have cached the name";
+    }
 }
 
 TEST_F(PortName, OfADisabledPortDoesNotOpen) {

@@ -29,7 +29,7 @@ Port::Port(std::wstring deviceName, HKEY deviceKey)
 }
 
 void Port::start() {
-    if (isPortName(name_) && !isTaken(name_, deviceName_))
+    if (nameStatus(name_, deviceName_) == Status::Success)
         publish();
     else
         name_.clear();
@@ -45,10 +45,11 @@ void Port::stop() {
 }
 
 Status Port::rename(const std::wstring& name) {
-    if (!isPortName(name))
-        return Status::InvalidParameter;
-    if (isTaken(name, deviceName_))
-        return Status::ObjectNameCollision;
+    const auto status = nameStatus(name, deviceName_);
+    if (status != Status::Success) {
+        restoreName();
+        return status;
+    }
     name_ = name;
     publish();
     if (const auto* bridge = connectionAs<Bridge>(); bridge && bridge->permanent)
@@ -182,6 +183,16 @@ void Port::publish() {
     publishedName_.reset();
     if (enabled_ && !name_.empty())
         publishedName_.emplace(name_, deviceName_);
+}
+
+// Before a client tells the driver of a new name, it has removed the old one everywhere. A port without a name, or
+// with one that is none, would be in everybody's way. The clients are told to look the name up again.
+void Port::restoreName() {
+    if (name_.empty() || isTaken(name_, deviceName_))
+        return;
+    key_.writeText(kPortName, name_);
+    publish();
+    events_.signal();
 }
 
 } // namespace zorvan::driver

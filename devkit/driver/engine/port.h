@@ -61,6 +61,7 @@ public:
     const std::shared_ptr<const HostProcess>& host() const { return host_; }
 
     const std::wstring& name() const { return name_; }
+    // A name that is refused leaves the former one, also where a client has removed it already.
     Status rename(const std::wstring& name);
 
     // A disabled port keeps its name, but the name does not open it.
@@ -105,6 +106,7 @@ private:
     void join(Port& partner, const Endpoint& there, const Endpoint& back, bool permanent);
     std::wstring rememberedServer() const;
     void publish();
+    void restoreName();
 
     DeviceKey key_;
     std::wstring name_;

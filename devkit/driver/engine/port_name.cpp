@@ -62,6 +62,20 @@ void removeFromMap(const std::wstring& deviceName) noexcept {
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSerialPortMap, deviceName.c_str());
 }
 
+// Whether the system looks the text up as it stands. It drops spaces and dots at the end and takes a slash for a
+// separator, and there are characters that no name may have.
+bool isFoundAsItIs(const std::wstring& text) {
+    const auto isForbidden = [](wchar_t unit) {
+        return unit < L' ' || std::wstring_view(L"\\\"*<>?|").find(unit) != std::wstring_view::npos;
+    };
+    if (std::any_of(text.begin(), text.end(), isForbidden))
+        return false;
+    const auto path = L"\\\\.\\" + text;
+    wchar_t found[kMaximumLength + 8];
+    const auto length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(std::size(found)), found, nullptr);
+    return length < std::size(found) && path == std::wstring_view(found, length);
+}
+
 // Whoever renames a port removes its DOS name first, and somebody else may have taken it since.
 void unpublish(const std::wstring& device, const std::wstring& portName, devkit::DosName& dosName) noexcept {
     removeFromMap(device);
@@ -71,9 +85,10 @@ void unpublish(const std::wstring& device, const std::wstring& portName, devkit:
 
 } // namespace
 
-bool isPortName(const std::wstring& text) {
-    return !text.empty() && text.size() <= kMaximumLength &&
-           std::none_of(text.begin(), text.end(), [](wchar_t unit) { return unit < L' ' || unit == L'\\'; });
+Status nameStatus(const std::wstring& text, const std::wstring& ofDevice) {
+    if (text.empty() || text.size() > kMaximumLength || !isFoundAsItIs(text))
+        return Status::ObjectNameInvalid;
+    return isTaken(text, ofDevice) ? Status::ObjectNameCollision : Status::Success;
 }
 
 bool isTaken(const std::wstring& portName, const std::wstring& byDevice) noexcept {

@@ -1,6 +1,7 @@
 // A port's name as other programs see it: the DOS device name that opens it and its entry in the serial port map.
 #pragma once
 
+#include "status.h"
 #include "wine/dos_name.h"
 
 #include <string>
@@ -25,8 +26,9 @@ private:
 // Removes the names of devices that begin with the prefix and do not run any more.
 void removeStaleNames(const std::wstring& devicePrefix);
 
-// Whether a text can be a port's name at all. It need not end in a number.
-bool isPortName(const std::wstring& text);
+// Whether a text can be the name of this device: programs must be able to open it, and it may open no other device.
+// It need not end in a number.
+Status nameStatus(const std::wstring& text, const std::wstring& ofDevice);
 
 // Whether the name opens another device than this one.
 bool isTaken(const std::wstring& portName, const std::wstring& byDevice) noexcept;

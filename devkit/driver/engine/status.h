@@ -14,6 +14,7 @@ enum class Status : std::uint32_t {
     AccessDenied = 0xC0000022,         // ERROR_ACCESS_DENIED
     BufferTooSmall = 0xC0000023,       // ERROR_INSUFFICIENT_BUFFER
     ObjectTypeMismatch = 0xC0000024,   // ERROR_INVALID_HANDLE
+    ObjectNameInvalid = 0xC0000033,    // ERROR_INVALID_NAME
     ObjectNameNotFound = 0xC0000034,   // ERROR_FILE_NOT_FOUND
     ObjectNameCollision = 0xC0000035,  // ERROR_ALREADY_EXISTS
     InsufficientResources = 0xC000009A,
