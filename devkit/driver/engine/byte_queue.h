@@ -9,14 +9,20 @@
 
 namespace zorvan::driver {
 
-// Grows as needed: how much may wait in it is its owner's business.
 class ByteQueue {
 public:
     std::size_t size() const { return bytes_.size() - taken_; }
     bool empty() const { return size() == 0; }
 
-    void append(std::span<const std::uint8_t> bytes) {
+    // How many bytes may wait at a time: no more may be appended.
+    void reserve(std::size_t size) {
         dropTaken();
+        bytes_.reserve(size);
+    }
+
+    void append(std::span<const std::uint8_t> bytes) noexcept {
+        if (bytes.size() > bytes_.capacity() - bytes_.size())
+            dropTaken();
         bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
     }
 
@@ -34,10 +40,7 @@ public:
     }
 
 private:
-    // Only once they are the greater part, so that a byte is moved at most once on the average.
     void dropTaken() {
-        if (taken_ < size())
-            return;
         bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(taken_));
         taken_ = 0;
     }

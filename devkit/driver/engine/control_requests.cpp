@@ -172,7 +172,7 @@ Status createBridge(Request& request) {
         return Status::ObjectNameNotFound;
     if (partner == &request.port)
         return Status::InvalidParameter;
-    if (!partner->connectionAs<Listening>())
+    if (!partner->listening())
         return Status::ConnectionActive;
     request.port.bridgeTo(*partner, server, permanent == 1);
     return Status::Success;

@@ -48,6 +48,21 @@ std::span<const std::uint8_t> inputOf(const void* buffer, std::uint32_t size) {
     return {static_cast<const std::uint8_t*>(buffer), size};
 }
 
+// False: there is no memory left to complete it later.
+bool accept(Port& port, Operation operation, void* request, std::span<std::uint8_t> buffer) {
+    const EngineLock lock;
+    try {
+        expectCompletion();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    if (port.stopped())
+        completeLater(request, Status::NoSuchDevice);
+    else
+        port.traffic().submit(operation, request, buffer);
+    return true;
+}
+
 } // namespace
 
 void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix) {
@@ -127,11 +142,8 @@ zorvanSerialControl(Port* port, std::uint32_t code, void* buffer, std::uint32_t 
 }
 
 void zorvanSubmit(Port* port, Operation operation, void* request, void* buffer, std::uint32_t size) {
-    const EngineLock lock;
-    if (port->stopped())
-        completeLater(request, Status::NoSuchDevice);
-    else
-        port->traffic().submit(operation, request, {static_cast<std::uint8_t*>(buffer), size});
+    if (!accept(*port, operation, request, {static_cast<std::uint8_t*>(buffer), size}))
+        completeUnexpected(request, Status::InsufficientResources);
 }
 
 void zorvanCancel(Port* port, void* request) {

@@ -20,10 +20,38 @@ public:
     EngineLock& operator=(const EngineLock&) = delete;
 };
 
+// What can be released without the lock, in the order of its release: a handle before the process in which it lives.
+class Releasable {
+public:
+    class Chain {
+    public:
+        void append(std::shared_ptr<Releasable> object) noexcept;
+        void release() noexcept;
+
+    private:
+        std::shared_ptr<Releasable> first_;
+        Releasable* last_ = nullptr;
+    };
+
+    Releasable() = default;
+    virtual ~Releasable() = default;
+    Releasable(const Releasable&) = delete;
+    Releasable& operator=(const Releasable&) = delete;
+
+private:
+    std::shared_ptr<Releasable> next_;
+};
+
 // The functions below are called with the lock held.
 
-void completeLater(void* request, Status status, std::size_t size = 0);
-void releaseLater(std::shared_ptr<void> object);
+// Comes before anything is done for a request: what follows may not fail for lack of memory, as the request could
+// never be completed then. Throws std::bad_alloc.
+void expectCompletion();
+void completeLater(void* request, Status status, std::size_t size = 0) noexcept;
+void releaseLater(std::shared_ptr<Releasable> object) noexcept;
+
+// Without the lock, for a request for which the first one of them failed.
+void completeUnexpected(void* request, Status status);
 
 // Before the first request comes.
 void setCompletion(CompleteRequest complete);

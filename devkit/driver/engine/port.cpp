@@ -1,7 +1,5 @@
 #include "port.h"
 
-#include "engine_lock.h"
-
 #include <utility>
 
 namespace zorvan::driver {
@@ -36,9 +34,9 @@ void Port::start() {
 }
 
 // A permanent bridge is left to the partner, which keeps it in mind.
-void Port::stop() {
+void Port::stop() noexcept {
     traffic_.close(Status::NoSuchDevice);
-    leave(Listening{});
+    leave(nullptr);
     events_.clear();
     publishedName_.reset();
     host_.reset();
@@ -78,13 +76,15 @@ void Port::setTransmitOverflow(const protocol::ErrorEmulationLong& overflow) {
 }
 
 std::uint32_t Port::mode() const {
-    return host_->running() ? static_cast<std::uint32_t>(connection_.index()) + 1 : kModeBroken;
+    if (!host_->running())
+        return kModeBroken;
+    return connection_ ? kModeListening + 1 + static_cast<std::uint32_t>(connection_->mode.index()) : kModeListening;
 }
 
 void Port::listen() {
     leaveForGood();
-    if (!connectionAs<Listening>())
-        leave(Listening{});
+    if (!listening())
+        leave(nullptr);
 }
 
 void Port::listen(std::wstring securityDescriptor) {
@@ -95,16 +95,18 @@ void Port::listen(std::wstring securityDescriptor) {
 
 void Port::connectPipe(HostHandle pipe, bool serverEnd) {
     auto pump = makePump(serverEnd ? Pump::Kind::PipeServer : Pump::Kind::PipeClient, {pipe.copy(), pipe.copy()});
+    auto connection = std::make_shared<Connection>(PipeConnection{std::move(pipe), pump});
     leaveForGood();
-    leave(PipeConnection{std::move(pipe), pump});
+    leave(std::move(connection));
     traffic_.join(*pump);
     traffic_.setPresent(*pump, !serverEnd); // a server's pump tells when its first client comes
 }
 
 void Port::connectFiles(HostHandle output, HostHandle input) {
     auto pump = makePump(Pump::Kind::Files, {input.copy(), output.copy()});
+    auto connection = std::make_shared<Connection>(FileConnection{std::move(output), std::move(input), pump});
     leaveForGood();
-    leave(FileConnection{std::move(output), std::move(input), pump});
+    leave(std::move(connection));
     traffic_.join(*pump);
     traffic_.setPresent(*pump, true);
 }
@@ -122,7 +124,7 @@ void Port::rejoin(Port& other) {
     const bool remembered = bridgeMemory_.partner() || other.bridgeMemory_.partner();
     if (!remembered || !agrees(*this, other) || !agrees(other, *this))
         return;
-    if (connectionAs<Listening>() && other.connectionAs<Listening>())
+    if (listening() && other.listening())
         join(other, {rememberedServer(), other.name_}, {other.rememberedServer(), name_}, true);
 }
 
@@ -144,14 +146,13 @@ void Port::leaveForGood() {
     bridgeMemory_.forget();
 }
 
-void Port::leave(Connection next) {
-    auto former = std::exchange(connection_, std::move(next));
-    traffic_.joinNothing();
-    if (const auto* bridge = std::get_if<Bridge>(&former)) {
-        bridge->partner->connection_.emplace<Listening>();
+void Port::leave(std::shared_ptr<Connection> next) noexcept {
+    if (const auto* bridge = connectionAs<Bridge>()) {
+        bridge->partner->connection_ = nullptr;
         bridge->partner->events_.signal();
     }
-    releaseLater(std::make_shared<Connection>(std::move(former)));
+    traffic_.joinNothing();
+    releaseLater(std::exchange(connection_, std::move(next)));
     releaseLater(std::exchange(endedPump_, nullptr));
     events_.signal();
 }
@@ -159,19 +160,21 @@ void Port::leave(Connection next) {
 // On the pump's own thread, which cannot wait for its own end.
 void Port::pumpEnded() {
     const auto* const pipe = connectionAs<PipeConnection>();
-    auto pump = pipe ? pipe->pump : std::get<FileConnection>(connection_).pump;
-    leave(Listening{});
+    auto pump = pipe ? pipe->pump : connectionAs<FileConnection>()->pump;
+    leave(nullptr);
     endedPump_ = std::move(pump);
 }
 
 // What can fail comes first: a bridge has two ends or none.
 void Port::join(Port& partner, const Endpoint& there, const Endpoint& back, bool permanent) {
+    auto here = std::make_shared<Connection>(Bridge{&partner, there.server, permanent});
+    auto beyond = std::make_shared<Connection>(Bridge{this, back.server, permanent});
     if (permanent) {
         bridgeMemory_.remember(there);
         partner.bridgeMemory_.remember(back);
     }
-    leave(Bridge{&partner, there.server, permanent});
-    partner.leave(Bridge{this, back.server, permanent});
+    leave(std::move(here));
+    partner.leave(std::move(beyond));
     traffic_.join(partner.traffic_);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "bridge_memory.h"
+#include "engine_lock.h"
 #include "host_events.h"
 #include "host_process.h"
 #include "port_name.h"
@@ -19,8 +20,6 @@
 namespace zorvan::driver {
 
 class Port;
-
-struct Listening {};
 
 struct PipeConnection {
     HostHandle pipe;
@@ -39,10 +38,17 @@ struct FileConnection {
     std::shared_ptr<Pump> pump; // uses the handles above
 };
 
-// In the order of the modes that clients see, from 1 on.
-using Connection = std::variant<Listening, PipeConnection, Bridge, FileConnection>;
+struct Connection : Releasable {
+    // In the order of the modes that clients see, from kModeListening on.
+    using Mode = std::variant<PipeConnection, Bridge, FileConnection>;
+
+    explicit Connection(Mode of) : mode(std::move(of)) {}
+
+    Mode mode;
+};
 
 inline constexpr std::uint32_t kModeBroken = 0;
+inline constexpr std::uint32_t kModeListening = 1;
 
 class Port {
 public:
@@ -55,7 +61,7 @@ public:
     // Publishes the port's name. A port whose name is missing or taken runs without one, until it is renamed.
     void start();
     // Ends whatever the port has outside itself; it is still there, but for nothing.
-    void stop();
+    void stop() noexcept;
     bool stopped() const { return !host_; }
 
     const std::shared_ptr<const HostProcess>& host() const { return host_; }
@@ -76,10 +82,11 @@ public:
 
     // Broken when the host process, and with it every handle that it was given, is gone.
     std::uint32_t mode() const;
+    bool listening() const { return !connection_; }
     // Null in any other mode.
     template <class Mode>
     const Mode* connectionAs() const {
-        return std::get_if<Mode>(&connection_);
+        return connection_ ? std::get_if<Mode>(&connection_->mode) : nullptr;
     }
 
     // Each ends the present connection, at both ends of a bridge, and begins the next.
@@ -101,7 +108,7 @@ public:
 private:
     std::shared_ptr<Pump> makePump(Pump::Kind kind, Pump::Ends ends);
     void leaveForGood();
-    void leave(Connection next);
+    void leave(std::shared_ptr<Connection> next) noexcept;
     void pumpEnded();
     void join(Port& partner, const Endpoint& there, const Endpoint& back, bool permanent);
     std::wstring rememberedServer() const;
@@ -118,8 +125,8 @@ private:
     std::optional<PublishedPortName> publishedName_;
     HostEvents events_;
     Traffic traffic_;
-    Connection connection_;
-    std::shared_ptr<Pump> endedPump_; // by itself; waited for later
+    std::shared_ptr<Connection> connection_; // null: listening
+    std::shared_ptr<Pump> endedPump_;        // by itself; waited for later
 };
 
 } // namespace zorvan::driver

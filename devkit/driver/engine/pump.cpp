@@ -1,7 +1,5 @@
 #include "pump.h"
 
-#include "engine_lock.h"
-
 #include <system_error>
 
 namespace zorvan::driver {
@@ -141,7 +139,11 @@ void Pump::end() {
     const EngineLock lock;
     if (!traffic_.isJoinedWith(*this))
         return;
-    traffic_.bringLast(arrived_);
+    try {
+        traffic_.bringLast(arrived_);
+    } catch (const std::bad_alloc&) {
+        arrived_.clear(); // as if the port had not been open
+    }
     onEnded_();
 }
 

@@ -1,6 +1,7 @@
 // Moves bytes between a port and a pipe or a pair of files, on a thread of its own.
 #pragma once
 
+#include "engine_lock.h"
 #include "overlapped_transfer.h"
 #include "traffic.h"
 
@@ -12,7 +13,7 @@
 
 namespace zorvan::driver {
 
-class Pump : public Carrier {
+class Pump : public Carrier, public Releasable {
 public:
     enum class Kind {
         PipeClient, // lasts as long as the pipe's other end
@@ -32,9 +33,6 @@ public:
     // Waits for the thread, so without the lock. What was taken from the port is written to a file; a pipe that does
     // not take it loses it.
     ~Pump() override;
-    Pump(const Pump&) = delete;
-    Pump& operator=(const Pump&) = delete;
-
     void wake() override;
 
 private:

@@ -22,9 +22,15 @@ std::size_t Receiver::room() const {
     return room;
 }
 
-void Receiver::receive(std::span<const std::uint8_t> bytes) {
-    queue_.append(bytes);
-    serve();
+// While reads wait, the queue is empty.
+void Receiver::receive(std::span<const std::uint8_t> bytes) noexcept {
+    queue_.append(serveFrom(bytes));
+}
+
+void Receiver::setCapacity(std::size_t capacity) {
+    const auto wanted = std::clamp(capacity, kLeastCapacity, kGreatestCapacity);
+    queue_.reserve(kReserve * wanted);
+    capacity_ = wanted;
 }
 
 bool Receiver::cancel(void* request) {
@@ -80,8 +86,26 @@ void Receiver::begin(Read& read) {
         read.end = Clock::now() + *read.rule.total;
 }
 
+// Returns what is left.
+std::span<const std::uint8_t> Receiver::serveFrom(std::span<const std::uint8_t> bytes) {
+    while (!reads_.empty() && !bytes.empty()) {
+        auto& read = reads_.front();
+        const auto count = std::min(bytes.size(), read.buffer.size() - read.done);
+        std::copy_n(bytes.begin(), count, read.buffer.begin() + static_cast<std::ptrdiff_t>(read.done));
+        noteArrival(read, count);
+        bytes = bytes.subspan(count);
+        if (read.enough())
+            finishFirst();
+        serve();
+    }
+    return bytes;
+}
+
 void Receiver::fill(Read& read) {
-    const auto count = queue_.take(read.buffer.subspan(read.done));
+    noteArrival(read, queue_.take(read.buffer.subspan(read.done)));
+}
+
+void Receiver::noteArrival(Read& read, std::size_t count) {
     read.done += count;
     if (count != 0 && read.rule.interval)
         read.intervalEnd = Clock::now() + *read.rule.interval;

@@ -12,18 +12,24 @@ namespace zorvan::driver {
 class Receiver {
 public:
     static constexpr std::size_t kLeastCapacity = 16384;
+    static constexpr std::size_t kGreatestCapacity = std::size_t{1} << 20;
+
+    Receiver() { queue_.reserve(kReserve * capacity_); }
 
     // The request is completed when the rule is met, now or later.
     void read(void* request, std::span<std::uint8_t> buffer, const ReadRule& rule);
 
     // How much may arrive now: what the waiting reads take and what the queue holds.
     std::size_t room() const;
-    void receive(std::span<const std::uint8_t> bytes);
+    void receive(std::span<const std::uint8_t> bytes) noexcept;
+    // Lets more than that arrive once. Throws std::bad_alloc.
+    void makeRoom(std::size_t size) { queue_.reserve(queue_.size() + size); }
 
     std::size_t queued() const { return queue_.size(); }
     void clear() { queue_.clear(); }
     std::size_t capacity() const { return capacity_; }
-    void setCapacity(std::size_t capacity) { capacity_ = std::max(capacity, kLeastCapacity); }
+    // Throws std::bad_alloc.
+    void setCapacity(std::size_t capacity);
 
     bool cancel(void* request);
     void abort(Status status);
@@ -45,9 +51,14 @@ private:
         bool enough() const;
     };
 
+    // Of memory: bytes that were taken are dropped less often then.
+    static constexpr std::size_t kReserve = 2;
+
     void serve();
     void begin(Read& read);
+    std::span<const std::uint8_t> serveFrom(std::span<const std::uint8_t> bytes);
     void fill(Read& read);
+    void noteArrival(Read& read, std::size_t count);
     void finishFirst();
 
     ByteQueue queue_;

@@ -211,10 +211,9 @@ Status SerialPort::setQueueSize(std::span<const std::uint8_t> input) {
 
 Status SerialPort::sendUrgently(std::span<const std::uint8_t> input) {
     std::uint8_t byte = 0;
-    const auto status = readRecord(input, byte);
-    if (status == Status::Success)
-        transmitter_.sendUrgently(byte);
-    return status;
+    if (const auto status = readRecord(input, byte); status != Status::Success)
+        return status;
+    return transmitter_.sendUrgently(byte) ? Status::Success : Status::InsufficientResources;
 }
 
 void SerialPort::configure() {
@@ -296,8 +295,8 @@ void SerialPort::followQueue() {
     const bool automatic = (settings_.handFlow().FlowReplace & SERIAL_AUTO_RECEIVE) != 0;
     if (!automatic || xoffSent_ == outputs_.throttled())
         return;
-    xoffSent_ = outputs_.throttled();
-    transmitter_.sendUrgently(xoffSent_ ? settings_.chars().XoffChar : settings_.chars().XonChar);
+    if (transmitter_.sendUrgently(outputs_.throttled() ? settings_.chars().XoffChar : settings_.chars().XonChar))
+        xoffSent_ = outputs_.throttled();
 }
 
 } // namespace zorvan::driver

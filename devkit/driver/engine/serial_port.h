@@ -14,7 +14,8 @@ namespace zorvan::driver {
 
 class SerialPort {
 public:
-    // The request is completed now or later, the buffer being valid until then.
+    // The request is completed now or later, the buffer being valid until then. Throws std::bad_alloc, the request
+    // being the caller's still.
     void submit(Operation operation, void* request, std::span<std::uint8_t> buffer);
     // The other serial control codes, which are answered at once.
     Status control(std::uint32_t code, std::span<const std::uint8_t> input, protocol::RecordWriter& reply);
@@ -26,6 +27,7 @@ public:
 
     // How much may arrive now. What arrives is changed on the way: the hand flow keeps some bytes to itself.
     std::size_t room() const { return receiver_.room(); }
+    void makeRoom(std::size_t size) { receiver_.makeRoom(size); }
     void receive(std::span<std::uint8_t> bytes);
 
     // Takes what may be sent now, as the flow control says.

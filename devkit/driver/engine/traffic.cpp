@@ -32,7 +32,11 @@ void Traffic::close(Status status) {
 void Traffic::submit(Operation operation, void* request, std::span<std::uint8_t> buffer) {
     if (!serial_)
         return completeLater(request, Status::AccessDenied);
-    serial_->submit(operation, request, buffer);
+    try {
+        serial_->submit(operation, request, buffer);
+    } catch (const std::bad_alloc&) {
+        return completeLater(request, Status::InsufficientResources);
+    }
     settle();
 }
 
@@ -108,8 +112,10 @@ std::size_t Traffic::bring(const Carrier& carrier, std::span<std::uint8_t> bytes
 }
 
 void Traffic::bringLast(std::span<std::uint8_t> bytes) {
-    if (serial_ && !bytes.empty())
-        receive(bytes);
+    if (!serial_ || bytes.empty())
+        return;
+    serial_->makeRoom(bytes.size());
+    receive(bytes);
 }
 
 void Traffic::setPinConnections(const PinConnections& connections) {
@@ -140,7 +146,7 @@ void Traffic::expire(void* self) {
 
 // Moves what can be moved. Flow control makes this a loop: bytes that arrive may lower a line or send XOFF, and bytes
 // that are read may let others pass.
-void Traffic::settle() {
+void Traffic::settle() noexcept {
     do {
         if (serial_)
             serial_->followQueue();

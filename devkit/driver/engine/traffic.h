@@ -48,7 +48,7 @@ public:
     std::size_t take(const Carrier& carrier, std::span<std::uint8_t> block);
     // Returns how many of the bytes there was room for.
     std::size_t bring(const Carrier& carrier, std::span<std::uint8_t> bytes);
-    // Nobody will bring the rest again: the queue takes more than its share.
+    // Nobody will bring the rest again: the queue takes more than its share. Throws std::bad_alloc.
     void bringLast(std::span<std::uint8_t> bytes);
 
     const protocol::TrafficCounters& counters() const { return counters_; }
@@ -66,7 +66,7 @@ public:
 
 private:
     static void expire(void* self);
-    void settle();
+    void settle() noexcept;
     bool carry();
     bool carryTo(Traffic& partner);
     void wakeCarrier();

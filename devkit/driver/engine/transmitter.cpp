@@ -15,15 +15,23 @@ void Transmitter::write(void* request, std::span<const std::uint8_t> bytes, std:
 }
 
 std::size_t Transmitter::unsent() const {
-    return std::accumulate(writes_.begin(), writes_.end(), urgent_.size(), [](std::size_t sum, const Write& write) {
+    return std::accumulate(writes_.begin(), writes_.end(), urgentCount_, [](std::size_t sum, const Write& write) {
         return sum + write.unsent();
     });
 }
 
+bool Transmitter::sendUrgently(std::uint8_t byte) {
+    if (urgentCount_ == urgent_.size())
+        return false;
+    urgent_[urgentCount_++] = byte;
+    return true;
+}
+
 std::size_t Transmitter::takeUrgent(std::span<std::uint8_t> block) {
-    const auto count = std::min(block.size(), urgent_.size());
+    const auto count = std::min(block.size(), urgentCount_);
     std::copy_n(urgent_.begin(), count, block.begin());
-    urgent_.erase(urgent_.begin(), urgent_.begin() + static_cast<std::ptrdiff_t>(count));
+    std::copy(urgent_.begin() + static_cast<std::ptrdiff_t>(count), urgent_.end(), urgent_.begin());
+    urgentCount_ -= count;
     return count;
 }
 

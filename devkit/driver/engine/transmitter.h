@@ -4,9 +4,9 @@
 #include "serial_timeouts.h"
 #include "status.h"
 
+#include <array>
 #include <deque>
 #include <span>
-#include <vector>
 
 namespace zorvan::driver {
 
@@ -15,8 +15,8 @@ public:
     // The request is completed when all its bytes are taken or its time is up. One of no bytes is completed when
     // those before it are: so a flush waits.
     void write(void* request, std::span<const std::uint8_t> bytes, std::optional<Duration> timeout);
-    // Goes before everything that waits, also while transmission is held.
-    void sendUrgently(std::uint8_t byte) { urgent_.push_back(byte); }
+    // Goes before everything that waits, also while transmission is held. False: too many wait already.
+    bool sendUrgently(std::uint8_t byte);
 
     std::size_t unsent() const;
     std::size_t takeUrgent(std::span<std::uint8_t> block);
@@ -43,7 +43,8 @@ private:
     void finishTaken();
     void finishFirst();
 
-    std::vector<std::uint8_t> urgent_;
+    std::array<std::uint8_t, 64> urgent_{};
+    std::size_t urgentCount_ = 0;
     std::deque<Write> writes_; // the first one has its turn
 };
 
