@@ -1,8 +1,6 @@
 // The events that clients leave with a port, to hear of its mode.
 #include "control_client.h"
 
-#include <algorithm>
-
 namespace zorvan::test {
 namespace {
 
@@ -45,21 +43,6 @@ TEST_F(HostEvents, TellOfAChangeAndOfNothingElse) {
     EXPECT_TRUE(first.signalled() && second.signalled() && theirs.signalled());
     partnerDevice.remove();
     EXPECT_TRUE(first.signalled() && second.signalled());
-}
-
-TEST_F(HostEvents, MakeRoomForOthers) {
-    const ModeEvent oldest(client);
-    for (int i = 0; i < 100; ++i)
-        const ModeEvent ofAClientThatGoes(client);
-    EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u);
-    EXPECT_TRUE(oldest.signalled());
-
-    std::vector<std::unique_ptr<ModeEvent>> events;
-    for (int i = 0; i < 64; ++i)
-        events.push_back(std::make_unique<ModeEvent>(client));
-    EXPECT_EQ(client.set(Set::Disconnect), 0u);
-    EXPECT_FALSE(oldest.signalled());
-    EXPECT_TRUE(std::all_of(events.begin(), events.end(), [](const auto& event) { return event->signalled(); }));
 }
 
 } // namespace

@@ -80,25 +80,5 @@ TEST_F(Lines, AreEventsWhenTheyChange) {
     EXPECT_EQ(errors, DWORD{CE_BREAK});
 }
 
-TEST_F(Lines, HoldTransmissionAsCharactersDo) {
-    here.configure([](DCB& settings) { settings.fOutxCtsFlow = settings.fOutX = TRUE; });
-    there.configure([](DCB& settings) { settings.fRtsControl = RTS_CONTROL_HANDSHAKE; });
-    const auto data = randomBytes(50'000, 1);
-    const auto write = here.startWrite(data);
-    EXPECT_FALSE(write->done()) << "the queue is smaller";
-    EXPECT_EQ(here.lines() & MS_CTS_ON, 0u);
-    EXPECT_EQ(there.read(data.size()).data, data);
-    EXPECT_EQ(write->wait().error, 0u);
-    EXPECT_EQ(here.lines() & MS_CTS_ON, DWORD{MS_CTS_ON});
-
-    EXPECT_EQ(there.write({0x13}).error, 0u);
-    const auto held = here.startWrite(bytesOf("held"));
-    EXPECT_FALSE(held->done());
-    EXPECT_TRUE(TransmitCommChar(here.get(), '!')) << "goes before everything else";
-    EXPECT_EQ(there.write({0x11, 'a'}).error, 0u);
-    EXPECT_EQ(here.read(1).data, bytesOf("a"));
-    EXPECT_EQ(there.read(5).data, bytesOf("!held"));
-}
-
 } // namespace
 } // namespace zorvan::test
