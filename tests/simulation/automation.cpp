@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <mutex>
 
 // No header of mingw-w64 declares these.
@@ -133,8 +134,6 @@ static ULONG othersReferences(const std::wstring& typeLibraryFile) {
 
 std::vector<std::string> Automation::held() const {
     auto descriptions = heldStrings();
-    for (const auto& [array, size] : arrays)
-        descriptions.push_back("array of " + std::to_string(size));
     if (const ULONG references = typeLibraryFile.empty() ? 0 : othersReferences(typeLibraryFile))
         descriptions.push_back("type library, " + std::to_string(references) + " references");
     return descriptions;
@@ -144,7 +143,6 @@ namespace {
 
 // Registered for its own locale alone, so that no other finds it.
 SIMULATE(HRESULT, LoadRegTypeLib, REFGUID id, WORD major, WORD minor, LCID locale, ITypeLib** library) {
-    const FailableCall call("LoadRegTypeLib", &id, major, minor, Hex{locale});
     if (id != LIBID_zorvanlibLib || major != 3 || minor != 0 || locale != 0x0409)
         return TYPE_E_LIBNOTREGISTERED;
     return ::LoadTypeLib(call->automation.typeLibraryFile.c_str(), library);
@@ -152,41 +150,34 @@ SIMULATE(HRESULT, LoadRegTypeLib, REFGUID id, WORD major, WORD minor, LCID local
 
 // The library asks for the type library in its own module.
 SIMULATE(HRESULT, LoadTypeLib, LPCOLESTR path, ITypeLib** library) {
-    const FailableCall call("LoadTypeLib", path);
     if (call->modules.libraryPath != path)
         return TYPE_E_CANTLOADLIBRARY;
     return ::LoadTypeLib(call->automation.typeLibraryFile.c_str(), library);
 }
 
 SIMULATE(HRESULT, RegisterTypeLib, ITypeLib*, LPCOLESTR path, LPCOLESTR) {
-    const FailableCall call("RegisterTypeLib", path);
-    call->registry.typeLibraries.insert(describe(&LIBID_zorvanlibLib));
+    call->registry.typeLibraries.insert(describe(LIBID_zorvanlibLib));
     return S_OK;
 }
 
 SIMULATE(HRESULT, RegisterTypeLibForUser, ITypeLib*, LPCOLESTR path, LPCOLESTR) {
-    const FailableCall call("RegisterTypeLibForUser", path);
-    call->registry.typeLibrariesOfUser.insert(describe(&LIBID_zorvanlibLib));
+    call->registry.typeLibrariesOfUser.insert(describe(LIBID_zorvanlibLib));
     return S_OK;
 }
 
 SIMULATE(HRESULT, UnRegisterTypeLib, REFGUID id, WORD, WORD, LCID, SYSKIND) {
-    const FailableCall call("UnRegisterTypeLib", &id);
-    return call->registry.typeLibraries.erase(describe(&id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
+    return call->registry.typeLibraries.erase(describe(id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
 }
 
 SIMULATE(HRESULT, UnRegisterTypeLibForUser, REFGUID id, WORD, WORD, LCID, SYSKIND) {
-    const FailableCall call("UnRegisterTypeLibForUser", &id);
-    return call->registry.typeLibrariesOfUser.erase(describe(&id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
+    return call->registry.typeLibrariesOfUser.erase(describe(id)) != 0 ? S_OK : TYPE_E_REGISTRYACCESS;
 }
 
 SIMULATE(BSTR, SysAllocStringLen, const OLECHAR* text, UINT length) {
-    const FailableCall call("SysAllocStringLen", text == nullptr ? std::wstring() : std::wstring(text, length));
     return follow(::SysAllocStringLen(text, length));
 }
 
-// Calls that release or ask objects are over before: the objects may be the library's, which has its own lock.
-RECORD(HRESULT, VariantClear, Call);
+PASS_SURE(HRESULT, VariantClear);
 
 HRESULT followed(HRESULT result, const VARIANT& value) {
     if (value.vt == VT_BSTR)
@@ -195,37 +186,20 @@ HRESULT followed(HRESULT result, const VARIANT& value) {
 }
 
 SIMULATE(HRESULT, VariantCopy, VARIANTARG* target, VARIANTARG* source) {
-    { const FailableCall call("VariantCopy", source->vt); }
+    call.over();
     return followed(::VariantCopy(target, source), *target);
 }
 
 SIMULATE(HRESULT, VariantChangeType, VARIANTARG* target, VARIANTARG* source, USHORT flags, VARTYPE type) {
-    { const FailableCall call("VariantChangeType", source->vt, type, Hex{flags}); }
+    call.over();
     return followed(::VariantChangeType(target, source, flags, type), *target);
 }
 
-SIMULATE(HRESULT, VarBstrCmp, BSTR left, BSTR right, LCID locale, ULONG flags) {
-    const FailableCall call("VarBstrCmp", left, right, Hex{locale}, Hex{flags});
-    return ::VarBstrCmp(left, right, locale, flags);
-}
-
-SIMULATE(SAFEARRAY*, SafeArrayCreateVector, VARTYPE type, LONG lowerBound, ULONG size) {
-    const FailableCall call("SafeArrayCreateVector", type, size);
-    SAFEARRAY* array = ::SafeArrayCreateVector(type, lowerBound, size);
-    call->automation.arrays[array] = size;
-    return array;
-}
-
-RECORD(HRESULT, SafeArrayLock, FailableCall);
-RECORD(HRESULT, SafeArrayUnlock, Call);
-
-SIMULATE(HRESULT, SafeArrayDestroy, SAFEARRAY* array) {
-    {
-        const Call call("SafeArrayDestroy");
-        call->automation.arrays.erase(array);
-    }
-    return ::SafeArrayDestroy(array);
-}
+PASS(HRESULT, VarBstrCmp);
+PASS(HRESULT, SafeArrayLock);
+PASS_SURE(HRESULT, SafeArrayUnlock);
+GIVES(SAFEARRAY*, SafeArrayCreateVector, "array");
+TAKES(HRESULT, SafeArrayDestroy, "array");
 
 } // namespace
 

@@ -6,7 +6,6 @@
 
 #include <oleauto.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -25,7 +24,6 @@ public:
     // Strings, arrays and the type library, as far as they are still held. The DLL must be unloaded.
     std::vector<std::string> held() const;
 
-    std::map<SAFEARRAY*, ULONG> arrays; // and how many elements each has
     std::wstring typeLibraryFile;
 };
 

@@ -14,9 +14,9 @@ std::recursive_mutex& simulationMutex() {
     return mutex;
 }
 
-std::string describe(Hex number) {
+std::string describeNumber(unsigned long long number) {
     char text[24];
-    std::snprintf(text, sizeof text, "0x%llx", number.value);
+    std::snprintf(text, sizeof text, number > 0xFFFF ? "0x%llx" : "%llu", number);
     return text;
 }
 
@@ -27,14 +27,39 @@ std::string describe(const std::wstring& text) {
     return ascii;
 }
 
-std::string describe(const GUID* guid) {
-    return guid == nullptr ? "null" : nameOfClass(*guid);
+std::string describe(const GUID& guid) {
+    return nameOfClass(guid);
+}
+
+// A number in the place of a name.
+static bool isOrdinal(const void* text) {
+    return reinterpret_cast<ULONG_PTR>(text) <= 0xFFFF;
+}
+
+std::string describe(const char* text) {
+    return isOrdinal(text) ? describe(static_cast<const void*>(text)) : text;
+}
+
+std::string describe(const wchar_t* text) {
+    return isOrdinal(text) ? describe(static_cast<const void*>(text)) : describe(std::wstring(text));
+}
+
+std::string describe(SECURITY_ATTRIBUTES* attributes) {
+    if (attributes == nullptr)
+        return "null";
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    GetSecurityDescriptorControl(attributes->lpSecurityDescriptor, &control, &revision);
+    const bool inherited = attributes->bInheritHandle != FALSE;
+    return "{" + describe(attributes->nLength) + ", " + describe(control) + ", " + describe(inherited ? 1 : 0) + "}";
 }
 
 std::string describe(HANDLE handle) {
+    if (handle == GetCurrentProcess() || handle == GetCurrentThread())
+        return "own";
     const Guard lock(simulationMutex());
     const auto object = Machine::current().handles.find(handle);
-    return object == nullptr ? describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) : object->description;
+    return object != nullptr ? object->description : handle == nullptr ? "null" : "...";
 }
 
 bool CallLog::Rule::applies(const std::string& called) {
@@ -115,12 +140,14 @@ Call::Call(const char* function, const std::vector<std::string>& arguments)
     SetLastError(lastError_);
 }
 
-Call::~Call() {
+void Call::over() const {
+    if (!lock_.owns_lock())
+        return;
     for (const auto& action : fate_.actions)
         action();
-    lastError_ = GetLastError();
+    const DWORD lastError = GetLastError();
     lock_.unlock();
-    SetLastError(lastError_);
+    SetLastError(lastError);
 }
 
 void Call::failIfTold() const {
@@ -148,7 +175,7 @@ void Call::reportBadHandle(HANDLE handle) const {
     const char* kind = HandleTable::isSimulated(handle) ? "a closed handle" : "a handle that it was not given";
     reportMisuse(
         "the library used " + (object ? "a handle of the wrong kind, " + object->description : kind) + " (" +
-            describe(Hex{reinterpret_cast<ULONG_PTR>(handle)}) + ")",
+            describeNumber(reinterpret_cast<ULONG_PTR>(handle)) + ")",
         ERROR_INVALID_HANDLE);
 }
 

@@ -5,12 +5,12 @@
 
 #include <windows.h>
 
-#include <concepts>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace zorvan::simulation {
@@ -21,22 +21,33 @@ class Machine;
 std::recursive_mutex& simulationMutex();
 using Guard = std::lock_guard<std::recursive_mutex>;
 
-// How arguments are written into the list of calls.
-struct Hex {
-    unsigned long long value;
-};
-std::string describe(Hex number);
+// How arguments are written into the list of calls: numbers beyond 16 bits as hexadecimal ones, handles as what they
+// stand for, and pointers to anything but texts and identifiers as dots.
+std::string describeNumber(unsigned long long number);
 std::string describe(const std::wstring& text);
-std::string describe(const GUID* guid);
+std::string describe(const GUID& guid);
 std::string describe(HANDLE handle);
-inline std::string describe(const wchar_t* text) {
-    return text == nullptr ? "null" : describe(std::wstring(text));
-}
+std::string describe(SECURITY_ATTRIBUTES* attributes);
+std::string describe(const char* text);
+std::string describe(const wchar_t* text);
 inline std::string describe(const std::string& text) {
     return text;
 }
-std::string describe(std::integral auto number) {
-    return std::to_string(number);
+inline std::string describe(HKEY key) {
+    return describe(static_cast<HANDLE>(key));
+}
+inline std::string describe(const GUID* guid) {
+    return guid == nullptr ? "null" : describe(*guid);
+}
+template <class Number>
+requires std::is_integral_v<Number> || std::is_enum_v<Number> std::string describe(Number number) {
+    return describeNumber(static_cast<std::make_unsigned_t<Number>>(number));
+}
+template <class Target>
+std::string describe(Target* pointer) {
+    constexpr LONG_PTR kSmall = 0x10000; // no pointer at all, such as HWND_MESSAGE
+    const auto number = reinterpret_cast<LONG_PTR>(pointer);
+    return number == 0 ? "null" : number < kSmall && number > -kSmall ? std::to_string(number) : "...";
 }
 
 // How much of what it is asked for a call that succeeds brings.
@@ -102,15 +113,26 @@ inline void failIf(bool condition, DWORD error) {
 }
 
 // A call that cannot fail, or only once it has done its work, with failIfTold. The machine is the caller's until it
-// is over; a function of Windows that leads back into the library, or waits, is called after that.
+// is over.
 class Call {
 public:
     template <class... Arguments>
     explicit Call(const char* function, const Arguments&... arguments)
         : Call(function, std::vector<std::string>{describe(arguments)...}) {}
-    ~Call();
+    ~Call() { over(); }
 
     Machine* operator->() const { return &machine_; }
+
+    // The rest is Windows' own: it may lead back into the library, or wait.
+    void over() const;
+
+    // Meanwhile the machine is free.
+    template <class Wait>
+    void letOthersRun(Wait&& wait) const {
+        lock_.unlock();
+        wait();
+        lock_.lock();
+    }
 
     // Throws a Failure where a test wants this call to fail.
     void failIfTold() const;
@@ -149,8 +171,8 @@ private:
     Call(const char* function, const std::vector<std::string>& arguments);
     [[noreturn]] void reportBadHandle(HANDLE handle) const;
 
-    DWORD lastError_; // first: nothing else may come between it and the caller
-    std::unique_lock<std::recursive_mutex> lock_;
+    const DWORD lastError_; // first: nothing else may come between it and the caller
+    mutable std::unique_lock<std::recursive_mutex> lock_;
     Machine& machine_;
     HandleTable& handles_;
     std::string function_;

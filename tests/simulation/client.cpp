@@ -48,7 +48,7 @@ HRESULT put(IDispatch& object, const wchar_t* name, Variant value) {
 
 void require(HRESULT result, const char* what) {
     if (FAILED(result))
-        throw std::runtime_error(std::string(what) + " failed with " + describe(Hex{static_cast<DWORD>(result)}));
+        throw std::runtime_error(std::string(what) + " failed with " + describe(static_cast<DWORD>(result)));
 }
 
 } // namespace zorvan::simulation

@@ -11,12 +11,10 @@ namespace zorvan::simulation {
 namespace {
 
 SIMULATE(OrInvalid<HDEVINFO>, SetupDiCreateDeviceInfoList, const GUID* setupClass, HWND parent) {
-    const FailableCall call("SetupDiCreateDeviceInfoList", setupClass, parent == nullptr ? "no window" : "window");
     return call.open(std::make_shared<DeviceInfoSet>());
 }
 
 SIMULATE(BOOL, SetupDiClassNameFromGuidW, const GUID* setupClass, PWSTR name, DWORD size, PDWORD) {
-    const FailableCall call("SetupDiClassNameFromGuidW", setupClass, size);
     const std::wstring text = *setupClass == kPortsClass ? L"Ports" : L"Unknown";
     failIf(size <= text.size(), ERROR_INSUFFICIENT_BUFFER);
     std::copy_n(text.c_str(), text.size() + 1, name);
@@ -25,7 +23,6 @@ SIMULATE(BOOL, SetupDiClassNameFromGuidW, const GUID* setupClass, PWSTR name, DW
 SIMULATE(
     BOOL, SetupDiCreateDeviceInfoW, HDEVINFO handle, PCWSTR name, const GUID* setupClass, PCWSTR description, HWND,
     DWORD flags, PSP_DEVINFO_DATA data) {
-    const FailableCall call("SetupDiCreateDeviceInfoW", name, setupClass, description, Hex{flags});
     const auto set = call.object<DeviceInfoSet>(handle);
     requireSize(*data);
     failIf((flags & DICD_GENERATE_ID) == 0, ERROR_INVALID_PARAMETER);
@@ -39,7 +36,6 @@ SIMULATE(
 SIMULATE(
     BOOL, SetupDiSetDeviceRegistryPropertyW, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property, const BYTE* data,
     DWORD size) {
-    const FailableCall call("SetupDiSetDeviceRegistryPropertyW", property, size);
     auto& node = nodeOf(call, set, device);
     const std::wstring text(reinterpret_cast<const wchar_t*>(data), size / sizeof(wchar_t));
     if (property == SPDRP_HARDWAREID)
@@ -51,7 +47,6 @@ SIMULATE(
 SIMULATE(
     BOOL, SetupDiGetDeviceRegistryPropertyW, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property, PDWORD,
     PBYTE buffer, DWORD size, PDWORD) {
-    const FailableCall call("SetupDiGetDeviceRegistryPropertyW", property, size);
     const auto& name = nodeOf(call, set, device).friendlyName;
     failIf(property != SPDRP_FRIENDLYNAME || !name, ERROR_INVALID_DATA);
     const auto length = call.bring(name->size());
@@ -60,7 +55,6 @@ SIMULATE(
 }
 
 SIMULATE(BOOL, SetupDiOpenDeviceInfoW, HDEVINFO handle, PCWSTR instanceId, HWND, DWORD flags, PSP_DEVINFO_DATA data) {
-    const FailableCall call("SetupDiOpenDeviceInfoW", instanceId, flags);
     const auto set = call.object<DeviceInfoSet>(handle);
     for (auto& node : call->plugAndPlay.nodes())
         if (node.instanceId == instanceId && node.present) {
@@ -74,7 +68,6 @@ SIMULATE(BOOL, SetupDiOpenDeviceInfoW, HDEVINFO handle, PCWSTR instanceId, HWND,
 SIMULATE(
     BOOL, SetupDiSetClassInstallParamsW, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_CLASSINSTALL_HEADER header,
     DWORD size) {
-    const FailableCall call("SetupDiSetClassInstallParamsW", header->cbSize, Hex{header->InstallFunction}, size);
     const auto& removal = *reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(header);
     failIf(header->cbSize != sizeof *header || size != sizeof removal, ERROR_INVALID_PARAMETER);
     failIf(header->InstallFunction != DIF_REMOVE, ERROR_INVALID_PARAMETER);
@@ -83,7 +76,6 @@ SIMULATE(
 }
 
 SIMULATE(BOOL, SetupDiCallClassInstaller, DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA device) {
-    const FailableCall call("SetupDiCallClassInstaller", Hex{function});
     auto& node = nodeOf(call, set, device);
     failIf(function == DIF_REMOVE ? !node.removable : function != DIF_REGISTERDEVICE, ERROR_INVALID_PARAMETER);
     node.registered = function == DIF_REGISTERDEVICE;
@@ -93,9 +85,8 @@ SIMULATE(BOOL, SetupDiCallClassInstaller, DI_FUNCTION function, HDEVINFO set, PS
     }
 }
 
-SIMULATE(
+SIMULATE_SURE(
     BOOL, SetupDiGetDeviceInstallParamsW, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DEVINSTALL_PARAMS_W parameters) {
-    const Call call("SetupDiGetDeviceInstallParamsW", parameters->cbSize);
     requireSize(*parameters);
     parameters->Flags = nodeOf(call, set, device).installFlags;
     call.failIfTold(); // what it has written stays written
@@ -115,10 +106,9 @@ void install(DeviceNode& node, Machine& machine) {
     serve(node, machine);
 }
 
-SIMULATE(
+SIMULATE_SURE(
     BOOL, DiInstallDevice, HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W driver, DWORD flags,
     PBOOL rebootNeeded) {
-    const Call call("DiInstallDevice", driver == nullptr ? "best driver" : "driver", Hex{flags});
     const auto& outcome = call->plugAndPlay.installation;
     *rebootNeeded = outcome.rebootNeeded;
     call.failIfTold();
@@ -130,7 +120,6 @@ SIMULATE(
 }
 
 SIMULATE(BOOL, SetupDiOpenDeviceInterfaceW, HDEVINFO set, PCWSTR path, DWORD flags, PSP_DEVICE_INTERFACE_DATA data) {
-    const FailableCall call("SetupDiOpenDeviceInterfaceW", path, flags);
     auto* node = call->plugAndPlay.findByControlPath(path);
     failIf(node == nullptr, ERROR_NO_SUCH_DEVICE_INTERFACE);
     fillInterfaceData(*node, kControlInterface, *data);
@@ -138,7 +127,6 @@ SIMULATE(BOOL, SetupDiOpenDeviceInterfaceW, HDEVINFO set, PCWSTR path, DWORD fla
 }
 
 SIMULATE(BOOL, SetupDiDeleteDeviceInterfaceData, HDEVINFO set, PSP_DEVICE_INTERFACE_DATA data) {
-    const FailableCall call("SetupDiDeleteDeviceInterfaceData", &data->InterfaceClassGuid);
     call.object<DeviceInfoSet>(set);
     failIf(call->plugAndPlay.find(static_cast<DWORD>(data->Reserved)) == nullptr, ERROR_INVALID_PARAMETER);
 }

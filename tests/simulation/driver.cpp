@@ -136,9 +136,6 @@ struct ControlFile : Object {
 SIMULATE(
     OrInvalid<HANDLE>, CreateFileW, LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
     DWORD disposition, DWORD flags, HANDLE templateFile) {
-    const FailableCall call(
-        "CreateFileW", path, Hex{access}, share, attributes == nullptr ? "no attributes" : "attributes", disposition,
-        Hex{flags}, templateFile == nullptr ? "no template" : "template");
     auto* node = call->plugAndPlay.findByControlPath(path);
     if (node == nullptr) {
         call->files.create(path, disposition);
@@ -170,24 +167,12 @@ void closeRefused(Process& host, const Request& request) {
 // What a reader finds that reads on behind the reply.
 constexpr std::uint8_t kBehindTheReply = 0xCC;
 
-void letDriverWait(HANDLE handle, std::uint32_t code) {
-    std::function<void(std::uint32_t)> wait;
-    {
-        const Guard lock(simulationMutex());
-        if (const auto file = std::dynamic_pointer_cast<ControlFile>(Machine::current().handles.find(handle)))
-            wait = file->node.driver.beforeAnswer;
-    }
-    if (wait)
-        wait(code);
-}
-
-SIMULATE(
+SIMULATE_SURE(
     BOOL, DeviceIoControl, HANDLE handle, DWORD code, LPVOID input, DWORD inputSize, LPVOID output, DWORD outputSize,
     LPDWORD returned, LPOVERLAPPED overlapped) {
-    letDriverWait(handle, code);
-    const Call call(
-        "DeviceIoControl", handle, Hex{code}, inputSize, outputSize, overlapped == nullptr ? "" : "overlapped");
     const auto file = call.object<ControlFile>(handle);
+    if (const auto wait = file->node.driver.beforeAnswer)
+        call.letOthersRun([&] { wait(code); });
     const auto* bytes = static_cast<const std::uint8_t*>(input);
     const Request request{code, {bytes, bytes + inputSize}, input == nullptr, outputSize, file->access};
     Bytes reply;

@@ -10,20 +10,16 @@ namespace zorvan::simulation {
 
 namespace {
 
-SIMULATE(OrError<DWORD>, DriverPackagePreinstallW, PCWSTR inf, DWORD flags) {
-    const FailableCall call("DriverPackagePreinstallW", inf, Hex{flags});
-}
+SIMULATE(OrError<DWORD>, DriverPackagePreinstallW, PCWSTR inf, DWORD flags) {}
 
-SIMULATE(OrError<DWORD>, DriverPackageInstallW, PCWSTR inf, DWORD flags, const INSTALLERINFO_W*, BOOL*) {
-    const FailableCall call("DriverPackageInstallW", inf, Hex{flags});
-}
+SIMULATE(OrError<DWORD>, DriverPackageInstallW, PCWSTR inf, DWORD flags, const INSTALLERINFO_W*, BOOL*) {}
 
-SIMULATE(
+SIMULATE_SURE(
     OrError<DWORD>, DriverPackageUninstallW, PCWSTR inf, DWORD flags, const INSTALLERINFO_W* installer,
     BOOL* needReboot) {
-    const Call call(
-        "DriverPackageUninstallW", inf, Hex{flags}, installer->pApplicationId, installer->pDisplayName,
-        installer->pProductName, installer->pMfgName);
+    for (const auto* text :
+         {installer->pApplicationId, installer->pDisplayName, installer->pProductName, installer->pMfgName})
+        call->driverPackages.installer += std::wstring(text) + L"|";
     call.misuseIf(*needReboot != FALSE, "the answer was not cleared");
     *needReboot = call->driverPackages.restartNeeded;
     call.failIfTold();
@@ -31,7 +27,6 @@ SIMULATE(
 
 // A buffer that is too small is left alone.
 SIMULATE(UINT, GetSystemDirectoryW, LPWSTR buffer, UINT size) {
-    const FailableCall call("GetSystemDirectoryW", size);
     const std::wstring& folder = call->driverPackages.systemFolder;
     if (folder.size() >= size)
         return static_cast<UINT>(folder.size()) + 1;
@@ -39,9 +34,7 @@ SIMULATE(UINT, GetSystemDirectoryW, LPWSTR buffer, UINT size) {
     return static_cast<UINT>(folder.size());
 }
 
-SIMULATE(BOOL, DeleteFileW, LPCWSTR path) {
-    const FailableCall call("DeleteFileW", path);
-}
+SIMULATE(BOOL, DeleteFileW, LPCWSTR path) {}
 
 } // namespace
 

@@ -23,9 +23,6 @@ constexpr std::wstring_view kDrive = L"C:";
 SIMULATE(
     OrInvalid<HANDLE>, CreateNamedPipeW, LPCWSTR name, DWORD openMode, DWORD pipeMode, DWORD instances,
     DWORD outputSize, DWORD inputSize, DWORD timeout, LPSECURITY_ATTRIBUTES attributes) {
-    const FailableCall call(
-        "CreateNamedPipeW", name, Hex{openMode}, pipeMode, instances, outputSize, inputSize, timeout,
-        attributes == nullptr ? "no attributes" : "attributes");
     failIf(!std::wstring_view(name).starts_with(kPipes), ERROR_INVALID_NAME);
     call->files.existing.insert(name);
     return call.open(std::make_shared<File>(name));
@@ -33,7 +30,6 @@ SIMULATE(
 
 SIMULATE(
     BOOL, GetFileInformationByHandleEx, HANDLE handle, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID buffer, DWORD size) {
-    const FailableCall call("GetFileInformationByHandleEx", handle, static_cast<DWORD>(kind), size);
     const auto& path = call.object<File>(handle)->path;
     failIf(kind != FileNameInfo, ERROR_INVALID_PARAMETER);
     // Without the drive, or the namespace of pipes.

@@ -52,7 +52,7 @@ void* counted(void* block) {
     return block;
 }
 
-SIMULATE(void*, malloc, std::size_t size) {
+SIMULATE_SILENTLY(void*, malloc, std::size_t size) {
     if (isToFail())
         return nullptr;
     void* block = counted(std::malloc(size));
@@ -60,11 +60,11 @@ SIMULATE(void*, malloc, std::size_t size) {
     return block;
 }
 
-SIMULATE(void*, calloc, std::size_t count, std::size_t size) {
+SIMULATE_SILENTLY(void*, calloc, std::size_t count, std::size_t size) {
     return isToFail() ? nullptr : counted(std::calloc(count, size));
 }
 
-SIMULATE(void*, realloc, void* block, std::size_t size) {
+SIMULATE_SILENTLY(void*, realloc, void* block, std::size_t size) {
     if (isToFail())
         return nullptr;
     const std::size_t before = block == nullptr ? 0 : _msize(block);
@@ -75,11 +75,11 @@ SIMULATE(void*, realloc, void* block, std::size_t size) {
     return block == nullptr ? counted(moved) : moved;
 }
 
-SIMULATE(LPVOID, HeapAlloc, HANDLE heap, DWORD flags, SIZE_T size) {
+SIMULATE_SILENTLY(LPVOID, HeapAlloc, HANDLE heap, DWORD flags, SIZE_T size) {
     return processHeapExhausted ? nullptr : ::HeapAlloc(heap, flags, size);
 }
 
-SIMULATE(void, free, void* block) {
+SIMULATE_SILENTLY(void, free, void* block) {
     if (block != nullptr) {
         --liveBlocks;
         lookForSecret(block, _msize(block));

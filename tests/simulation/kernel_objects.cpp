@@ -9,13 +9,10 @@
 
 namespace zorvan::simulation {
 
-std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count) {
-    std::vector<HANDLE> real(handles, handles + count);
-    const Guard lock(simulationMutex());
-    for (auto& handle : real)
-        if (const auto object = std::dynamic_pointer_cast<Waitable>(Machine::current().handles.find(handle)))
-            handle = object->real;
-    return real;
+constexpr char kHandle[] = "handle";
+
+RealObject::RealObject(HANDLE handle) : Object("real object") {
+    ::DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &real, 0, FALSE, DUPLICATE_SAME_ACCESS);
 }
 
 constexpr DWORD kPatienceMs = 20000;
@@ -56,102 +53,64 @@ void Threads::awaitEnd() const {
 
 namespace {
 
-SIMULATE(HANDLE, CreateEventW, LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name) {
-    const FailableCall call(
-        "CreateEventW", manualReset ? "manual" : "auto", signalled ? "signalled" : "not signalled", name);
-    const auto event = std::make_shared<Event>(manualReset, signalled);
-    event->hadAttributes = attributes != nullptr;
-    if (name != nullptr)
-        event->name = name;
-    call->kernel.events.push_back(event);
-    return call.open(event);
-}
-
-void copyAttributes(const SECURITY_ATTRIBUTES& attributes, Mutex& mutex) {
-    mutex.attributesLength = attributes.nLength;
-    mutex.inheritable = attributes.bInheritHandle != FALSE;
-    SECURITY_DESCRIPTOR_CONTROL control = 0;
-    DWORD revision = 0;
-    auto* descriptor = attributes.lpSecurityDescriptor;
-    if (!GetSecurityDescriptorControl(descriptor, &control, &revision) || (control & SE_SELF_RELATIVE) == 0)
-        return;
-    const auto* bytes = static_cast<const std::uint8_t*>(descriptor);
-    mutex.securityDescriptor.assign(bytes, bytes + GetSecurityDescriptorLength(descriptor));
-}
-
-SIMULATE(HANDLE, CreateMutexW, LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name) {
-    const FailableCall call("CreateMutexW", owned ? "owned" : "not owned", name);
-    const auto mutex = std::make_shared<Mutex>();
-    mutex->name = name;
-    mutex->initiallyOwned = owned != FALSE;
-    if (attributes != nullptr)
-        copyAttributes(*attributes, *mutex);
-    call->kernel.mutexes.push_back(mutex);
-    HANDLE handle = call.open(mutex);
-    SetLastError(call->kernel.existingNames.contains(name) ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-    return handle;
-}
-
-SIMULATE(BOOL, CloseHandle, HANDLE handle) {
-    if (!HandleTable::isSimulated(handle)) {
-        // The C++ runtime inside the library closes handles of Windows itself, for instance of threads. Windows takes
-        // INVALID_HANDLE_VALUE for the process itself and closes nothing.
-        const Call call("CloseHandle", "real");
-        call.misuseIf(
-            handle == INVALID_HANDLE_VALUE || !::CloseHandle(handle),
-            "the library closed " + describe(handle) + ", which is not open");
-        return;
-    }
-    const Call call("CloseHandle", handle);
-    const auto object = call.object<Object>(handle);
-    call.misuseIf(
-        std::dynamic_pointer_cast<NoKernelObject>(object) != nullptr,
-        "the library closed a handle of the wrong kind, " + object->description);
-    call.forget(handle);
-    call.failIfTold(); // a close that reports failure has closed all the same
-}
-
-// Cannot be made to fail: it always works on a valid handle, and whoever waits for the event would wait for ever.
-SIMULATE(BOOL, SetEvent, HANDLE handle) {
-    const Call call("SetEvent", handle);
-    succeedAs(::SetEvent(HandleTable::isSimulated(handle) ? call.object<Event>(handle)->real : handle));
-}
-
-// Waits are not calls in the list: how often a thread waits is chance. No lock is held while waiting.
-SIMULATE(DWORD, WaitForSingleObject, HANDLE handle, DWORD milliseconds) {
-    return ::WaitForSingleObject(realHandles(&handle, 1).front(), milliseconds);
-}
-
-SIMULATE(DWORD, WaitForMultipleObjects, DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
-    return ::WaitForMultipleObjects(count, realHandles(handles, count).data(), all, milliseconds);
-}
+GIVES(HANDLE, CreateEventW, kHandle);
+GIVES(HANDLE, CreateMutexW, kHandle);
+PASS(BOOL, SleepConditionVariableSRW);
 
 SIMULATE(
     HANDLE, CreateThread, LPSECURITY_ATTRIBUTES attributes, SIZE_T stack, LPTHREAD_START_ROUTINE start,
     LPVOID parameter, DWORD flags, LPDWORD id) {
-    const FailableCall call("CreateThread", Hex{flags});
-    DWORD number = 0;
-    HANDLE real = ::CreateThread(attributes, stack, start, parameter, flags, id != nullptr ? id : &number);
-    const auto thread = std::make_shared<Thread>(real, id != nullptr ? *id : number);
-    call->threads.add(thread);
-    return call.open(thread);
+    HANDLE real = ::CreateThread(attributes, stack, start, parameter, flags, id);
+    call->threads.add(std::make_shared<Thread>(real, *id));
+    call->count(kHandle, 1);
+    return real;
 }
 
-// Does not return; the call must be over before.
-SIMULATE(void, FreeLibraryAndExitThread, HMODULE module, DWORD code) {
-    { const Call call("FreeLibraryAndExitThread", code); }
+// A close that a test makes fail has closed all the same. Windows takes INVALID_HANDLE_VALUE for the process itself
+// and closes nothing.
+SIMULATE_SURE(BOOL, CloseHandle, HANDLE handle) {
+    if (HandleTable::isSimulated(handle)) {
+        const auto object = call.object<Object>(handle);
+        call.misuseIf(
+            std::dynamic_pointer_cast<NoKernelObject>(object) != nullptr,
+            "the library closed a handle of the wrong kind, " + object->description);
+        call.forget(handle);
+    } else {
+        call.misuseIf(handle == INVALID_HANDLE_VALUE || !::CloseHandle(handle), "the library closed a closed handle");
+        call->count(kHandle, -1);
+    }
+    call.failIfTold();
+}
+
+// The C++ runtime inside the library has no foreign handles; of the processes that are made up, processes.cpp tells.
+SIMULATE(
+    BOOL, DuplicateHandle, HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target, DWORD access,
+    BOOL inherit, DWORD options) {
+    auto& from = handlesOf(call, sourceProcess);
+    auto& to = handlesOf(call, targetProcess);
+    const bool isReal = &from == &call->handles && !HandleTable::isSimulated(source);
+    if (isReal && &to == &from) {
+        succeedAs(::DuplicateHandle(sourceProcess, source, targetProcess, target, access, inherit, options));
+        call->count(kHandle, 1);
+        return;
+    }
+    const auto object = isReal                    ? std::make_shared<RealObject>(source)
+                        : &from == &call->handles ? call.object<Object>(source)
+                                                  : from.find(source);
+    failIf(object == nullptr, ERROR_INVALID_HANDLE);
+    *target = to.open(object);
+    if ((options & DUPLICATE_CLOSE_SOURCE) != 0)
+        from.close(source);
+}
+
+SIMULATE_SURE(void, FreeLibraryAndExitThread, HMODULE module, DWORD code) {
+    call.over();
     ::FreeLibraryAndExitThread(module, code);
 }
 
-SIMULATE(
-    BOOL, SleepConditionVariableSRW, PCONDITION_VARIABLE condition, PSRWLOCK lock, DWORD milliseconds, ULONG flags) {
-    { const FailableCall call("SleepConditionVariableSRW", milliseconds); }
-    succeedAs(::SleepConditionVariableSRW(condition, lock, milliseconds, flags));
-}
-
 // Simulated time passes only while the library sleeps, and at once. Waits for events and threads are real.
-SIMULATE(void, Sleep, DWORD milliseconds) {
-    { const Call call("Sleep", milliseconds); }
+SIMULATE_SURE(void, Sleep, DWORD milliseconds) {
+    call.over();
     ::Sleep(0); // whoever sleeps lets others run
 }
 

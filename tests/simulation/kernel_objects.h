@@ -1,58 +1,20 @@
-// Events, mutexes and the threads that the library starts. Threads are real; an event has a real one behind it, so
-// that they can wait for it.
+// Events, mutexes and the threads that the library starts: Windows' own, whose handles are counted.
 #pragma once
 
 #include "simulation/handle_table.h"
 
-#include <cstdint>
-#include <optional>
-#include <set>
-
 namespace zorvan::simulation {
 
-// What a thread can wait for, with a real object behind it.
-struct Waitable : Object {
-    Waitable(const char* what, HANDLE object) : Object(what), real(object) {}
-    ~Waitable() override { ::CloseHandle(real); }
+// One of Windows' own, in the hands of a process that the simulation makes up.
+struct RealObject : Object {
+    explicit RealObject(HANDLE handle);
+    ~RealObject() override { ::CloseHandle(real); }
 
-    const HANDLE real;
+    HANDLE real = nullptr;
 };
 
-// The handles to hand to Windows: real ones for those of waitable objects, all others as they are.
-std::vector<HANDLE> realHandles(const HANDLE* handles, DWORD count);
-
-struct Event : Waitable {
-    Event(bool manual, bool signalled)
-        : Waitable("event", ::CreateEventW(nullptr, manual, signalled, nullptr)), manualReset(manual),
-          initiallySignalled(signalled) {}
-
-    const bool manualReset;
-    const bool initiallySignalled;
-    bool hadAttributes = false;
-    std::optional<std::wstring> name;
-};
-
-struct Mutex : Object {
-    Mutex() : Object("mutex") {}
-
-    std::wstring name;
-    bool initiallyOwned = false;
-    bool inheritable = false;
-    DWORD attributesLength = 0;
-    std::vector<std::uint8_t> securityDescriptor; // as it was passed, when in self-relative form
-};
-
-struct KernelObjects {
-    // Every mutex and event that the library has created, open or not.
-    std::vector<std::shared_ptr<Mutex>> mutexes;
-    std::vector<std::shared_ptr<Event>> events;
-
-    // Names that another process has created already.
-    std::set<std::wstring> existingNames;
-};
-
-struct Thread : Waitable {
-    Thread(HANDLE thread, DWORD number) : Waitable("thread", thread), id(number) {}
+struct Thread : RealObject {
+    Thread(HANDLE thread, DWORD number) : RealObject(thread), id(number) {}
 
     // Waits for its end, or for a while.
     bool hasEnded(DWORD milliseconds = 0) const { return ::WaitForSingleObject(real, milliseconds) == WAIT_OBJECT_0; }

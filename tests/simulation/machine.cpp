@@ -1,5 +1,7 @@
 #include "simulation/machine.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -29,16 +31,22 @@ Machine& Machine::current() {
 void Machine::signal(const DeviceNode& node) {
     const Guard lock(simulationMutex());
     auto* handle = reinterpret_cast<HANDLE>(node.driver.state.hostEvent);
-    if (const auto event = std::dynamic_pointer_cast<Event>(hostOf(node).handles.find(handle)))
+    if (const auto event = std::dynamic_pointer_cast<RealObject>(hostOf(node).handles.find(handle)))
         SetEvent(event->real);
+}
+
+void Machine::count(const std::string& kind, int change) {
+    const Guard lock(simulationMutex());
+    EXPECT_GE(given[kind] += change, 0) << kind << " given back twice";
 }
 
 std::vector<std::string> Machine::held() const {
     const Guard lock(simulationMutex());
     auto all = handles.held();
-    for (const auto& others : {automation.held(), windows.held()})
-        all.insert(all.end(), others.begin(), others.end());
-    all.insert(all.end(), securityDescriptors.size(), "memory of a security descriptor");
+    const auto others = automation.held();
+    all.insert(all.end(), others.begin(), others.end());
+    for (const auto& [kind, count] : given)
+        all.insert(all.end(), static_cast<std::size_t>(count), kind);
     return all;
 }
 

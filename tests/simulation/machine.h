@@ -75,6 +75,7 @@ struct Modules {
 // The Driver Install Frameworks, and the system folder that drivers are in.
 struct DriverPackages {
     bool restartNeeded = false; // what the next removal of a package says, whatever its result
+    std::wstring installer;     // who removes packages, as they are told
     std::wstring systemFolder = L"C:\\windows\\system32";
 };
 
@@ -87,7 +88,6 @@ public:
 
     CallLog calls;
     HandleTable handles;
-    KernelObjects kernel;
     Processes processes;
     PlugAndPlay plugAndPlay;
     PortDatabase portDatabase;
@@ -99,7 +99,7 @@ public:
     MessageWindows windows;
     Files files;
     Users users;
-    std::set<void*> securityDescriptors; // allocated by the system, and not yet freed
+    std::map<std::string, int> given; // what Windows itself has given to the library and not yet got back, by kind
     Automation automation;
     std::wstring hostName = L"workshop"; // by which DNS knows the computer
 
@@ -123,6 +123,9 @@ public:
         const Guard lock(simulationMutex());
         change();
     }
+
+    // Counts what Windows itself gives or, by -1, gets back.
+    void count(const std::string& kind, int change);
 
     // What the library holds: handles, keys, sets, strings and so on. Empty is good.
     std::vector<std::string> held() const;

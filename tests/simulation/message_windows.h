@@ -5,7 +5,6 @@
 #include "simulation/handle_table.h"
 
 #include <optional>
-#include <set>
 
 namespace zorvan::simulation {
 
@@ -22,11 +21,6 @@ struct MessageWindows {
     // handled it. Without a data type the message comes without data. Not for a call's action.
     void announce(WPARAM event, std::optional<DWORD> dataType) const;
 
-    // What is registered and not given back, described.
-    std::vector<std::string> held() const;
-
-    std::set<HWND> windows;
-    std::set<std::wstring> classes;
     std::vector<std::weak_ptr<DeviceNotification>> notifications;
 };
 

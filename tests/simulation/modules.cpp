@@ -13,21 +13,14 @@ struct LoadedModule : NoKernelObject {
     using NoKernelObject::NoKernelObject;
 };
 
-RECORD(BOOL, GetModuleHandleExW, FailableCall);
-RECORD(HRSRC, FindResourceW, FailableCall);
-RECORD(HGLOBAL, LoadResource, FailableCall);
-
-SIMULATE(HMODULE, GetModuleHandleW, LPCWSTR name) {
-    const FailableCall call("GetModuleHandleW", name);
-    return ::GetModuleHandleW(name);
-}
+PASS(BOOL, GetModuleHandleExW);
+PASS(HMODULE, GetModuleHandleW);
+PASS(HRSRC, FindResourceW);
+PASS(HGLOBAL, LoadResource);
 
 SIMULATE(FARPROC, GetProcAddress, HMODULE module, LPCSTR name) {
     const bool isOrdinal = reinterpret_cast<ULONG_PTR>(name) <= 0xFFFF;
-    if (isOrdinal)
-        return ::GetProcAddress(module, name);
-    const FailableCall call("GetProcAddress", name);
-    if (void* simulated = SimulatedFunction::find(name))
+    if (void* simulated = isOrdinal ? nullptr : SimulatedFunction::find(name))
         return reinterpret_cast<FARPROC>(simulated);
     failIf(HandleTable::isSimulated(module), ERROR_PROC_NOT_FOUND);
     return ::GetProcAddress(module, name);
@@ -38,7 +31,6 @@ SIMULATE(DWORD, GetModuleFileNameW, HMODULE module, LPWSTR buffer, DWORD size) {
     const std::wstring path = Machine::current().modules.libraryPath;
     if (path.empty())
         return ::GetModuleFileNameW(module, buffer, size);
-    const FailableCall call("GetModuleFileNameW", size);
     const bool fits = path.size() < size;
     *std::copy_n(path.begin(), fits ? path.size() : size - 1, buffer) = L'\0';
     SetLastError(fits ? ERROR_SUCCESS : ERROR_INSUFFICIENT_BUFFER);
@@ -46,16 +38,16 @@ SIMULATE(DWORD, GetModuleFileNameW, HMODULE module, LPWSTR buffer, DWORD size) {
 }
 
 SIMULATE(HMODULE, LoadLibraryW, LPCWSTR name) {
-    const FailableCall call("LoadLibraryW", name);
     if (call->modules.loadable.contains(name))
         return static_cast<HMODULE>(call.open(std::make_shared<LoadedModule>("module " + describe(name))));
     return ::LoadLibraryW(name);
 }
 
-SIMULATE(BOOL, FreeLibrary, HMODULE module) {
-    if (!HandleTable::isSimulated(module))
+SIMULATE_SURE(BOOL, FreeLibrary, HMODULE module) {
+    if (!HandleTable::isSimulated(module)) {
+        call.over();
         return succeedAs(::FreeLibrary(module));
-    const Call call("FreeLibrary", static_cast<HANDLE>(module));
+    }
     call.close<LoadedModule>(module);
 }
 

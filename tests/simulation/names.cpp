@@ -17,7 +17,6 @@ DWORD PortDatabase::claimNextFree() {
 namespace {
 
 SIMULATE(BOOL, GetComputerNameExW, COMPUTER_NAME_FORMAT format, LPWSTR buffer, LPDWORD size) {
-    const FailableCall call("GetComputerNameExW", static_cast<DWORD>(format), *size);
     const auto name = call->hostName.substr(0, call.bring(call->hostName.size()));
     const bool fits = name.size() < *size;
     *size = static_cast<DWORD>(fits ? name.size() : name.size() + 1);
@@ -26,7 +25,6 @@ SIMULATE(BOOL, GetComputerNameExW, COMPUTER_NAME_FORMAT format, LPWSTR buffer, L
 }
 
 SIMULATE(DWORD, QueryDosDeviceW, LPCWSTR name, LPWSTR buffer, DWORD length) {
-    const FailableCall call("QueryDosDeviceW", name, length);
     const auto found = call->dosNames.targets.find(name);
     failIf(found == call->dosNames.targets.end(), ERROR_FILE_NOT_FOUND);
     const std::wstring list = found->second + std::wstring(2, L'\0'); // a list of one
@@ -36,7 +34,6 @@ SIMULATE(DWORD, QueryDosDeviceW, LPCWSTR name, LPWSTR buffer, DWORD length) {
 }
 
 SIMULATE(BOOL, DefineDosDeviceW, DWORD flags, LPCWSTR name, LPCWSTR target) {
-    const FailableCall call("DefineDosDeviceW", flags, name, target);
     call.misuseIf(
         flags != DDD_REMOVE_DEFINITION || target != nullptr, "the simulation removes whole definitions only");
     failIf(call->dosNames.targets.erase(name) == 0, ERROR_FILE_NOT_FOUND);
@@ -46,27 +43,24 @@ struct OpenedDatabase : NoKernelObject {
     OpenedDatabase() : NoKernelObject("port database") {}
 };
 
-SIMULATE(OrError<LONG>, ComDBOpen, HANDLE* database) {
+SIMULATE_SURE(OrError<LONG>, ComDBOpen, HANDLE* database) {
     *database = INVALID_HANDLE_VALUE;
-    const FailableCall call("ComDBOpen");
+    call.failIfTold();
     *database = call.open(std::make_shared<OpenedDatabase>());
 }
 
 SIMULATE(OrError<LONG>, ComDBClaimPort, HANDLE database, DWORD number, BOOL force, BOOL*) {
-    const FailableCall call("ComDBClaimPort", number, force ? "force" : "no force");
     call.object<OpenedDatabase>(database);
     const bool fresh = call->portDatabase.claimed.insert(number).second;
     failIf(!fresh && !force, ERROR_SHARING_VIOLATION);
 }
 
 SIMULATE(OrError<LONG>, ComDBReleasePort, HANDLE database, DWORD number) {
-    const FailableCall call("ComDBReleasePort", number);
     call.object<OpenedDatabase>(database);
     failIf(call->portDatabase.claimed.erase(number) == 0, ERROR_INVALID_PARAMETER);
 }
 
-SIMULATE(OrError<LONG>, ComDBClose, HANDLE database) {
-    const Call call("ComDBClose");
+SIMULATE_SURE(OrError<LONG>, ComDBClose, HANDLE database) {
     call.close<OpenedDatabase>(database);
 }
 

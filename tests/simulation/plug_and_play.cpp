@@ -144,7 +144,6 @@ void listPresent(const Call& call, const GUID* interfaceClass, PCWSTR enumerator
 
 SIMULATE(
     OrInvalid<HDEVINFO>, SetupDiGetClassDevsW, const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags) {
-    const FailableCall call("SetupDiGetClassDevsW", interfaceClass, Hex{flags});
     const auto set = std::make_shared<DeviceInfoSet>();
     listPresent(call, interfaceClass, enumerator, flags, *set);
     return call.open(set);
@@ -153,8 +152,6 @@ SIMULATE(
 SIMULATE(
     OrInvalid<HDEVINFO>, SetupDiGetClassDevsExW, const GUID* interfaceClass, PCWSTR enumerator, HWND, DWORD flags,
     HDEVINFO existing, PCWSTR computer, PVOID) {
-    const FailableCall call(
-        "SetupDiGetClassDevsExW", interfaceClass, Hex{flags}, existing == nullptr ? "new" : "extend", computer);
     failIf(existing == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE); // an earlier look failed
     const auto set = existing == nullptr ? std::make_shared<DeviceInfoSet>() : call.object<DeviceInfoSet>(existing);
     listPresent(call, interfaceClass, enumerator, flags, *set);
@@ -162,14 +159,12 @@ SIMULATE(
 }
 
 SIMULATE(BOOL, SetupDiEnumDeviceInfo, HDEVINFO set, DWORD index, PSP_DEVINFO_DATA data) {
-    const FailableCall call("SetupDiEnumDeviceInfo", index);
     const auto& nodes = call.object<DeviceInfoSet>(set)->nodes;
     failIf(index >= nodes.size(), ERROR_NO_MORE_ITEMS);
     fillDeviceInfo(*std::next(nodes.begin(), index)->second, *data);
 }
 
 SIMULATE(OrError<CONFIGRET>, CM_Get_Device_IDW, DEVINST instance, PWSTR buffer, ULONG length, ULONG flags) {
-    const FailableCall call("CM_Get_Device_IDW", instance, length, flags);
     const auto* node = call->plugAndPlay.find(instance);
     failIf(node == nullptr, CR_NO_SUCH_DEVNODE);
     // Without room for the terminator the text is not terminated.
@@ -181,7 +176,6 @@ SIMULATE(OrError<CONFIGRET>, CM_Get_Device_IDW, DEVINST instance, PWSTR buffer, 
 SIMULATE(
     BOOL, SetupDiEnumDeviceInterfaces, HDEVINFO set, PSP_DEVINFO_DATA device, const GUID* interfaceClass, DWORD index,
     PSP_DEVICE_INTERFACE_DATA data) {
-    const FailableCall call("SetupDiEnumDeviceInterfaces", interfaceClass, index);
     failIf(set == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE); // likewise
     const auto& node = nodeOf(call, set, device);
     const auto& classes = call.object<DeviceInfoSet>(set)->interfaceClasses;
@@ -193,8 +187,6 @@ SIMULATE(
 SIMULATE(
     BOOL, SetupDiGetDeviceInterfaceDetailW, HDEVINFO set, PSP_DEVICE_INTERFACE_DATA data,
     PSP_DEVICE_INTERFACE_DETAIL_DATA_W detail, DWORD size, PDWORD required, PSP_DEVINFO_DATA) {
-    const FailableCall call(
-        "SetupDiGetDeviceInterfaceDetailW", &data->InterfaceClassGuid, detail == nullptr ? "size" : "path");
     call.object<DeviceInfoSet>(set);
     const auto* node = call->plugAndPlay.find(static_cast<DWORD>(data->Reserved));
     const auto& path = *interfacePath(*node, data->InterfaceClassGuid);
@@ -216,23 +208,18 @@ HKEY openDeviceKey(const Call& call, DeviceNode& node, REGSAM access) {
 SIMULATE(
     OrInvalid<HKEY>, SetupDiOpenDevRegKey, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
     DWORD type, REGSAM access) {
-    const FailableCall call("SetupDiOpenDevRegKey", scope, profile, type, Hex{access});
     return openDeviceKey(call, nodeOf(call, set, device), access);
 }
 
 SIMULATE(
     OrInvalid<HKEY>, SetupDiCreateDevRegKeyW, HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
     DWORD type, HINF inf, PCWSTR section) {
-    const FailableCall call(
-        "SetupDiCreateDevRegKeyW", scope, profile, type, inf == nullptr ? "no INF" : "INF",
-        section == nullptr ? "no section" : "section");
     auto& node = nodeOf(call, set, device);
     node.key.exists = true;
     return openDeviceKey(call, node, KEY_ALL_ACCESS);
 }
 
-SIMULATE(BOOL, SetupDiDestroyDeviceInfoList, HDEVINFO set) {
-    const Call call("SetupDiDestroyDeviceInfoList");
+SIMULATE_SURE(BOOL, SetupDiDestroyDeviceInfoList, HDEVINFO set) {
     call.close<DeviceInfoSet>(set);
     SetLastError(ERROR_SUCCESS); // which must not hide the error that the library cleans up after
 }

@@ -22,6 +22,11 @@ struct Process {
     }
 };
 
+class Call;
+
+// The handles of one end of a duplication. This process is known by its pseudo handle.
+HandleTable& handlesOf(const Call& call, HANDLE process);
+
 class Processes {
 public:
     Process& add(DWORD id);

@@ -57,7 +57,6 @@ auto entryOf(Entries& entries, LPCWSTR name) {
 SIMULATE(
     OrError<LSTATUS>, RegCreateKeyExW, HKEY handle, LPCWSTR name, DWORD, LPWSTR, DWORD, REGSAM access,
     const LPSECURITY_ATTRIBUTES, PHKEY created, LPDWORD disposition) {
-    const FailableCall call("RegCreateKeyExW", handle, name, Hex{access});
     const auto [child, isNew] = keyOf(call, handle).keys.try_emplace(name);
     if (disposition != nullptr)
         *disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
@@ -65,14 +64,12 @@ SIMULATE(
 }
 
 SIMULATE(OrError<LSTATUS>, RegOpenKeyExW, HKEY handle, LPCWSTR name, DWORD, REGSAM access, PHKEY opened) {
-    const FailableCall call("RegOpenKeyExW", handle, name, Hex{access});
     *opened = openKey(call, entryOf(keyOf(call, handle).keys, name)->second, access, name);
 }
 
 SIMULATE(
     OrError<LSTATUS>, RegEnumKeyExW, HKEY handle, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD,
     PFILETIME) {
-    const FailableCall call("RegEnumKeyExW", handle, index);
     const auto& keys = keyOf(call, handle).keys;
     failIf(index >= keys.size(), ERROR_NO_MORE_ITEMS);
     const auto& found = std::next(keys.begin(), static_cast<std::ptrdiff_t>(index))->first;
@@ -89,16 +86,15 @@ void deleteKey(const Call& call, HKEY handle, LPCWSTR name) {
 }
 
 SIMULATE(OrError<LSTATUS>, RegDeleteKeyW, HKEY handle, LPCWSTR name) {
-    deleteKey(FailableCall("RegDeleteKeyW", handle, name), handle, name);
+    deleteKey(call, handle, name);
 }
 
 SIMULATE(OrError<LSTATUS>, RegDeleteKeyExW, HKEY handle, LPCWSTR name, REGSAM, DWORD) {
-    deleteKey(FailableCall("RegDeleteKeyExW", handle, name), handle, name);
+    deleteKey(call, handle, name);
 }
 
 SIMULATE(
     OrError<LSTATUS>, RegQueryValueExW, HKEY handle, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
-    const FailableCall call("RegQueryValueExW", handle, name, *size);
     const auto& value = entryOf(keyOf(call, handle, KEY_QUERY_VALUE).values, name)->second;
     if (type != nullptr)
         *type = value.type;
@@ -112,14 +108,10 @@ SIMULATE(
 
 SIMULATE(
     OrError<LSTATUS>, RegSetValueExW, HKEY handle, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
-    RegistryKey written;
-    written.values[name] = {type, {data, data + size}};
-    const FailableCall call("RegSetValueExW", handle, name, type, written.text(name), size);
-    keyOf(call, handle, KEY_SET_VALUE).values[name] = written.values[name];
+    keyOf(call, handle, KEY_SET_VALUE).values[name] = {type, {data, data + size}};
 }
 
-SIMULATE(OrError<LSTATUS>, RegCloseKey, HKEY handle) {
-    const Call call("RegCloseKey", handle);
+SIMULATE_SURE(OrError<LSTATUS>, RegCloseKey, HKEY handle) {
     call.close<OpenedKey>(handle);
 }
 

@@ -1,5 +1,7 @@
 #include "simulation/simulated_function.h"
 
+#include "simulation/machine.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -63,6 +65,12 @@ SimulatedFunction::SimulatedFunction(const char* name, void* implementation) {
 void* SimulatedFunction::find(std::string_view name) {
     const auto found = functions().find(name);
     return found == functions().end() ? nullptr : found->second;
+}
+
+void countGiven(const char* what, int change) {
+    const DWORD lastError = GetLastError();
+    Machine::current().count(what, change);
+    SetLastError(lastError);
 }
 
 void replaceImports(HMODULE module) {

@@ -1,12 +1,12 @@
-// The functions of Windows that the simulation answers. Each is written as
+// The functions of Windows that the simulation answers or only records. One that it answers is written as
 //
 //     SIMULATE(BOOL, OpenProcessToken, HANDLE process, DWORD access, PHANDLE token) {
-//         const FailableCall call("OpenProcessToken", process, Hex{access});
 //         *token = call.open(std::make_shared<Token>(access));
 //     }
 //
 // From then on the library under test calls it instead of the system's function, whatever DLL it imports it from. It
-// fails by throwing a Failure. One whose result only says whether it succeeded has no result of its own.
+// fails where a test wants it to, or by throwing a Failure. One whose result only says whether it succeeded has no
+// result of its own. SIMULATE_SURE is for one that fails only where it says so, with call.failIfTold().
 #pragma once
 
 #include "simulation/call.h"
@@ -91,6 +91,19 @@ typename Returned<Kind>::Type answer(Implementation&& implementation) {
     }
 }
 
+// Of what Windows gives or takes back; null: nothing. The last error stays what Windows says.
+void countGiven(const char* what, int change);
+
+template <class Kind>
+typename Returned<Kind>::Type counted(typename Returned<Kind>::Type result, const char* what, int change) {
+    bool succeeded = result != typename Returned<Kind>::Type();
+    if constexpr (std::is_same_v<Kind, HRESULT>)
+        succeeded = SUCCEEDED(result);
+    if (what != nullptr && succeeded)
+        countGiven(what, change);
+    return result;
+}
+
 // For a BOOL function that Windows answers.
 inline void succeedAs(BOOL answered) {
     if (answered == FALSE)
@@ -100,24 +113,36 @@ inline void succeedAs(BOOL answered) {
 } // namespace zorvan::simulation
 
 // The system's own declaration gives the parameters of what the library calls.
-#define SIMULATE(Kind, function, ...)                                                                                \
-    static Returned<Kind>::Own simulated##function(__VA_ARGS__);                                                     \
+#define SIMULATE_AS(CallKind, Kind, function, ...)                                                                   \
+    static Returned<Kind>::Own simulated##function(const Call& call __VA_OPT__(, ) __VA_ARGS__);                     \
     template <class... Arguments>                                                                                    \
     static Returned<Kind>::Type WINAPI answered##function(Arguments... arguments) {                                  \
-        return answer<Kind>([&] { return simulated##function(arguments...); });                                      \
+        return answer<Kind>([&] { return simulated##function(CallKind(#function, arguments...), arguments...); });   \
     }                                                                                                                \
     static const SimulatedFunction entryOf##function(                                                                \
         #function, static_cast<decltype(&::function)>(&answered##function));                                         \
-    static Returned<Kind>::Own simulated##function(__VA_ARGS__)
+    static Returned<Kind>::Own simulated##function(const Call& call __VA_OPT__(, ) __VA_ARGS__)
+#define SIMULATE(Kind, function, ...) SIMULATE_AS(FailableCall, Kind, function __VA_OPT__(, ) __VA_ARGS__)
+#define SIMULATE_SURE(Kind, function, ...) SIMULATE_AS(Call, Kind, function __VA_OPT__(, ) __VA_ARGS__)
 
-// A function that Windows answers; only the call is recorded, as a Call or a FailableCall.
-#define RECORD(Kind, function, CallKind)                                                                             \
+// A function that Windows answers: the call is recorded, fails where a test wants it to, and is over before Windows
+// is asked, which may lead back into the library. GIVES and TAKES count what the library gets and gives back.
+#define PASS_AS(CallKind, Kind, function, what, change)                                                              \
     template <class... Arguments>                                                                                    \
-    static Returned<Kind>::Type WINAPI recorded##function(Arguments... arguments) {                                  \
+    static Returned<Kind>::Type WINAPI passed##function(Arguments... arguments) {                                    \
         return answer<Kind>([&] {                                                                                    \
-            { const CallKind call(#function); }                                                                      \
-            return ::function(arguments...);                                                                         \
+            { const CallKind call(#function, arguments...); }                                                        \
+            return counted<Kind>(::function(arguments...), what, change);                                            \
         });                                                                                                          \
     }                                                                                                                \
-    static const SimulatedFunction entryOf##function(                                                                \
-        #function, static_cast<decltype(&::function)>(&recorded##function))
+    static const SimulatedFunction entryOf##function(#function, static_cast<decltype(&::function)>(&passed##function))
+#define PASS(Kind, function) PASS_AS(FailableCall, Kind, function, nullptr, 0)
+#define PASS_SURE(Kind, function) PASS_AS(Call, Kind, function, nullptr, 0)
+#define GIVES(Kind, function, what) PASS_AS(FailableCall, Kind, function, what, 1)
+#define TAKES(Kind, function, what) PASS_AS(Call, Kind, function, what, -1)
+
+// One that is not recorded.
+#define SIMULATE_SILENTLY(Kind, function, ...)                                                                       \
+    static Kind WINAPI silent##function(__VA_ARGS__);                                                                \
+    static const SimulatedFunction entryOf##function(#function, &silent##function);                                  \
+    static Kind WINAPI silent##function(__VA_ARGS__)

@@ -218,7 +218,6 @@ void FaultSweep::endScene() {
     EXPECT_RESULT(S_OK, dll().canUnloadNow());
     machine.change([&] { // the list only grows
         machine.threads = {};
-        machine.kernel.events.clear();
         machine.windows.notifications.clear();
     });
 }
@@ -254,7 +253,7 @@ FaultSweep::Answer FaultSweep::call(const Row& row, const Fault& fault) {
         if (row.call)
             return row.call(*scene_);
         const auto& member = listedMembers().at(row.name);
-        return member.call(scene_->object(member.interfaceName), scene_->out);
+        return member.call(scene_->object(member.interfaceName), scene_->out.as(member.result));
     };
     Answer answer;
     const auto actingAs = machine.users.actingAs;

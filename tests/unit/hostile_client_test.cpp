@@ -1,4 +1,5 @@
 // A client that passes what it should not: values of other types, objects of its own, null pointers.
+#include "listed_members.h"
 #include "members.h"
 #include "one_port.h"
 #include "simulation/subscribers.h"
@@ -12,66 +13,29 @@ protected:
     Journal journal;
 };
 
-// A value of every type that a variant can have, all of them nothing or 0, each also by reference, and references to
-// nothing.
-std::vector<VARIANT> anyVariants() {
-    static DECIMAL zeros{}; // the largest thing to refer to
-    std::vector<VARIANT> variants;
-    const auto add = [&](int type, void* reference = nullptr) {
-        auto& variant = variants.emplace_back();
-        variant.vt = static_cast<VARTYPE>(type);
-        variant.byref = reference;
-    };
-    for (const auto type : std::initializer_list<int>{
-             VT_I2,      VT_I4, VT_R4,  VT_R8,  VT_CY,  VT_DATE, VT_ERROR, VT_BOOL, VT_UNKNOWN, VT_DISPATCH,
-             VT_DECIMAL, VT_I1, VT_UI1, VT_UI2, VT_UI4, VT_I8,   VT_UI8,   VT_INT,  VT_UINT,    VT_ARRAY | VT_UI1}) {
-        add(type);
-        add(type | VT_BYREF, &zeros);
-        add(type | VT_BYREF);
-    }
-    for (const int type : {VT_BSTR, VT_VARIANT}) {
-        add(type | VT_BYREF, &zeros);
-        add(type | VT_BYREF);
-    }
-    for (const auto type :
-         std::initializer_list<int>{VT_EMPTY, VT_NULL, VT_RECORD, VT_FILETIME, VT_VECTOR | VT_I4, 0xFFF})
-        add(type);
-    return variants;
-}
-
-// What the system makes of it.
-HRESULT conversion(const VARIANT& variant, VARTYPE type, LONG& number) {
-    Variant converted;
-    const HRESULT result = VariantChangeType(&converted, const_cast<VARIANT*>(&variant), 0, type);
-    number = converted.lVal;
-    return result;
-}
-
-TEST_F(HostileClient, VariantsOfOtherTypesAreRefusedOrConverted) {
+// By value and by reference, also to nothing. What an index or a number is converted from, the system decides.
+TEST_F(HostileClient, VariantsOfOtherTypesAreRefused) {
     const auto library = this->library();
-    const auto devices = collection(*library);
-    for (const auto& variant : anyVariants()) {
-        SCOPED_TRACE("type " + describe(Hex{variant.vt}) + (variant.byref == nullptr ? ", nothing" : ""));
-        LONG number = 0;
-        machine.calls.clear();
-        if (variant.vt != VT_EMPTY) {
+    BSTR text = nullptr;
+    for (const auto type : std::initializer_list<int>{
+             VT_NULL, VT_I4, VT_BOOL, VT_UNKNOWN, VT_DISPATCH, VT_RECORD, VT_ARRAY | VT_UI1, 0xFFF,
+             VT_BSTR | VT_BYREF, VT_VARIANT | VT_BYREF}) {
+        SCOPED_TRACE(type);
+        VARIANT variant{};
+        variant.vt = static_cast<VARTYPE>(type);
+        for (auto* const reference : {static_cast<BSTR*>(nullptr), (type & VT_BYREF) != 0 ? &text : nullptr}) {
+            variant.pbstrVal = reference;
             ComPointer<Device> created;
             EXPECT_RESULT(E_INVALIDARG, library->createDevice(variant, created.put()));
-            EXPECT_FALSE(created);
             EXPECT_RESULT(E_INVALIDARG, device5().startListening(variant));
-            EXPECT_EQ(steps(), "");
         }
-        const HRESULT asIndex = conversion(variant, VT_UI4, number);
-        ComPointer<Device> found;
-        EXPECT_RESULT(
-            asIndex == S_OK && number != 0 ? E_INVALIDARG : asIndex, devices->get_Item(variant, found.put()));
-        EXPECT_EQ(static_cast<bool>(found), asIndex == S_OK && number == 0);
-
-        LONG id = 4711;
-        const HRESULT asNumber = variant.vt == VT_DISPATCH ? E_INVALIDARG : conversion(variant, VT_I4, number);
-        EXPECT_RESULT(asNumber, library->added(variant, &id));
-        EXPECT_EQ(id, 4711);
     }
+    Variant nobody;
+    nobody.vt = VT_DISPATCH;
+    LONG id = 4711;
+    EXPECT_RESULT(E_INVALIDARG, library->added(nobody, &id));
+    EXPECT_EQ(id, 4711);
+    EXPECT_EQ(steps(), "");
 }
 
 // A client's own object, with the face of a device or a pin. Asked for an interface that it cannot know, it says that
@@ -150,14 +114,10 @@ TEST_F(HostileClient, NullPointersAreRefusedBeforeAnythingIsDone) {
 
     const HRESULT results[] = {
         library->createDevice(Variant(L"COM7"), nullptr),
-        library->get_devicesCollection(nullptr),
-        library->get_devicesArray(nullptr),
         library->addListener(nullptr),
         library->added(script.variant(), nullptr),
         library->deleted(script.variant(), nullptr),
-        devices->get_Count(nullptr),
         devices->get_Item(Variant(0L), nullptr),
-        devices->get__NewEnum(nullptr),
         enumerator->Next(1, nullptr, &fetched),
         enumerator->Next(2, &element, nullptr),
         enumerator->Next(0, &element, nullptr),
@@ -169,10 +129,15 @@ TEST_F(HostileClient, NullPointersAreRefusedBeforeAnythingIsDone) {
         factory->CreateInstance(nullptr, IID_IUnknown, nullptr)};
     for (const auto& result : results)
         EXPECT_RESULT(E_POINTER, result) << "number " << &result - results;
-    for (const auto getter :
-         {&ISocket::get_DTR, &ISocket::get_DSR, &ISocket::get_DCD, &ISocket::get_RTS, &ISocket::get_CTS,
-          &ISocket::get_RI})
-        EXPECT_RESULT(E_POINTER, (socket.get()->*getter)(nullptr));
+    const std::map<std::string, IDispatch*> objects{
+        {"IVirtualSerialLibrary", library.get()},
+        {"IVirtualSerialDevice", &device5()},
+        {"IDeviceCollection", devices.get()},
+        {"ISocket", socket.get()}};
+    for (const auto& [name, member] : listedMembers())
+        if (!member.takesArguments && member.result != VT_EMPTY) {
+            EXPECT_RESULT(E_POINTER, member.call(*objects.at(member.interfaceName), nullptr)) << name;
+        }
     EXPECT_RESULT(S_OK, library->removeListener(nullptr)); // it was never added
     EXPECT_EQ(script.references(), 0);
 

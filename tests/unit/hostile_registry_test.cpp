@@ -25,34 +25,24 @@ struct Shape {
 const Shape kShapes[] = {
     {textValue(L"COM7"), 7, L"COM7"},
     {textValue(L"COM7", REG_EXPAND_SZ), 7, L"COM7"},
-    {textValue(L"com7"), 7, L"com7"},
     {textValue(L"XYZ007"), 7, L"XYZ007"},
-    {textValue(L"COM7 and more"), 7, L"COM7 and more"},
-    {textValue(L"COM+7"), 7, L"COM+7"},
     {textValue(std::wstring(L"COM7\0COM8", 9)), 7, L"COM7"},
-    {textValue(L"COM2147483647"), kHighest, L"COM2147483647"},
     {textValue(L"COM4294967303"), kHighest, L"COM4294967303"}, // 7 more than 32 bits hold
     {textValue(L"COM" + std::wstring(255, L'0') + L"7"), 7, L"COM" + std::wstring(255, L'0') + L"7"}, // all that fits
     // Names without a positive number
-    {textValue(L""), 0, L""},
     {textValue(L"COM"), 0, L"COM"},
     {textValue(L"COM0"), 0, L"COM0"},
     {textValue(L"COM-7"), 0, L"COM-7"},
-    {textValue(L" COM7"), 0, L" COM7"},
-    {textValue(L"COM\xD800"), 0, L"COM\xD800"},
     {textValue(std::wstring(L"\0COM7", 5)), 0, L""},
     // Values that are no proper strings. A device's name is whatever text they begin with. Intended.
     {{REG_SZ, {}}, 0, L""},
     {cut(L"COM7", 2), 0, L"COM7"},
     {cut(L"COM7", 1), 0, L"COM7"},
-    {{REG_SZ, {'C'}}, 0, L"C"},
     {cut(std::wstring(260, L'7'), 2), 0, std::wstring(260, L'7')}, // fills the 520 bytes
     {textValue(L"COM7", REG_MULTI_SZ), 0, L"COM7"},
-    {textValue(L"COM7", 0xFFFFFFFF), 0, L"COM7"},
     {{REG_DWORD, {7, 0, 0, 0}}, 0, L"\x7"},
     // Values that do not fit
     {textValue(L"COM" + std::wstring(257, L'7')), 0, L""},
-    {{REG_BINARY, std::vector<std::uint8_t>(65536, 'C')}, 0, L""},
 };
 
 class HostileRegistry : public SimulationTest {

@@ -2,49 +2,32 @@
 
 #include "simulation/call.h"
 #include "simulation/shipped_library.h"
+#include "typelib/type_library_facts.h"
 
 namespace zorvan::simulation {
 
 namespace {
 
-std::string documentedName(ITypeInfo& information, MEMBERID member) {
-    Bstr name;
-    require(information.GetDocumentation(member, name.put(), nullptr, nullptr, nullptr), "GetDocumentation");
-    return describe(name.text());
-}
-
-VARTYPE resultType(const TYPEDESC& type) {
-    if (type.vt == VT_PTR || type.vt == VT_DISPATCH)
-        return VT_UNKNOWN;
-    return type.vt == VT_USERDEFINED ? VARTYPE{VT_I4} : type.vt; // else an enumeration
-}
-
-// The members of IUnknown and IDispatch are listed with each interface, by numbers that no interface gives itself.
-void listMembers(ITypeInfo& information, std::map<std::string, ListedMember>& members) {
-    constexpr MEMBERID kFirstInherited = 0x60000000;
-    const std::string kinds[] = {"", "", "get_", "", "put_"}; // by INVOKEKIND
-    FUNCDESC* function = nullptr;
-    for (UINT i = 0; SUCCEEDED(information.GetFuncDesc(i, &function)); ++i) {
-        ListedMember member{documentedName(information, MEMBERID_NIL), function->oVft, function->cParams != 0};
-        member.result = resultType(function->elemdescFunc.tdesc);
-        const auto name = kinds[function->invkind] + documentedName(information, function->memid);
-        if (function->memid < kFirstInherited)
-            members[member.interfaceName + "::" + name] = member;
-        information.ReleaseFuncDesc(function);
-    }
+VARTYPE resultType(const std::string& name) {
+    if (name.empty() || name == "BSTR")
+        return name.empty() ? VT_EMPTY : VT_BSTR;
+    return name.ends_with('*') ? VT_UNKNOWN : VT_I8;
 }
 
 std::map<std::string, ListedMember> readTypeLibrary() {
+    constexpr int kInherited = 7;
     std::map<std::string, ListedMember> members;
     ComPointer<ITypeLib> library;
     require(LoadTypeLib(shippedLibraryPath().c_str(), library.put()), "LoadTypeLib");
-    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-        TYPEKIND kind{};
-        ComPointer<ITypeInfo> information;
-        require(library->GetTypeInfoType(i, &kind), "GetTypeInfoType");
-        require(library->GetTypeInfo(i, information.put()), "GetTypeInfo");
-        if (kind == TKIND_DISPATCH)
-            listMembers(*information, members);
+    for (const auto& type : test::typesOf(*library)) {
+        if (!type.description.starts_with("dispatch"))
+            continue;
+        for (const auto& member : type.members) {
+            const auto kind = member.kind == "method" ? "" : member.kind + "_";
+            const bool takesArguments = member.kind == "put" || member.parameters.size() > std::size("()") - 1;
+            members[type.name + "::" + kind + member.name] = {
+                type.name, member.slot - 1 + kInherited, takesArguments, resultType(member.value)};
+        }
     }
     EXPECT_FALSE(members.empty());
     return members;
@@ -68,11 +51,9 @@ void OutParameter::reset() {
     type_ = VT_EMPTY;
 }
 
-// Whoever takes nothing does not see the out-parameter.
-HRESULT ListedMember::call(IDispatch& object, OutParameter& out) const {
+HRESULT ListedMember::call(IDispatch& object, void* out) const {
     using Function = HRESULT(STDMETHODCALLTYPE*)(IDispatch*, void*);
-    const auto* const table = *reinterpret_cast<const char* const*>(&object);
-    return (*reinterpret_cast<const Function*>(table + offset))(&object, static_cast<LONGLONG*>(out.as(result)));
+    return (*reinterpret_cast<const Function* const*>(&object))[slot](&object, out);
 }
 
 const std::map<std::string, ListedMember>& listedMembers() {

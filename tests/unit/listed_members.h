@@ -44,11 +44,12 @@ private:
 
 struct ListedMember {
     std::string interfaceName;
-    SHORT offset = 0; // in the table
+    int slot = 0; // in the table
     bool takesArguments = false;
     VARTYPE result = VT_EMPTY;
 
-    HRESULT call(IDispatch& object, OutParameter& out) const;
+    // Of one that takes no arguments. Whoever gives no result does not see the out-parameter.
+    HRESULT call(IDispatch& object, void* out) const;
 };
 
 // By names such as "IPin::sendTo" and "ISocket::get_DTR". Of the interfaces for automation: the only other one is the

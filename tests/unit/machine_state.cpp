@@ -27,7 +27,7 @@ void describeNode(std::ostream& text, const DeviceNode& node) {
          << describe(node.friendlyName.value_or(L"")) << "\n";
     for (const auto& request : node.driver.requests)
         if ((request.code & kWrites) != 0)
-            text << "request " << describe(Hex{request.code}) << " of " << request.record.size() << " bytes\n";
+            text << "request " << describe(request.code) << " of " << request.record.size() << " bytes\n";
 }
 
 } // namespace

@@ -26,40 +26,38 @@ struct Answer {
 struct DeviceMember {
     const char* name;
     HRESULT whenRemoved;
-    // The result parameter, if there is one, may be a null pointer.
-    std::function<Answer(Device& device, bool withNullPointer)> call;
+    std::function<Answer(Device& device)> call;
     std::string steps; // see OnePort
-    bool hasResult = false;
 };
 
 template <class Value>
 DeviceMember reading(
     const char* name, HRESULT whenRemoved, HRESULT (STDMETHODCALLTYPE Device::*getter)(Value*),
     std::string steps = "") {
-    const auto call = [getter](Device& device, bool withNullPointer) -> Answer {
+    const auto call = [getter](Device& device) -> Answer {
         if constexpr (std::is_same_v<Value, BSTR>) {
             Bstr text;
-            const HRESULT result = (device.*getter)(withNullPointer ? nullptr : text.put());
+            const HRESULT result = (device.*getter)(text.put());
             EXPECT_EQ(text.get() == nullptr, text.text().empty());
             return {result, text.text()};
         } else if constexpr (std::is_convertible_v<Value, IUnknown*>) {
             ComPointer<std::remove_pointer_t<Value>> object;
-            return {(device.*getter)(withNullPointer ? nullptr : object.put())};
+            return {(device.*getter)(object.put())};
         } else {
             Value value{};
-            const HRESULT result = (device.*getter)(withNullPointer ? nullptr : &value);
+            const HRESULT result = (device.*getter)(&value);
             if constexpr (std::is_enum_v<Value>)
                 return {result, std::to_wstring(static_cast<std::uint32_t>(value))};
             else
                 return {result, std::to_wstring(value)};
         }
     };
-    return {name, whenRemoved, call, std::move(steps), true};
+    return {name, whenRemoved, call, std::move(steps)};
 }
 
 template <class Action>
 DeviceMember doing(const char* name, HRESULT whenRemoved, Action action, std::string steps) {
-    return {name, whenRemoved, [action](Device& device, bool) { return Answer{action(device)}; }, std::move(steps)};
+    return {name, whenRemoved, [action](Device& device) { return Answer{action(device)}; }, std::move(steps)};
 }
 
 inline HRESULT connectPins(Device& device) {
@@ -68,27 +66,28 @@ inline HRESULT connectPins(Device& device) {
 }
 
 inline std::string handingOver(const std::string& file) {
-    return "OpenProcess(0x40, not inheritable, HOST)\nDuplicateHandle(own, file " + file +
-           ", process HOST, 0x0, not inheritable, 0x2)\nCloseHandle(process HOST)\n";
+    return "OpenProcess(64, 0, HOST)\nDuplicateHandle(own, file " + file +
+           ", process HOST, ..., 0, 0, 2)\nCloseHandle(process HOST)\n";
 }
 
 inline const std::string kListening =
-    "ConvertStringSecurityDescriptorToSecurityDescriptorW(D:AR(A;;CC;;;WD), 1, no size)\n"
-    "GetSecurityDescriptorControl()\nLocalFree()\nrequest 0x81f1a03c\n";
+    "ConvertStringSecurityDescriptorToSecurityDescriptorW(D:AR(A;;CC;;;WD), 1, ..., null)\n"
+    "GetSecurityDescriptorControl(..., ..., ...)\nLocalFree(...)\nrequest 0x81f1a03c\n";
 
 // The host process has the file open as its handle 0x77.
 inline constexpr std::uint64_t kHostHandle = 0x77;
-inline const std::string kNamingHandle = "OpenProcess(0x40, not inheritable, HOST)\n"
-                                         "DuplicateHandle(process HOST, 0x77, own, 0x80, not inheritable, 0x0)\n"
-                                         "GetModuleHandleW(KERNEL32)\nGetProcAddress(GetFileInformationByHandleEx)\n"
-                                         "GetFileInformationByHandleEx(file \\\\.\\pipe\\Serial1, 2, 720)\n"
-                                         "CloseHandle(file \\\\.\\pipe\\Serial1)\nCloseHandle(process HOST)\n";
+inline const std::string kNamingHandle =
+    "OpenProcess(64, 0, HOST)\n"
+    "DuplicateHandle(process HOST, ..., own, ..., 128, 0, 0)\n"
+    "GetModuleHandleW(KERNEL32)\nGetProcAddress(..., GetFileInformationByHandleEx)\n"
+    "GetFileInformationByHandleEx(file \\\\.\\pipe\\Serial1, 2, ..., 720)\n"
+    "CloseHandle(file \\\\.\\pipe\\Serial1)\nCloseHandle(process HOST)\n";
 
 // What asks about a connection comes after what makes it.
 // clang-format off
 inline const DeviceMember kMembers[] = {
-    reading("path", kAnswers, &Device::get_path, "SysAllocStringLen(SERIAL)\n"),
-    reading("portName", kAnswers, &Device::get_portName, "SysAllocStringLen(COM5)\n"),
+    reading("path", kAnswers, &Device::get_path, "SysAllocStringLen(SERIAL, 58)\n"),
+    reading("portName", kAnswers, &Device::get_portName, "SysAllocStringLen(COM5, 4)\n"),
     reading("deleted", kAnswers, &Device::get_deleted),
     reading("vLibrary", kAnswers, &Device::get_vLibrary),
     reading("localSocket", kAnswers, &Device::get_localSocket),
@@ -108,41 +107,41 @@ inline const DeviceMember kMembers[] = {
     doing("disconnectDevice", kRefuses, [](auto& d) { return d.disconnectDevice(); }, "request 0x81f1a014\n"),
     doing("startListening", kRefuses, [](auto& d) { return d.startListening(Variant()); }, kListening),
     reading("securityDescriptor", kRefuses, &Device::get_securityDescriptor,
-            "request 0x81f16040\nSysAllocStringLen(some text)\n"),
+            "request 0x81f16040\nSysAllocStringLen(some text, 9)\n"),
     doing("connectToPipe", kRefuses, [](auto& d) { return d.connectToPipe(Bstr(kPipe).get()); },
-          "CreateFileW(\\\\.\\pipe\\Serial1, 0xc0000000, 3, no attributes, 3, 0x40000000, no template)\n" +
+          "CreateFileW(\\\\.\\pipe\\Serial1, 0xc0000000, 3, null, 3, 0x40000000, null)\n" +
           handingOver("\\\\.\\pipe\\Serial1") + "request 0x81f1a00c\nCloseHandle(file \\\\.\\pipe\\Serial1)\n"),
     doing("createAndConnectPipe", kRefuses,
           [](auto& d) { return d.createAndConnectPipe(Bstr(kPipe).get(), 7, 4096, 512, 0xFFFFFFFF); },
-          "CreateNamedPipeW(\\\\.\\pipe\\Serial1, 0x40000003, 0, 7, 4096, 512, 4294967295, no attributes)\n" +
+          "CreateNamedPipeW(\\\\.\\pipe\\Serial1, 0x40000003, 0, 7, 4096, 512, 0xffffffff, null)\n" +
           handingOver("\\\\.\\pipe\\Serial1") + "request 0x81f1a00c\nCloseHandle(file \\\\.\\pipe\\Serial1)\n"),
     reading("PipeName", kRefuses, &Device::get_PipeName,
-            "request 0x81f16020\n" + kNamingHandle + "SysAllocStringLen(\\\\.\\pipe\\Serial1)\n"),
+            "request 0x81f16020\n" + kNamingHandle + "SysAllocStringLen(\\\\.\\pipe\\Serial1, 16)\n"),
     doing("createBridge", kRefuses, [](auto& d) { return d.createBridge(&d, VARIANT_TRUE); },
           kListening + "request 0x81f1a028\n"),
     reading("pair", kRefuses, &Device::get_pair, "request 0x81f16018\n"),
     doing("createRemoteBridge", kRefuses,
           [](auto& d) { return d.createRemoteBridge(nullptr, Bstr(L"far").get(), VARIANT_TRUE, Bstr(L"ann").get(),
                                                     Bstr(L"key").get(), Bstr(L"home").get()); },
-          "LogonUserW(ann, home, key, 8, 0)\nOpenThreadToken(own, 0x4, as self)\n"
-          "ImpersonateLoggedOnUser(token of ann)\nRevertToSelf()\nSetThreadToken(own, token of bob)\n"
+          "LogonUserW(ann, home, key, 8, 0, ...)\nOpenThreadToken(own, 4, 1, ...)\n"
+          "ImpersonateLoggedOnUser(token of ann)\nRevertToSelf()\nSetThreadToken(null, token of bob)\n"
           "CloseHandle(token of bob)\nCloseHandle(token of ann)\nrequest 0x81f1a028\n"),
-    reading("remoteServer", kAsks, &Device::get_remoteServer, "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
-    reading("remotePort", kAsks, &Device::get_remotePort, "request 0x81f1602c\nSysAllocStringLen(some text)\n"),
+    reading("remoteServer", kAsks, &Device::get_remoteServer, "request 0x81f1602c\nSysAllocStringLen(some text, 9)\n"),
+    reading("remotePort", kAsks, &Device::get_remotePort, "request 0x81f1602c\nSysAllocStringLen(some text, 9)\n"),
     reading("remoteEndpoint", kAsks, &Device::get_remoteEndpoint,
-            "request 0x81f1602c\nGetComputerNameExW(1, 16)\nSysAllocStringLen(\\\\some text\\some text)\n"),
+            "request 0x81f1602c\nGetComputerNameExW(1, ..., ...)\nSysAllocStringLen(\\\\some text\\some text, 21)\n"),
     doing("restoreDefaultPins", kAsks, [](auto& d) { return d.restoreDefaultPins(); }, "request 0x81f1a04c\n"),
     doing("sendTo", kAsks, connectPins, "request 0x81f1a04c\n"),
     doing("connectToFiles", kRefuses,
           [](auto& d) { return d.connectToFiles(Bstr(L"C:\\in").get(), Bstr(L"C:\\out").get(), CTF_OpenAlways); },
-          "CreateFileW(C:\\in, 0x80000000, 3, no attributes, 3, 0x40000000, no template)\n"
-          "CreateFileW(C:\\out, 0x40000000, 1, no attributes, 4, 0x40000000, no template)\n" +
+          "CreateFileW(C:\\in, 0x80000000, 3, null, 3, 0x40000000, null)\n"
+          "CreateFileW(C:\\out, 0x40000000, 1, null, 4, 0x40000000, null)\n" +
           handingOver("C:\\out") + handingOver("C:\\in") +
           "request 0x81f1a01c\nCloseHandle(file C:\\out)\nCloseHandle(file C:\\in)\n"),
     reading("inputFileName", kRefuses, &Device::get_inputFileName,
-            "request 0x81f16024\n" + kNamingHandle + "SysAllocStringLen(\\Serial1)\n"),
+            "request 0x81f16024\n" + kNamingHandle + "SysAllocStringLen(\\Serial1, 8)\n"),
     reading("outputFileName", kRefuses, &Device::get_outputFileName,
-            "request 0x81f16024\n" + kNamingHandle + "SysAllocStringLen(\\Serial1)\n"),
+            "request 0x81f16024\n" + kNamingHandle + "SysAllocStringLen(\\Serial1, 8)\n"),
 };
 // clang-format on
 

@@ -74,10 +74,12 @@ TEST_F(Rename, TakesItsStepsInOrder) {
             machine,
             {"ComDB", "QueryDosDevice", "DefineDosDevice", "RegSetValue", "SetupDiGetDeviceR", "SetupDiSetDeviceR"}),
         (Texts{
-            "ComDBOpen()", "ComDBReleasePort(5)", "ComDBClaimPort(6, force)", "QueryDosDeviceW(COM5, 259)",
-            "DefineDosDeviceW(2, COM5, null)", "RegSetValueExW(key of ROOT\\PORTS\\0000, PortName, 1, COM6, 10)",
-            "SetupDiGetDeviceRegistryPropertyW(12, 520)", "SetupDiSetDeviceRegistryPropertyW(12, 36)",
-            "ComDBClose()"}));
+            "ComDBOpen(...)", "ComDBReleasePort(port database, 5)", "ComDBClaimPort(port database, 6, 1, null)",
+            "QueryDosDeviceW(COM5, ..., 259)", "DefineDosDeviceW(2, COM5, null)",
+            "RegSetValueExW(key of ROOT\\PORTS\\0000, PortName, 0, 1, ..., 10)",
+            "SetupDiGetDeviceRegistryPropertyW(device information set, ..., 12, null, ..., 520, null)",
+            "SetupDiSetDeviceRegistryPropertyW(device information set, ..., 12, ..., 36)",
+            "ComDBClose(port database)"}));
 }
 
 TEST_F(Rename, EachStepMayFail) {

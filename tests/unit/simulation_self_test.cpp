@@ -17,7 +17,7 @@ TEST_F(Simulation, NoticesWhatIsNotGivenBackOrGivenBackTwice) {
     const auto closeHandle = SimulatedFunction::find<decltype(CloseHandle)>("CloseHandle");
     HANDLE event = SimulatedFunction::find<decltype(CreateEventW)>("CreateEventW")(nullptr, FALSE, FALSE, nullptr);
     BSTR text = SimulatedFunction::find<decltype(SysAllocStringLen)>("SysAllocStringLen")(L"text", 4);
-    EXPECT_EQ(machine.held(), (Held{"event", "string \"text\""}));
+    EXPECT_EQ(machine.held(), (Held{"string \"text\"", "handle"}));
     EXPECT_TRUE(closeHandle(event));
     SysFreeString(text); // the system's own: anyone may free it
     EXPECT_EQ(machine.held(), Held());
