@@ -1,4 +1,4 @@
-// Events for real: what other processes do to the ports, and the callbacks of scripts.
+// Events for real: what other processes do to the ports. Callbacks of scripts are among the examples.
 #include "client.h"
 
 #include "base/com_object.h"
@@ -77,10 +77,6 @@ TEST_F(EventsSystemTest, AnotherProcessChangesThePorts) {
     EXPECT_EQ(0U, recorder->threads().count(GetCurrentThreadId()));
     EXPECT_EQ(E_HANDLE, own.deleteDevice()) << "the library has seen it go";
     check(library_->removeListener(recorder.get()), "removeListener");
-}
-
-TEST_F(EventsSystemTest, ScriptCallbacks) {
-    runScript(L"events.js", "All as expected.");
 }
 
 } // namespace
