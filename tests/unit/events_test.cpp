@@ -285,6 +285,29 @@ TEST_F(Events, ListenerMayLetMessagesIn) {
         (Texts{"first changed COM5 mode", "first added COM6", "first added COM7", "first added COM8"}));
 }
 
+TEST_F(Events, LooksComeOneAfterAnother) {
+    test::Latch arrived(1);
+    test::Latch released(1);
+    const auto library = createLibrary();
+    machine.calls.after("SetupDiGetClassDevsExW", 1, [&] {
+        arrived.arrive();
+        simulationMutex().unlock(); // the machine goes on
+        released.wait();
+        simulationMutex().lock();
+    });
+    std::thread announcing([&] { machine.announce(); });
+    arrived.wait();
+    const int looks = machine.calls.count("SetupDiGetClassDevsExW");
+    std::thread creating([&] { createDevice(*library, L""); });
+    while (machine.calls.count("DiInstallDevice") == 0)
+        ::Sleep(1);
+    ::Sleep(50); // it would look by now
+    EXPECT_EQ(machine.calls.count("SetupDiGetClassDevsExW"), looks);
+    released.arrive();
+    announcing.join();
+    creating.join();
+}
+
 // A script's callback belongs to the thread that subscribed it.
 TEST_F(Events, LastReleaseDuringALookDestroysOnItsOwnThread) {
     test::Latch arrived(1);
