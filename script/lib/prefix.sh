@@ -19,9 +19,16 @@ prefix_env() {
     WINEDLLOVERRIDES="${WINEDLLOVERRIDES-mscoree,mshtml,winemenubuilder.exe=}" "${@:2}"
 }
 
+# Wine ends its drivers three seconds after the last program, and with them what ports are connected with: a server that
+# lasts for an hour keeps that from one program to the next. It refuses when one runs already.
+prefix_keep_running() {
+  prefix_env "$1" wineserver --persistent=3600 >/dev/null 2>&1 </dev/null || :
+}
+
 prefix_run() {
   local prefix
   prefix=$(realpath -m -- "$1")
+  prefix_keep_running "$prefix"
   prefix_env "$prefix" wine "${@:2}"
 }
 
@@ -64,7 +71,7 @@ prefix_check() {
     prefix_say "error: wine is not installed" "  run script/bootstrap"
     return 1
   fi
-  for file in zorvanlib.dll devkit/{wine/msports.dll,difxapi/DIFxAPI.dll,driver/zorvan.inf,tools/driver_setup.exe,tools/delete_ports.exe}; do
+  for file in zorvanlib.dll portwright.exe devkit/{wine/msports.dll,difxapi/DIFxAPI.dll,driver/zorvan.inf}; do
     if [ ! -e "$build_dir/bin/$file" ]; then
       prefix_say "error: $build_dir/bin/$file is missing" "  build first: script/build"
       return 1
@@ -82,6 +89,7 @@ prefix_check() {
 
 prefix_bring_up_to_date() {
   prefix_create_patiently &&
+    prefix_keep_running "$prefix" &&
     prefix_update stand-ins "the stand-ins for what Wine lacks" prefix_install_stand_ins \
       < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll) &&
     prefix_update library "the library" prefix_install_library \
@@ -169,10 +177,11 @@ prefix_install_library() {
 # the restart.
 prefix_install_driver() {
   prefix_stop "$prefix" &&
+    prefix_keep_running "$prefix" &&
     prefix_replace_installed_driver &&
     prefix_copy "$(prefix_home)" "$build_dir"/bin/devkit/driver/* &&
     prefix_copy "$(prefix_home)/bin" "$build_dir/bin/devkit/difxapi/DIFxAPI.dll" &&
-    prefix_driver_setup install
+    prefix_portwright install --library "$prefix_library"
 }
 
 prefix_replace_installed_driver() {
@@ -191,20 +200,18 @@ prefix_copy() {
   mkdir -p -- "$1" && cp --remove-destination -- "${@:2}" "$1/"
 }
 
-prefix_driver_setup() { prefix_wine "$build_dir/bin/devkit/tools/driver_setup.exe" "$prefix_library" "$1"; }
+prefix_portwright() { prefix_wine "$build_dir/bin/portwright.exe" "$@"; }
 
 # What is not there needs no taking out. The notes go first: whatever comes of it, the next provisioning starts anew.
 prefix_take_out() {
   [ -e "$(prefix_home)/bin/zorvanlib.dll" ] || return 0
   rm -f "$prefix"/zorvanlib/{library,driver}
-  prefix_take_out_step delete-ports prefix_delete_ports &&
-    sed 's/^/    deleted: /; s/\r$//' "$prefix/zorvanlib/delete-ports.log" >&2 &&
-    prefix_take_out_step driver-removal prefix_driver_setup uninstall &&
+  prefix_take_out_step delete-ports prefix_portwright delete --all &&
+    prefix_take_out_step leftovers prefix_portwright doctor --release-stale &&
+    prefix_take_out_step driver-removal prefix_portwright uninstall --library "$prefix_library" &&
     prefix_take_out_step library-removal prefix_wine regsvr32 /u "$prefix_library" &&
     rm -rf -- "$(prefix_home)"
 }
-
-prefix_delete_ports() { prefix_wine "$build_dir/bin/devkit/tools/delete_ports.exe"; }
 
 prefix_take_out_step() {
   local log=$prefix/zorvanlib/$1.log

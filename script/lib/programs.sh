@@ -10,7 +10,8 @@ run_limited() { limited "$1" "${in_prefix[@]}" prefix_run "${@:2}"; }
 
 # A run that was ended by force has left its ports in PREFIX.
 delete_ports() {
-  run_limited 120 "$1" "$build_dir/bin/devkit/tools/delete_ports.exe" </dev/null >&2 ||
+  { run_limited 120 "$1" "$build_dir/bin/portwright.exe" delete --all &&
+    run_limited 120 "$1" "$build_dir/bin/portwright.exe" doctor --release-stale; } </dev/null >/dev/null ||
     die "the ports of the last run cannot be deleted" "remove the folder $1"
 }
 

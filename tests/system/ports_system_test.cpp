@@ -144,14 +144,15 @@ void leaveNode(const wchar_t* name) {
     EXPECT_EQ(ERROR_SUCCESS, pnp::writePortName(key.get(), name));
 }
 
-TEST_F(PortsSystemTest, LeftoversAreDeletedAndNamed) {
+TEST_F(PortsSystemTest, LeftoversAreRemovedAndNamed) {
     leaveNode(L"COM90");
     ASSERT_EQ(ERROR_SUCCESS, ComDBClaimPort(openDatabase().get(), 91, TRUE, nullptr));
-    const auto deletePorts = L"\"" + siblingPath(L"..\\devkit\\tools\\delete_ports.exe") + L"\"";
-    const auto first = runProgram(deletePorts);
-    EXPECT_EQ(0U, first.exitCode);
-    EXPECT_EQ("COM90, ROOT\\PORTS\\0000, without a driver\nthe number 91, which no port has\n", first.output);
-    EXPECT_EQ("", runProgram(deletePorts).output) << "nothing is left";
+    const auto doctor = L"\"" + siblingPath(L"..\\portwright.exe") + L"\" doctor";
+    EXPECT_EQ(1U, runProgram(doctor).exitCode) << "there are leftovers";
+    const auto output = runProgram(doctor + L" --release-stale").output;
+    EXPECT_NE(std::string::npos, output.find("COM90    removed: device node ROOT\\PORTS\\0000")) << output;
+    EXPECT_NE(std::string::npos, output.find("COM91    released")) << output;
+    EXPECT_EQ(0U, runProgram(doctor).exitCode) << "nothing is left";
 }
 
 } // namespace

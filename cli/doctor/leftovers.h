@@ -28,4 +28,7 @@ std::vector<DWORD> findNumbers();
 
 void releaseNumber(DWORD number);
 
+// Ends the ports that open although their device node is gone. Only Wine's drivers leave any.
+void endPortsWithoutNode();
+
 } // namespace zorvan::leftovers

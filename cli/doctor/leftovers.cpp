@@ -1,4 +1,4 @@
-#include "leftovers.h"
+#include "doctor/leftovers.h"
 
 #include "base/unique.h"
 
@@ -102,6 +102,13 @@ bool isOfPort(const std::wstring& hardwareId) {
     return hardwareId.empty() || CompareStringOrdinal(hardwareId.c_str(), -1, kHardwareId, -1, TRUE) == CSTR_EQUAL;
 }
 
+struct ServiceTraits {
+    using Value = SC_HANDLE;
+    static Value invalid() { return nullptr; }
+    static void close(Value service) { CloseServiceHandle(service); }
+};
+using UniqueService = Unique<ServiceTraits>;
+
 Database openDatabase() {
     Database database;
     throwIfFailed(static_cast<DWORD>(ComDBOpen(database.put())), "ComDBOpen");
@@ -159,6 +166,18 @@ std::vector<DWORD> findNumbers() {
 
 void releaseNumber(DWORD number) {
     throwIfFailed(static_cast<DWORD>(ComDBReleasePort(openDatabase().get(), number)), "ComDBReleasePort");
+}
+
+// A client that is ended between the two halves of a removal leaves a port without a node, which opens and which
+// nothing lists. Wine's drivers look for nodes that are gone when they are told to; this is how setupapi tells them.
+void endPortsWithoutNode() {
+    constexpr DWORD kEnumerateRootDevices = 128;
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const UniqueService driver(
+        manager ? OpenServiceW(manager.get(), L"zorvan", SERVICE_USER_DEFINED_CONTROL) : nullptr);
+    SERVICE_STATUS status{};
+    if (driver) // a driver that does not run, or is not installed, has no ports
+        ControlService(driver.get(), kEnumerateRootDevices, &status);
 }
 
 } // namespace zorvan::leftovers

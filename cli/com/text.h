@@ -1,0 +1,29 @@
+// Text is UTF-8 inside the program and UTF-16 in calls of the system and the library.
+#pragma once
+
+#include "base/unique.h"
+
+#include <windows.h>
+
+#include <oleauto.h>
+
+#include <string>
+#include <string_view>
+
+namespace portwright {
+
+std::string utf8(std::wstring_view text);
+std::wstring wide(std::string_view text);
+
+struct BstrTraits {
+    using Value = BSTR;
+    static Value invalid() { return nullptr; }
+    static void close(Value text) { SysFreeString(text); }
+};
+using Bstr = zorvan::Unique<BstrTraits>;
+
+// Throws std::bad_alloc.
+Bstr makeBstr(std::string_view text);
+std::string utf8(const Bstr& text);
+
+} // namespace portwright

@@ -1,0 +1,25 @@
+// A pipe between this program and a port, which nobody but this user can reach.
+#pragma once
+
+#include "base/unique.h"
+
+#include <string>
+
+namespace portwright {
+
+struct FileTraits {
+    using Value = HANDLE;
+    static Value invalid() { return INVALID_HANDLE_VALUE; }
+    static void close(Value file) { CloseHandle(file); }
+};
+using UniqueFile = zorvan::Unique<FileTraits>;
+
+struct PrivatePipe {
+    std::string name;
+    UniqueFile end; // this program's, for overlapped operations
+};
+
+// With one instance, on this computer, for one client: the port. Throws.
+PrivatePipe createPrivatePipe(const std::string& port);
+
+} // namespace portwright
