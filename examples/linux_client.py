@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """A Linux program that talks to a Windows serial program, over a virtual COM port that portwright serves.
 
   script/portwright create COM7
