@@ -31,7 +31,7 @@ constexpr Meaning kMeanings[] = {
     {0x80070005, nullptr, "run this as an administrator, or end the program that is using it"},
     {0x80040154, "the library is not registered",
      "register it: regsvr32 zorvanlib.dll, or for yourself alone: regsvr32 /n /i:user zorvanlib.dll"},
-    {0x80070032, "the driver does not support this", nullptr},
+    {0x80070032, "the driver does not support this", "the development driver joins ports of one computer alone"},
     {0x8007052E, "the user name or the password is wrong", "check --user, --domain and the password"},
     {0x800700E7, "all instances of the pipe are in use", "end the program that uses the pipe, or take another name"},
     {0x8007007B, "this is no name that the system takes", nullptr},

@@ -101,7 +101,7 @@ void addWatchCommand(CLI::App& app) {
         watch);
     line.add_flag("--json", options.json, "Print JSON Lines");
     line.add_option("--for", options.seconds, "End after so long, in seconds")
-        ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+        ->check(CLI::Range(0.1, 86400.0).description(""))
         ->type_name("SECONDS");
 }
 

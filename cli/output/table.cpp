@@ -48,6 +48,7 @@ std::string cell(const std::string& text, std::size_t width, Table::Align align)
 
 } // namespace
 
+// Of the columns that are shown.
 std::vector<std::size_t> Table::widths(std::optional<std::size_t> limit) const {
     std::vector<std::size_t> result;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -56,19 +57,26 @@ std::vector<std::size_t> Table::widths(std::optional<std::size_t> limit) const {
             width = std::max(width, lengthOf(row[i]));
         result.push_back(width);
     }
-    const auto total = std::accumulate(result.begin(), result.end(), kGap * (result.size() - 1));
-    // A terminal breaks a line that fills it to the last column.
-    if (limit && total >= *limit) {
-        auto& width = result[flexible_];
-        const auto excess = total - *limit + 1;
-        width = std::max(std::min(width, kNarrowest), width > excess ? width - excess : 0);
-    }
+    if (limit)
+        fit(result, *limit);
     return result;
+}
+
+// A terminal breaks a line that fills it to the last column. Where a narrow column is not enough, the last ones go.
+void Table::fit(std::vector<std::size_t>& widths, std::size_t limit) const {
+    const auto total = [&] { return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1)); };
+    if (total() < limit)
+        return;
+    auto& width = widths[flexible_];
+    const auto excess = total() - limit + 1;
+    width = std::max(std::min(width, kNarrowest), width > excess ? width - excess : 0);
+    while (total() >= limit && widths.size() > flexible_ + 1)
+        widths.pop_back();
 }
 
 std::string Table::line(const Row& row, const std::vector<std::size_t>& widths) const {
     std::string result;
-    for (std::size_t i = 0; i < row.size(); ++i)
+    for (std::size_t i = 0; i < widths.size(); ++i)
         result += cell(row[i], widths[i], columns_[i].align) + std::string(kGap, ' ');
     result.erase(result.find_last_not_of(' ') + 1);
     return result;

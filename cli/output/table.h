@@ -25,6 +25,7 @@ public:
 
 private:
     std::vector<std::size_t> widths(std::optional<std::size_t> limit) const;
+    void fit(std::vector<std::size_t>& widths, std::size_t limit) const;
     std::string line(const Row& row, const std::vector<std::size_t>& widths) const;
 
     std::vector<Column> columns_;
