@@ -283,7 +283,8 @@ void SerialPort::raiseForReceived(std::span<const std::uint8_t> bytes) {
     if (bytes.empty())
         return;
     std::uint32_t events = SERIAL_EV_RXCHAR;
-    if (std::find(bytes.begin(), bytes.end(), settings_.chars().EventChar) != bytes.end())
+    const bool watched = (events_.mask() & SERIAL_EV_RXFLAG) != 0; // looking through every byte costs time
+    if (watched && std::find(bytes.begin(), bytes.end(), settings_.chars().EventChar) != bytes.end())
         events |= SERIAL_EV_RXFLAG;
     if (receiver_.queued() >= receiver_.capacity() / 5 * 4)
         events |= SERIAL_EV_RX80FULL;

@@ -7,7 +7,8 @@
 namespace zorvan::driver {
 namespace {
 
-constexpr std::size_t kBlockSize = 16384;
+// Where bytes pass from one port to the other, behind the engine's lock.
+std::array<std::uint8_t, 16384> passing;
 
 std::uint32_t modemStatus(Pins inputs) {
     return ((inputs & kCts) != 0 ? SERIAL_CTS_STATE : 0U) | ((inputs & kDsr) != 0 ? SERIAL_DSR_STATE : 0U) |
@@ -172,10 +173,9 @@ bool Traffic::carry() {
 }
 
 bool Traffic::carryTo(Traffic& partner) {
-    std::array<std::uint8_t, kBlockSize> block{};
     bool moved = false;
     while (serial_) {
-        const std::span room(block.data(), std::min(block.size(), partner.room()));
+        const std::span room(passing.data(), std::min(passing.size(), partner.room()));
         const auto taken = serial_->take(room);
         if (taken == 0)
             break;
@@ -191,8 +191,7 @@ bool Traffic::carryTo(Traffic& partner) {
 void Traffic::overflow() {
     if (transmitOverflow_.enabled == 0 || !serial_ || (carrier_ && present_))
         return;
-    std::array<std::uint8_t, kBlockSize> block{};
-    while (const auto lost = serial_->take(block))
+    while (const auto lost = serial_->take(passing))
         counters_.bytesSent += lost;
 }
 
