@@ -96,7 +96,7 @@ std::set<std::string> interfaceClassNames() {
 
 DWORD tryToOpen(const std::string& name) {
     auto* const file = CreateFileW(
-        wide("\\\\.\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        wide(R"(\\.\)" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return GetLastError();
     CloseHandle(file);

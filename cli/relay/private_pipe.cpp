@@ -38,7 +38,7 @@ std::string newName(const std::string& port) {
     check(CoCreateGuid(&unique), kAsked);
     wchar_t text[40]{};
     StringFromGUID2(unique, text, 40);
-    return fmt::format("\\\\.\\pipe\\portwright-{}-{}", port, utf8(text));
+    return fmt::format(R"(\\.\pipe\portwright-{}-{})", port, utf8(text));
 }
 
 } // namespace
