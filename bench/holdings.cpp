@@ -2,7 +2,7 @@
 #include "sections.h"
 
 #include "ports.h"
-#include "process_figures.h"
+#include "support/process_figures.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "ports.h"
 
 #include "pnp/creation.h"
-#include "port_control.h"
+#include "support/port_control.h"
 
 namespace zorvan::bench {
 

@@ -1,7 +1,7 @@
 // msports.dll for Wine: takes the place of Wine's own through a DLL override.
 //
 // Wine 8 lacks functions that virtual COM ports need. This DLL stands in for all of them:
-//   - msports itself, which is stubs only: the COM port database (port_database_api.cpp) and the Ports class
+//   - msports itself, which is stubs only: the COM port database (msports_exports.cpp) and the Ports class
 //     installer (ports_class_installer.cpp);
 //   - setupapi's SetupDiOpenDeviceInterfaceW and SetupDiSetClassInstallParamsW, which fail without a last error
 //     (setupapi_stand_in.cpp);

@@ -29,7 +29,7 @@ struct DosNames {
 };
 
 // The COM port database.
-struct PortDatabase {
+struct PortNumbers {
     std::set<DWORD> claimed;
 
     // The lowest number that is free, claimed for the caller.
@@ -90,7 +90,7 @@ public:
     HandleTable handles;
     Processes processes;
     PlugAndPlay plugAndPlay;
-    PortDatabase portDatabase;
+    PortNumbers portDatabase;
     Registry registry;
     DosNames dosNames;
     Modules modules;

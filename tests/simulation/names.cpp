@@ -7,7 +7,7 @@
 
 namespace zorvan::simulation {
 
-DWORD PortDatabase::claimNextFree() {
+DWORD PortNumbers::claimNextFree() {
     DWORD number = 1;
     while (!claimed.insert(number).second)
         ++number;

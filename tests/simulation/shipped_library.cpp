@@ -1,7 +1,7 @@
 #include "simulation/shipped_library.h"
 
-#include "runner/runner.h"
 #include "simulation/simulated_function.h"
+#include "support/test_main.h"
 
 #include <winternl.h>
 

@@ -1,6 +1,6 @@
-#include "support/program.h"
+#include "program.h"
 
-#include "support/child_process.h"
+#include "child_process.h"
 
 #include <algorithm>
 #include <fstream>

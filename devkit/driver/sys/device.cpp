@@ -1,9 +1,9 @@
 #include "device.h"
 
-#include "interface_state.h"
-#include "kernel_call.h"
+#include "wine/kernel/interface_state.h"
+#include "wine/kernel/kernel_call.h"
 
-namespace zorvan::driver {
+namespace zorvan::engine {
 namespace {
 
 constexpr GUID kControlInterface = {0x24E7F5CF, 0xEF4A, 0x4BD2, {0x87, 0xF4, 0x72, 0x21, 0x02, 0xE5, 0x39, 0x63}};
@@ -220,4 +220,4 @@ void deleteRemovedDevices() {
     }
 }
 
-} // namespace zorvan::driver
+} // namespace zorvan::engine

@@ -1,11 +1,11 @@
 // One device of the driver: its device objects, its two interfaces and the engine's port behind them.
 #pragma once
 
-#include "../engine/engine_api.h"
+#include "requests/engine_api.h"
 
 #include "kernel.h"
 
-namespace zorvan::driver {
+namespace zorvan::engine {
 
 struct Device;
 
@@ -49,4 +49,4 @@ void reapRemovedDevices(const Device* present);
 // The driver is unloaded: no request can come any more.
 void deleteRemovedDevices();
 
-} // namespace zorvan::driver
+} // namespace zorvan::engine

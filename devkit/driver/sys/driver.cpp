@@ -5,7 +5,7 @@
 #include "device.h"
 #include "submitted_requests.h"
 
-using namespace zorvan::driver;
+using namespace zorvan::engine;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "submitted_requests.h"
 
-namespace zorvan::driver {
+namespace zorvan::engine {
 namespace {
 
 // Wine hands over a cancellation by the address of the request, in a queue. One that is completed on another thread
@@ -67,4 +67,4 @@ void freeCompletedRequests() {
         freeKept(InterlockedExchangePointer(&slot, nullptr));
 }
 
-} // namespace zorvan::driver
+} // namespace zorvan::engine

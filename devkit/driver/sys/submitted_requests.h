@@ -3,7 +3,7 @@
 
 #include "device.h"
 
-namespace zorvan::driver {
+namespace zorvan::engine {
 
 // Hands the request over to the engine. To be returned by the dispatch routine.
 NTSTATUS submit(Device& device, IRP* irp, Operation operation, std::uint32_t size);
@@ -14,4 +14,4 @@ void completeSubmitted(void* request, Outcome outcome);
 // The driver is unloaded: no request can come any more.
 void freeCompletedRequests();
 
-} // namespace zorvan::driver
+} // namespace zorvan::engine

@@ -1,0 +1,51 @@
+#include "event_wait.h"
+
+#include "requests/engine_lock.h"
+
+#include <cstring>
+#include <utility>
+
+namespace zorvan::engine {
+
+void EventWait::setMask(std::uint32_t mask) {
+    if (request_)
+        deliver(0);
+    mask_ = mask;
+    come_ &= mask;
+}
+
+void EventWait::wait(void* request, std::span<std::uint8_t> buffer) {
+    if (buffer.size() < sizeof come_)
+        return completeLater(request, Status::BufferTooSmall);
+    if (request_ || mask_ == 0)
+        return completeLater(request, Status::InvalidParameter);
+    request_ = request;
+    buffer_ = buffer;
+    if (come_ != 0)
+        deliver(std::exchange(come_, 0));
+}
+
+void EventWait::raise(std::uint32_t events) {
+    come_ |= events & mask_;
+    if (request_ && come_ != 0)
+        deliver(std::exchange(come_, 0));
+}
+
+bool EventWait::cancel(void* request) {
+    if (request_ != request)
+        return false;
+    abort(Status::Cancelled);
+    return true;
+}
+
+void EventWait::abort(Status status) {
+    if (request_)
+        completeLater(std::exchange(request_, nullptr), status);
+}
+
+void EventWait::deliver(std::uint32_t events) {
+    std::memcpy(buffer_.data(), &events, sizeof events);
+    completeLater(std::exchange(request_, nullptr), Status::Success, sizeof events);
+}
+
+} // namespace zorvan::engine

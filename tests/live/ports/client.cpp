@@ -1,0 +1,49 @@
+#include "client.h"
+
+#include "support/program.h"
+
+#include <filesystem>
+
+namespace zorvan::test {
+
+std::set<std::wstring> presentPortNames() {
+    ComPtr<IDeviceCollection> devices;
+    check(createLibrary()->get_devicesCollection(&devices), "devicesCollection");
+    VARIANT index{};
+    index.vt = VT_I4;
+    std::set<std::wstring> names;
+    ComPtr<IVirtualSerialDevice> device;
+    while (SUCCEEDED(devices->get_Item(index, device.ReleaseAndGetAddressOf()))) {
+        names.insert(portName(*device.Get()));
+        ++index.lVal;
+    }
+    return names;
+}
+
+bool becomesTrue(const std::function<bool()>& condition) {
+    constexpr ULONGLONG kPatience = 20'000; // milliseconds
+    const auto deadline = GetTickCount64() + kPatience;
+    while (!condition()) {
+        if (GetTickCount64() > deadline)
+            return false;
+        Sleep(1);
+    }
+    return true;
+}
+
+void runScript(const std::wstring& script, const std::string& lastWords) {
+    const std::filesystem::path folder(SOURCE_FOLDER "tests/live/ports/scripts/");
+    auto path = folder / script.substr(0, script.find(L' '));
+    const auto result = runProgram(
+        L"cscript.exe \"" + path.make_preferred().wstring() + L"\"" +
+        script.substr(path.filename().wstring().size()));
+    // Wine's cscript ends with 0 even after an error that no script handled.
+    EXPECT_EQ(lastWords + "\n", result.output) << testing::PrintToString(script);
+}
+
+void SystemTest::TearDown() {
+    deletePorts();
+    EXPECT_EQ(portsBefore_, presentPortNames()) << "ports are left behind, or lost";
+}
+
+} // namespace zorvan::test
