@@ -1,6 +1,8 @@
 // Measures zorvanlib beside the bare calls of the system, under Wine with the development driver.
 //
-//   bench.exe   prints the table; adds the rows of growth.json, writes bench.json and bench.dat, all in this folder
+//   bench.exe   prints the table, with the rows of loading.json and growth.json, which the other programs of the
+//   bench
+//               have left in this folder; writes bench.json and bench.dat beside them
 //
 // Every port of the prefix is deleted.
 #include "peer.h"
@@ -13,26 +15,21 @@
 #include <fcntl.h>
 #include <io.h>
 
-#include <nlohmann/json.hpp>
-
 #include <cstdio>
-#include <fstream>
 
 namespace zorvan::bench {
 
 namespace {
 
-// How a refresh grows is measured over a simulated Windows, by another program.
-void addGrowth(Report& report) {
-    std::ifstream file("growth.json");
-    for (const auto& row : nlohmann::json::parse(file))
-        report.add(row.get<Row>());
+void addRows(Report& report, const std::string& path) {
+    for (const auto& row : readRows(path))
+        report.add(row);
 }
 
 void measureEverything() {
     Report report;
     deleteAllPorts();
-    measureLoading(report);
+    addRows(report, "loading.json");
     measureCreation(report);
 
     haveThisManyPorts(1);
@@ -50,7 +47,7 @@ void measureEverything() {
     reportHoldings(report, few, measureHoldings());
     deleteAllPorts();
 
-    addGrowth(report);
+    addRows(report, "growth.json");
     report.printEnd();
     report.writeJson("bench.json");
     report.writePlotData("bench.dat");

@@ -75,7 +75,7 @@ protected:
     }
 };
 
-nlohmann::json rows;
+std::vector<Row> rows;
 
 TEST_P(Growth, OfARefresh) {
     for (int port = 1; port <= GetParam(); ++port)
@@ -86,12 +86,9 @@ TEST_P(Growth, OfARefresh) {
     const auto taken =
         takeTurns({3, 1}, {[&] { return secondsToRefresh(*library); }, [&] { return secondsToList(); }});
     rows.push_back(
-        Row{fmt::format("a refresh with {} simulated ports", GetParam()), atMost(1.5), ratioOf(taken[0], taken[1]),
-            kTimes, "a bare listing: " + duration(spreadOf(taken[1]).median / kRefreshes)});
-    std::ofstream file("growth.json");
-    file << rows;
-    file.close();
-    ASSERT_TRUE(file);
+        {fmt::format("a refresh with {} simulated ports", GetParam()), atMost(1.5), ratioOf(taken[0], taken[1]),
+         kTimes, "a bare listing: " + duration(spreadOf(taken[1]).median / kRefreshes)});
+    writeRows("growth.json", rows);
 }
 
 INSTANTIATE_TEST_SUITE_P(UpTo10000, Growth, testing::Values(100, 1000, 10000));

@@ -39,18 +39,6 @@ void** findEntry(HMODULE module, std::string_view wanted) {
 
 } // namespace
 
-KeptImports::KeptImports(HMODULE module) {
-    forEachImportedDll(module, [&](const IMAGE_IMPORT_DESCRIPTOR& descriptor) {
-        kept_.push_back(LoadLibraryA(at<const char>(module, descriptor.Name)));
-    });
-    FreeLibrary(module);
-}
-
-KeptImports::~KeptImports() {
-    for (HMODULE module : kept_)
-        FreeLibrary(module);
-}
-
 ReplacedImport::ReplacedImport(HMODULE module, std::string_view name, void* replacement)
     : entry_(findEntry(module, name)) {
     if (entry_ == nullptr)

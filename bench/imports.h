@@ -3,23 +3,9 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <string_view>
-#include <vector>
 
 namespace zorvan::bench {
-
-// Keeps the DLLs that a module imports from in the process, and lets go of the module itself.
-class KeptImports {
-public:
-    explicit KeptImports(HMODULE module);
-    KeptImports(const KeptImports&) = delete;
-    KeptImports& operator=(const KeptImports&) = delete;
-    ~KeptImports();
-
-private:
-    std::vector<HMODULE> kept_;
-};
 
 // Lets a module call another function in place of one that it imports, while this lives.
 class ReplacedImport {

@@ -68,6 +68,12 @@ bool Goal::reachedBy(double measured) const {
     return kind == Kind::None || (kind == Kind::AtMost ? measured <= value : measured >= value);
 }
 
+Row ratioRow(
+    const std::string& name, const Goal& goal, const Series& side, const Series& beside,
+    const std::string& besideName) {
+    return {name, goal, ratioOf(side, beside), kTimes, besideName + ": " + duration(spreadOf(beside).median)};
+}
+
 void to_json(nlohmann::json& json, const Row& row) {
     json = {{"name", row.name},           {"median", row.figures.median},
             {"least", row.figures.least}, {"greatest", row.figures.greatest},
@@ -89,6 +95,15 @@ void from_json(const nlohmann::json& json, Row& row) {
         row.goal = atLeast(json.at("at least"));
 }
 
+void writeRows(const std::string& path, const std::vector<Row>& rows) {
+    writeFile(path, [&](std::ostream& file) { file << nlohmann::json(rows); });
+}
+
+std::vector<Row> readRows(const std::string& path) {
+    std::ifstream file(path);
+    return nlohmann::json::parse(file);
+}
+
 std::string duration(double seconds) {
     constexpr double kMicro = 1e-6;
     constexpr double kMilli = 1e-3;
@@ -106,12 +121,6 @@ void Report::add(Row row) {
         kTableRow, row.name, text(row.goal), figure(figures.median), figure(figures.least), figure(figures.greatest),
         row.unit, row.beside, missed(row) ? "  MISSED" : ""));
     rows_.push_back(std::move(row));
-}
-
-void Report::addRatio(
-    const std::string& name, const Goal& goal, const Series& side, const Series& beside,
-    const std::string& besideName) {
-    add({name, goal, ratioOf(side, beside), kTimes, besideName + ": " + duration(spreadOf(beside).median)});
 }
 
 void Report::printEnd() const {

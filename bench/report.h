@@ -36,8 +36,17 @@ struct Row {
     std::string beside; // what it was measured beside
 };
 
+// A ratio of times; beside names the other side, whose own time is told, too.
+Row ratioRow(
+    const std::string& name, const Goal& goal, const Series& side, const Series& beside,
+    const std::string& besideName);
+
 void to_json(nlohmann::json& json, const Row& row);
 void from_json(const nlohmann::json& json, Row& row);
+
+// Rows that another program of the bench has measured. Both throw when the file cannot be written or read.
+void writeRows(const std::string& path, const std::vector<Row>& rows);
+std::vector<Row> readRows(const std::string& path);
 
 // As people write them: "78.2 us".
 std::string duration(double seconds);
@@ -50,10 +59,12 @@ public:
     // Prints the row.
     void add(Row row);
 
-    // A ratio of times; beside names the other side, whose own time is told, too.
+    // See ratioRow.
     void addRatio(
         const std::string& name, const Goal& goal, const Series& side, const Series& beside,
-        const std::string& besideName);
+        const std::string& besideName) {
+        add(ratioRow(name, goal, side, beside, besideName));
+    }
 
     // Says how many goals were missed.
     void printEnd() const;

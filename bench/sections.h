@@ -5,8 +5,6 @@
 
 namespace zorvan::bench {
 
-void measureLoading(Report& report);
-
 // Need no ports, and leave none.
 void measureCreation(Report& report);
 
