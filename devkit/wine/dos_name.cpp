@@ -24,7 +24,7 @@ DosName::DosName(const std::wstring& name) : path_(L"\\DosDevices\\" + name), un
     InitializeObjectAttributes(&attributes_, &unicode_, OBJ_CASE_INSENSITIVE | OBJ_PERMANENT, nullptr, nullptr);
 }
 
-NTSTATUS DosName::leadTo(const std::wstring& device) {
+NTSTATUS DosName::pointTo(const std::wstring& device) {
     auto target = unicodeString(device);
     UniqueHandle link;
     return NtCreateSymbolicLinkObject(link.put(), STANDARD_RIGHTS_ALL, &attributes_, &target);

@@ -17,7 +17,7 @@ public:
     ~DosName() = default;
 
     // Both return the system's status. The device is named as the kernel names it.
-    NTSTATUS leadTo(const std::wstring& device);
+    NTSTATUS pointTo(const std::wstring& device);
     NTSTATUS remove();
 
 private:

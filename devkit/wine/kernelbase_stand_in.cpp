@@ -28,7 +28,7 @@ DWORD define(DWORD flags, const wchar_t* name, const wchar_t* target) {
     if ((flags & DDD_REMOVE_DEFINITION) != 0)
         return RtlNtStatusToDosError(dosName.remove());
     const auto device = kernelName(target, (flags & DDD_RAW_TARGET_PATH) != 0);
-    return device.empty() ? ERROR_PATH_NOT_FOUND : RtlNtStatusToDosError(dosName.leadTo(device));
+    return device.empty() ? ERROR_PATH_NOT_FOUND : RtlNtStatusToDosError(dosName.pointTo(device));
 }
 
 } // namespace

@@ -104,7 +104,7 @@ bool sameName(const std::wstring& left, const std::wstring& right) {
 
 PublishedPortName::PublishedPortName(const std::wstring& portName, std::wstring deviceName)
     : dosName_(portName), portName_(portName), deviceName_(std::move(deviceName)) {
-    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(dosName_.leadTo(deviceName_))), "making a DOS name");
+    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(dosName_.pointTo(deviceName_))), "making a DOS name");
     try {
         addToMap(deviceName_, portName_);
     } catch (...) {

@@ -19,7 +19,7 @@ std::uint32_t modemStatus(Pins inputs) {
 
 void Traffic::open() {
     serial_.emplace();
-    settle();
+    propagate();
 }
 
 void Traffic::close(Status status) {
@@ -27,7 +27,7 @@ void Traffic::close(Status status) {
         return;
     serial_->abort(status);
     serial_.reset();
-    settle();
+    propagate();
 }
 
 void Traffic::submit(Operation operation, void* request, std::span<std::uint8_t> buffer) {
@@ -38,14 +38,14 @@ void Traffic::submit(Operation operation, void* request, std::span<std::uint8_t>
     } catch (const std::bad_alloc&) {
         return completeLater(request, Status::InsufficientResources);
     }
-    settle();
+    propagate();
 }
 
 Status Traffic::control(std::uint32_t code, std::span<const std::uint8_t> input, protocol::RecordWriter& reply) {
     if (!serial_)
         return Status::AccessDenied;
     const auto status = serial_->control(code, input, reply);
-    settle();
+    propagate();
     return status;
 }
 
@@ -53,7 +53,7 @@ void Traffic::cancel(void* request) {
     if (!serial_)
         return;
     serial_->cancel(request);
-    settle();
+    propagate();
 }
 
 void Traffic::joinNothing() {
@@ -61,9 +61,9 @@ void Traffic::joinNothing() {
     present_ = false;
     if (auto* const former = std::exchange(partner_, nullptr)) {
         former->partner_ = nullptr;
-        former->settle();
+        former->propagate();
     }
-    settle();
+    propagate();
 }
 
 void Traffic::join(Traffic& partner) {
@@ -80,7 +80,7 @@ void Traffic::join(Carrier& carrier) {
     joinNothing();
     carrier_ = &carrier;
     carrierLacksRoom_ = carrierLacksBytes_ = false;
-    settle();
+    propagate();
 }
 
 void Traffic::setPresent(const Carrier& carrier, bool present) {
@@ -88,7 +88,7 @@ void Traffic::setPresent(const Carrier& carrier, bool present) {
         return;
     counters_.connections += present && !present_ ? 1 : 0;
     present_ = present;
-    settle();
+    propagate();
 }
 
 std::size_t Traffic::take(const Carrier& carrier, std::span<std::uint8_t> block) {
@@ -97,7 +97,7 @@ std::size_t Traffic::take(const Carrier& carrier, std::span<std::uint8_t> block)
     const auto taken = serial_ ? serial_->take(block) : 0;
     counters_.bytesSent += taken;
     carrierLacksBytes_ = taken == 0;
-    settle();
+    propagate();
     return taken;
 }
 
@@ -108,7 +108,7 @@ std::size_t Traffic::bring(const Carrier& carrier, std::span<std::uint8_t> bytes
     if (count != 0)
         receive(bytes.first(count));
     carrierLacksRoom_ = count < bytes.size();
-    settle();
+    propagate();
     return count;
 }
 
@@ -123,7 +123,7 @@ void Traffic::setPinConnections(const PinConnections& connections) {
     pinConnections_ = connections;
     if (partner_)
         partner_->pinConnections_ = mirrored(connections);
-    settle();
+    propagate();
 }
 
 void Traffic::setCrossover(const protocol::ErrorEmulationState& crossover) {
@@ -133,7 +133,7 @@ void Traffic::setCrossover(const protocol::ErrorEmulationState& crossover) {
 
 void Traffic::setTransmitOverflow(const protocol::ErrorEmulationLong& overflow) {
     transmitOverflow_ = overflow;
-    settle();
+    propagate();
 }
 
 void Traffic::expire(void* self) {
@@ -142,12 +142,12 @@ void Traffic::expire(void* self) {
     traffic.timer_.set(std::nullopt);
     if (traffic.serial_)
         traffic.serial_->expire();
-    traffic.settle();
+    traffic.propagate();
 }
 
-// Moves what can be moved. Flow control makes this a loop: bytes that arrive may lower a line or send XOFF, and bytes
-// that are read may let others pass.
-void Traffic::settle() noexcept {
+// Moves bytes and line levels as far as they go. Flow control makes this a loop: bytes that arrive may lower a line
+// or send XOFF, and bytes that are read may let others pass.
+void Traffic::propagate() noexcept {
     do {
         if (serial_)
             serial_->followQueue();

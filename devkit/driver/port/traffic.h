@@ -66,7 +66,7 @@ public:
 
 private:
     static void expire(void* self);
-    void settle() noexcept;
+    void propagate() noexcept;
     bool carry();
     bool carryTo(Traffic& partner);
     void wakeCarrier();

@@ -11,24 +11,24 @@ void EventWait::setMask(std::uint32_t mask) {
     if (request_)
         deliver(0);
     mask_ = mask;
-    come_ &= mask;
+    unreported_ &= mask;
 }
 
 void EventWait::wait(void* request, std::span<std::uint8_t> buffer) {
-    if (buffer.size() < sizeof come_)
+    if (buffer.size() < sizeof unreported_)
         return completeLater(request, Status::BufferTooSmall);
     if (request_ || mask_ == 0)
         return completeLater(request, Status::InvalidParameter);
     request_ = request;
     buffer_ = buffer;
-    if (come_ != 0)
-        deliver(std::exchange(come_, 0));
+    if (unreported_ != 0)
+        deliver(std::exchange(unreported_, 0));
 }
 
 void EventWait::raise(std::uint32_t events) {
-    come_ |= events & mask_;
-    if (request_ && come_ != 0)
-        deliver(std::exchange(come_, 0));
+    unreported_ |= events & mask_;
+    if (request_ && unreported_ != 0)
+        deliver(std::exchange(unreported_, 0));
 }
 
 bool EventWait::cancel(void* request) {

@@ -26,7 +26,7 @@ private:
     void deliver(std::uint32_t events);
 
     std::uint32_t mask_ = 0;
-    std::uint32_t come_ = 0;
+    std::uint32_t unreported_ = 0;
     void* request_ = nullptr;
     std::span<std::uint8_t> buffer_;
 };

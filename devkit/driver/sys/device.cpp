@@ -71,9 +71,9 @@ NTSTATUS enableInterface(UNICODE_STRING* interfacePath) {
     return IoSetDeviceInterfaceState(interfacePath, TRUE);
 }
 
-// An interface's path leads to the physical device, where control requests enter. The serial one is led to the
+// An interface's path points to the physical device, where control requests enter. The serial one is pointed to the
 // serial device instead, by a link of the same name.
-NTSTATUS leadTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
+NTSTATUS pointTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
     const auto status = IoDeleteSymbolicLink(interfacePath);
     return NT_SUCCESS(status) ? IoCreateSymbolicLink(interfacePath, name.unicode()) : status;
 }
@@ -82,7 +82,7 @@ NTSTATUS leadTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
 NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
     auto status = enableInterface(&device.serialInterface);
     if (NT_SUCCESS(status))
-        status = leadTo(&device.serialInterface, name);
+        status = pointTo(&device.serialInterface, name);
     if (NT_SUCCESS(status))
         status = enableInterface(&device.controlInterface);
     return status;
