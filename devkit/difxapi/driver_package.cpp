@@ -1,6 +1,7 @@
 #include "driver_package.h"
 
 #include "base/unique.h"
+#include "windows_error.h"
 
 #include <setupapi.h>
 
@@ -57,21 +58,21 @@ std::vector<std::wstring> modelSections(HINF inf) {
 std::wstring forThisPlatform(HINF inf, const std::wstring& installSection) {
     wchar_t section[kFieldSize];
     if (!SetupDiGetActualSectionToInstallW(inf, installSection.c_str(), section, kFieldSize, nullptr, nullptr))
-        throwLastError();
+        throwLastError("SetupDiGetActualSectionToInstall");
     return section;
 }
 
 std::wstring targetFolder(HINF inf, const std::wstring& copySection) {
     wchar_t folder[MAX_PATH];
     if (!SetupGetTargetPathW(inf, nullptr, copySection.c_str(), folder, MAX_PATH, nullptr))
-        throwLastError();
+        throwLastError("SetupGetTargetPath");
     return std::wstring(folder) + L"\\";
 }
 
 void readCopySection(HINF inf, const std::wstring& section, DriverPackage& package) {
     // A single file instead of a section, which no package of ours uses.
     if (section.starts_with(L"@"))
-        throw PackageError{ERROR_NOT_SUPPORTED};
+        throwError(ERROR_NOT_SUPPORTED, "CopyFiles of a single file");
     const std::wstring folder = targetFolder(inf, section);
     forEachLine(
         inf, section, nullptr, [&](INFCONTEXT& line) { package.installedFiles.push_back(folder + field(line, 1)); });
@@ -90,20 +91,16 @@ void readInstallSection(HINF inf, const std::wstring& section, DriverPackage& pa
 UniqueInf open(const std::wstring& path) {
     UniqueInf inf(SetupOpenInfFileW(path.c_str(), nullptr, INF_STYLE_WIN4, nullptr));
     if (!inf)
-        throwLastError();
+        throwLastError("SetupOpenInfFile");
     return inf;
 }
 
 } // namespace
 
-void throwLastError() {
-    throw PackageError{GetLastError()};
-}
-
 DriverPackage readDriverPackage(const std::wstring& infPath) {
     const std::size_t slash = infPath.find_last_of(L'\\');
     if (slash == std::wstring::npos)
-        throw PackageError{ERROR_INVALID_NAME};
+        throwError(ERROR_INVALID_NAME, "the path of the INF");
     const UniqueInf inf = open(infPath);
     DriverPackage package{infPath.substr(0, slash + 1), infPath.substr(slash + 1), {}, {}, {}};
     forEachLine(

@@ -8,12 +8,6 @@
 
 namespace zorvan::devkit {
 
-// An error of Windows or of device installation, thrown.
-struct PackageError {
-    DWORD code;
-};
-[[noreturn]] void throwLastError();
-
 struct DriverPackage {
     std::wstring folder; // with its closing backslash
     std::wstring infName;
@@ -24,7 +18,8 @@ struct DriverPackage {
     std::wstring infPath() const { return folder + infName; }
 };
 
-// The path must be absolute: Windows looks for a bare name in its own INF folder.
+// The path must be absolute: Windows looks for a bare name in its own INF folder. Throws std::system_error, as all
+// the others here do.
 DriverPackage readDriverPackage(const std::wstring& infPath);
 
 } // namespace zorvan::devkit

@@ -1,5 +1,7 @@
 #include "driver_store.h"
 
+#include "windows_error.h"
+
 namespace zorvan::devkit::driverStore {
 
 namespace {
@@ -8,18 +10,18 @@ std::wstring storeFolder() {
     wchar_t windows[MAX_PATH];
     const UINT length = GetWindowsDirectoryW(windows, MAX_PATH);
     if (length == 0 || length >= MAX_PATH)
-        throwLastError();
+        throwLastError("GetWindowsDirectory");
     return std::wstring(windows, length) + L"\\inf\\";
 }
 
 void copyFile(const std::wstring& from, const std::wstring& to) {
     if (!CopyFileW(from.c_str(), to.c_str(), FALSE))
-        throwLastError();
+        throwLastError("CopyFile");
 }
 
 void deleteFile(const std::wstring& path) {
     if (!DeleteFileW(path.c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND)
-        throwLastError();
+        throwLastError("DeleteFile");
 }
 
 // What setupapi notes of an INF that it has installed from stands beside the INF.
@@ -41,7 +43,7 @@ void add(const DriverPackage& package) {
         for (const std::wstring& file : package.files)
             copyFile(package.folder + file, folder + file);
         copyFile(package.infPath(), folder + package.infName);
-    } catch (const PackageError&) {
+    } catch (...) {
         remove(package);
         throw;
     }

@@ -1,8 +1,8 @@
 #include "driver_use.h"
 
 #include "base/unique.h"
-
-#include <setupapi.h>
+#include "pnp/device_information_set.h"
+#include "windows_error.h"
 
 #include <algorithm>
 
@@ -12,13 +12,6 @@ namespace {
 
 constexpr DWORD kPatience = 10000; // milliseconds
 constexpr DWORD kInterval = 20;    // milliseconds
-
-struct DeviceSetTraits {
-    using Value = HDEVINFO;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value set) { SetupDiDestroyDeviceInfoList(set); }
-};
-using UniqueDeviceSet = Unique<DeviceSetTraits>;
 
 struct ServiceTraits {
     using Value = SC_HANDLE;
@@ -70,11 +63,11 @@ bool removeService(SC_HANDLE manager, const std::wstring& name) {
     if (!service) {
         if (GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
             return true;
-        throwLastError();
+        throwLastError("OpenService");
     }
     const bool stopped = stop(service.get());
     if (!DeleteService(service.get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE)
-        throwLastError();
+        throwLastError("DeleteService");
     return stopped;
 }
 
@@ -83,28 +76,27 @@ bool removeFile(const std::wstring& path, DWORD patience) {
     if (comesTrue(patience, [&] { return DeleteFileW(path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND; }))
         return true;
     if (!MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT))
-        throwLastError();
+        throwLastError("MoveFileEx");
     return false;
 }
 
 } // namespace
 
 bool hasDevices(const DriverPackage& package) {
-    const UniqueDeviceSet set(SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES));
+    const pnp::DeviceInformationSet set(SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES));
     if (!set)
-        throwLastError();
-    SP_DEVINFO_DATA device{};
-    device.cbSize = sizeof device;
-    for (DWORD i = 0; SetupDiEnumDeviceInfo(set.get(), i, &device); ++i)
-        if (isOneOf(package.services, serviceOf(set.get(), device)))
-            return true;
-    return false;
+        throwLastError("SetupDiGetClassDevs");
+    bool found = false;
+    pnp::forEachDevice(set, [&](SP_DEVINFO_DATA& device) {
+        found = found || isOneOf(package.services, serviceOf(set.get(), device));
+    });
+    return found;
 }
 
 bool remove(const DriverPackage& package) {
     const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!manager)
-        throwLastError();
+        throwLastError("OpenSCManager");
     bool restartNeeded = false;
     for (const std::wstring& service : package.services)
         restartNeeded |= !removeService(manager.get(), service);

@@ -3,6 +3,7 @@
 #include "driver_store.h"
 #include "driver_use.h"
 #include "setup/difxapi.h"
+#include "windows_error.h"
 
 #include <new>
 
@@ -16,16 +17,16 @@ constexpr DWORD kUninstallFlags = DRIVER_PACKAGE_SILENT | DRIVER_PACKAGE_FORCE |
 
 void check(PCWSTR inf, DWORD flags, DWORD knownFlags) {
     if (inf == nullptr)
-        throw PackageError{ERROR_INVALID_PARAMETER};
+        throwError(ERROR_INVALID_PARAMETER, "INF");
     if ((flags & ~knownFlags) != 0)
-        throw PackageError{ERROR_INVALID_FLAGS};
+        throwError(ERROR_INVALID_FLAGS, "flags");
 }
 
 void preinstall(PCWSTR inf, DWORD flags) {
     check(inf, flags, kPreinstallFlags);
     const DriverPackage package = readDriverPackage(inf);
     if (driverStore::contains(package) && (flags & DRIVER_PACKAGE_REPAIR) == 0)
-        throw PackageError{ERROR_ALREADY_EXISTS};
+        throwError(ERROR_ALREADY_EXISTS, "driver store");
     driverStore::add(package);
 }
 
@@ -34,7 +35,7 @@ void preinstall(PCWSTR inf, DWORD flags) {
 void uninstall(PCWSTR inf, DWORD flags, BOOL* needReboot) {
     check(inf, flags, kUninstallFlags);
     if (needReboot == nullptr)
-        throw PackageError{ERROR_INVALID_PARAMETER};
+        throwError(ERROR_INVALID_PARAMETER, "needReboot");
     *needReboot = FALSE;
     const DriverPackage package = readDriverPackage(inf);
     const bool inStore = driverStore::contains(package);
@@ -42,7 +43,7 @@ void uninstall(PCWSTR inf, DWORD flags, BOOL* needReboot) {
         driverStore::remove(package);
     *needReboot = driverUse::hasDevices(package) || driverUse::remove(package);
     if (!inStore)
-        throw PackageError{ERROR_DRIVER_PACKAGE_NOT_IN_STORE};
+        throwError(ERROR_DRIVER_PACKAGE_NOT_IN_STORE, "driver store");
 }
 
 template <class Action>
@@ -50,8 +51,8 @@ DWORD errorOf(Action&& action) {
     try {
         action();
         return ERROR_SUCCESS;
-    } catch (const PackageError& error) {
-        return error.code;
+    } catch (const std::system_error& error) {
+        return static_cast<DWORD>(error.code().value());
     } catch (const std::bad_alloc&) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }

@@ -1,13 +1,13 @@
 #include "overlapped_transfer.h"
 
-#include <system_error>
+#include "windows_error.h"
 
 namespace zorvan::engine {
 
 OverlappedTransfer::OverlappedTransfer(HANDLE file)
     : file_(file), event_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!event_)
-        throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "CreateEvent");
+        devkit::throwLastError("CreateEvent");
 }
 
 void OverlappedTransfer::read(std::span<std::uint8_t> buffer) {

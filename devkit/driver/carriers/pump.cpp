@@ -1,6 +1,6 @@
 #include "pump.h"
 
-#include <system_error>
+#include "windows_error.h"
 
 namespace zorvan::engine {
 namespace {
@@ -8,7 +8,7 @@ namespace {
 UniqueHandle createWakeEvent() {
     UniqueHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
     if (!event)
-        throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "CreateEvent");
+        devkit::throwLastError("CreateEvent");
     return event;
 }
 

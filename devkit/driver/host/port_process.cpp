@@ -1,24 +1,21 @@
 #include "port_process.h"
 
+#include "windows_error.h"
+
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace zorvan::engine {
 namespace {
-
-[[noreturn]] void throwLastError(const char* what) {
-    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
-}
 
 std::filesystem::path hostProgram() {
     HMODULE module = nullptr;
     if (!GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
             reinterpret_cast<const wchar_t*>(&hostProgram), &module))
-        throwLastError("GetModuleHandleEx");
+        devkit::throwLastError("GetModuleHandleEx");
     std::wstring path(MAX_PATH, L'\0');
     path.resize(GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
     return std::filesystem::path(path).replace_filename(L"zorvan_host.exe");
@@ -28,7 +25,7 @@ UniqueHandle inheritableHandleOfThisProcess() {
     HANDLE handle = nullptr;
     if (!DuplicateHandle(
             GetCurrentProcess(), GetCurrentProcess(), GetCurrentProcess(), &handle, SYNCHRONIZE, TRUE, 0))
-        throwLastError("DuplicateHandle");
+        devkit::throwLastError("DuplicateHandle");
     return UniqueHandle(handle);
 }
 
@@ -40,10 +37,10 @@ public:
         InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
         storage_.resize(size);
         if (!InitializeProcThreadAttributeList(get(), 1, 0, &size))
-            throwLastError("InitializeProcThreadAttributeList");
+            devkit::throwLastError("InitializeProcThreadAttributeList");
         if (!UpdateProcThreadAttribute(
                 get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, &handle_, sizeof handle_, nullptr, nullptr))
-            throwLastError("UpdateProcThreadAttribute");
+            devkit::throwLastError("UpdateProcThreadAttribute");
     }
     ~InheritOnly() { DeleteProcThreadAttributeList(get()); }
     InheritOnly(const InheritOnly&) = delete;
@@ -70,7 +67,7 @@ PROCESS_INFORMATION startHost() {
     if (!CreateProcessW(
             program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
             DETACHED_PROCESS | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &startup.StartupInfo, &information))
-        throwLastError("CreateProcess of zorvan_host.exe");
+        devkit::throwLastError("CreateProcess of zorvan_host.exe");
     return information;
 }
 

@@ -1,19 +1,11 @@
 #include "device_key.h"
 
-#include <system_error>
+#include "windows_error.h"
 
 namespace zorvan::engine {
-namespace {
-
-void throwIfFailed(long error, const char* what) {
-    if (error != ERROR_SUCCESS)
-        throw std::system_error(static_cast<int>(error), std::system_category(), what);
-}
-
-} // namespace
 
 DeviceKey::DeviceKey(HKEY key) {
-    throwIfFailed(
+    devkit::throwIfFailed(
         RegOpenKeyExW(key, nullptr, 0, KEY_QUERY_VALUE | KEY_SET_VALUE, key_.put()),
         "RegOpenKeyEx of the hardware key");
 }
@@ -33,7 +25,7 @@ void DeviceKey::writeText(const wchar_t* name, const std::wstring& text) {
 }
 
 void DeviceKey::write(const wchar_t* name, DWORD type, const void* data, std::size_t size) {
-    throwIfFailed(
+    devkit::throwIfFailed(
         RegSetValueExW(key_.get(), name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size)),
         "RegSetValueEx in the hardware key");
 }

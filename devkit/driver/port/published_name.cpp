@@ -1,10 +1,10 @@
 #include "published_name.h"
 
 #include "base/unique.h"
+#include "windows_error.h"
 
 #include <algorithm>
 #include <iterator>
-#include <system_error>
 #include <vector>
 
 namespace zorvan::engine {
@@ -13,14 +13,9 @@ namespace {
 constexpr std::size_t kMaximumLength = 255;
 constexpr wchar_t kSerialPortMap[] = L"HARDWARE\\DEVICEMAP\\SERIALCOMM";
 
-void throwIfFailed(long error, const char* what) {
-    if (error != ERROR_SUCCESS)
-        throw std::system_error(static_cast<int>(error), std::system_category(), what);
-}
-
 UniqueRegistryKey serialPortMap() {
     UniqueRegistryKey key;
-    throwIfFailed(
+    devkit::throwIfFailed(
         RegCreateKeyExW(
             HKEY_LOCAL_MACHINE, kSerialPortMap, 0, nullptr, REG_OPTION_VOLATILE, KEY_SET_VALUE | KEY_QUERY_VALUE,
             nullptr, key.put(), nullptr),
@@ -30,7 +25,7 @@ UniqueRegistryKey serialPortMap() {
 
 void addToMap(const std::wstring& deviceName, const std::wstring& portName) {
     const auto size = static_cast<DWORD>((portName.size() + 1) * sizeof(wchar_t));
-    throwIfFailed(
+    devkit::throwIfFailed(
         RegSetValueExW(
             serialPortMap().get(), deviceName.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(portName.c_str()),
             size),
@@ -104,7 +99,8 @@ bool sameName(const std::wstring& left, const std::wstring& right) {
 
 PublishedPortName::PublishedPortName(const std::wstring& portName, std::wstring deviceName)
     : dosName_(portName), portName_(portName), deviceName_(std::move(deviceName)) {
-    throwIfFailed(static_cast<long>(RtlNtStatusToDosError(dosName_.pointTo(deviceName_))), "making a DOS name");
+    devkit::throwIfFailed(
+        static_cast<long>(RtlNtStatusToDosError(dosName_.pointTo(deviceName_))), "making a DOS name");
     try {
         addToMap(deviceName_, portName_);
     } catch (...) {

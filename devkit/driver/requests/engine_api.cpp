@@ -2,6 +2,7 @@
 
 #include "control_requests.h"
 #include "engine_lock.h"
+#include "pnp/device_classes.h"
 #include "port/ports.h"
 #include "wine/kernel/handle_count.h"
 
@@ -63,6 +64,9 @@ bool accept(Port& port, Operation operation, void* request, std::span<std::uint8
 }
 
 } // namespace
+
+const GUID zorvanControlInterface = pnp::kControlInterface;
+const GUID zorvanSerialPortInterface = pnp::kSerialPortInterface;
 
 void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix) {
     setCompletion(complete);

@@ -8,11 +8,17 @@
 #include "operation.h"
 #include "status.h"
 
+#include <guiddef.h>
+
 namespace zorvan::engine {
 
 class Port;
 
 extern "C" {
+
+// The interface classes of a device.
+ZORVAN_ENGINE_API extern const GUID zorvanControlInterface;
+ZORVAN_ENGINE_API extern const GUID zorvanSerialPortInterface;
 
 // Comes first. Submitted requests are completed through the function, on any thread, also before zorvanSubmit
 // returns. The names of all serial devices begin with the prefix; what a driver process that died has left of them is

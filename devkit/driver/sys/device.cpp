@@ -6,9 +6,6 @@
 namespace zorvan::engine {
 namespace {
 
-constexpr GUID kControlInterface = {0x24E7F5CF, 0xEF4A, 0x4BD2, {0x87, 0xF4, 0x72, 0x21, 0x02, 0xE5, 0x39, 0x63}};
-constexpr GUID kSerialInterface = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
-
 LONG lastSerialDevice = 0;
 Device* volatile removedDevices = nullptr;
 
@@ -71,8 +68,8 @@ NTSTATUS enableInterface(UNICODE_STRING* interfacePath) {
     return IoSetDeviceInterfaceState(interfacePath, TRUE);
 }
 
-// An interface's path points to the physical device, where control requests enter. The serial one is pointed to the
-// serial device instead, by a link of the same name.
+// An interface's path points to the physical device, where control requests enter. The serial one is pointed to
+// the serial device instead, by a link of the same name.
 NTSTATUS pointTo(UNICODE_STRING* interfacePath, SerialDeviceName& name) {
     const auto status = IoDeleteSymbolicLink(interfacePath);
     return NT_SUCCESS(status) ? IoCreateSymbolicLink(interfacePath, name.unicode()) : status;
@@ -90,9 +87,11 @@ NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
 
 NTSTATUS registerInterfaces(Device& device) {
     const KernelCall call;
-    auto status = IoRegisterDeviceInterface(device.physical, &kControlInterface, nullptr, &device.controlInterface);
+    auto status =
+        IoRegisterDeviceInterface(device.physical, &zorvanControlInterface, nullptr, &device.controlInterface);
     if (NT_SUCCESS(status))
-        status = IoRegisterDeviceInterface(device.physical, &kSerialInterface, nullptr, &device.serialInterface);
+        status =
+            IoRegisterDeviceInterface(device.physical, &zorvanSerialPortInterface, nullptr, &device.serialInterface);
     return status;
 }
 
