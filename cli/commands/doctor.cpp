@@ -9,12 +9,9 @@
 #include <fmt/format.h>
 
 #include <set>
-#include <system_error>
 
 namespace portwright {
 namespace {
-
-namespace leftovers = zorvan::leftovers;
 
 struct DoctorOptions {
     bool releaseStale = false;
@@ -33,9 +30,6 @@ public:
         try {
             examination();
         } catch (const Failure& failure) {
-            problem(subject, failure.what(), failure.next());
-        } catch (const std::system_error& error) {
-            const Failure failure(error.what(), HRESULT_FROM_WIN32(static_cast<DWORD>(error.code().value())));
             problem(subject, failure.what(), failure.next());
         }
     }
@@ -116,13 +110,13 @@ void examinePorts(Findings& findings) {
 }
 
 // The device nodes that no library object lists.
-std::vector<leftovers::Node> staleNodes() {
+std::vector<doctor::Node> staleNodes() {
     std::set<std::string> names;
     for (const auto& port : Library().ports())
         names.insert(port.name());
-    std::vector<leftovers::Node> stale;
-    for (auto& node : leftovers::findNodes())
-        if (!node.hasDriver || !names.contains(utf8(node.portName)))
+    std::vector<doctor::Node> stale;
+    for (auto& node : doctor::findNodes())
+        if (!node.hasDriver || !names.contains(node.portName))
             stale.push_back(std::move(node));
     return stale;
 }
@@ -131,28 +125,28 @@ constexpr char kRelease[] = "portwright doctor --release-stale, unless a program
 
 void examineNodes(Findings& findings, bool release) {
     for (const auto& node : staleNodes()) {
-        const auto text = fmt::format("device node {} without a working port", utf8(node.instanceId));
-        const auto name = node.portName.empty() ? "(none)" : utf8(node.portName);
+        const auto text = fmt::format("device node {} without a working port", node.instanceId);
+        const auto name = node.portName.empty() ? "(none)" : node.portName;
         if (!release) {
             findings.problem(name, text, kRelease);
             continue;
         }
         findings.examine(name, [&] {
-            leftovers::removeNode(node);
+            doctor::removeNode(node);
             findings.ok(name, "removed: " + text);
         });
     }
 }
 
 void examineNumbers(Findings& findings, bool release) {
-    for (const DWORD number : leftovers::findNumbers()) {
+    for (const DWORD number : doctor::findNumbers()) {
         const auto name = fmt::format("COM{}", number);
         if (!release) {
             findings.problem(name, "the number is taken in the COM port database, by no device", kRelease);
             continue;
         }
         findings.examine(name, [&] {
-            leftovers::releaseNumber(number);
+            doctor::releaseNumber(number);
             findings.ok(name, "released: the number was taken by no device");
         });
     }
@@ -168,7 +162,7 @@ void examine(const DoctorOptions& options) {
         findings.examine("devices", [&] { examineNodes(findings, options.releaseStale); });
     }
     if (options.releaseStale)
-        leftovers::endPortsWithoutNode();
+        doctor::endPortsWithoutNode();
     findings.examine("numbers", [&] { examineNumbers(findings, options.releaseStale); });
     if (findings.any())
         throw AlreadyTold();

@@ -1,7 +1,7 @@
-// Everything that ports leave on a machine, whatever state it is in: a client that is ended in the middle of its work
-// leaves device nodes that no library object lists, and numbers in the COM port database that belong to no device.
+// What ports leave on a machine when a client is ended in the middle of its work: device nodes that no library object
+// lists, and numbers in the COM port database that belong to no device.
 //
-// What somebody is creating at this moment looks the same. Failures are thrown as std::system_error.
+// What somebody is creating at this moment looks the same. Failures are thrown as Failure.
 #pragma once
 
 #include <windows.h>
@@ -9,15 +9,15 @@
 #include <string>
 #include <vector>
 
-namespace zorvan::leftovers {
+namespace portwright::doctor {
 
 struct Node {
-    std::wstring instanceId;
-    std::wstring portName; // empty when it has none yet
+    std::string instanceId;
+    std::string portName; // empty when it has none yet
     bool hasDriver;
 };
 
-// The device nodes of ports, present or not, and those that were left before they got a hardware ID.
+// The device nodes of ports, present or not, and those that were left before they got anything at all.
 std::vector<Node> findNodes();
 
 // Together with what belongs to it: driver, interfaces, number.
@@ -31,4 +31,4 @@ void releaseNumber(DWORD number);
 // Ends the ports that open although their device node is gone. Only Wine's drivers leave any.
 void endPortsWithoutNode();
 
-} // namespace zorvan::leftovers
+} // namespace portwright::doctor

@@ -1,48 +1,21 @@
 #include "doctor/port_lists.h"
 
 #include "base/guid.h"
-#include "base/unique.h"
 #include "com/failure.h"
 #include "com/text.h"
+#include "doctor/device_nodes.h"
 
-#include <cfgmgr32.h>
 #include <devguid.h>
-#include <setupapi.h>
 
 namespace portwright::doctor {
 namespace {
 
-constexpr wchar_t kHardwareId[] = L"QELTRAVIRT\\QeltraZorvan3\0"; // the list that a device has ends with a second NUL
 constexpr GUID kSerialPortInterface = zorvan::parseGuid("{86E0D1E0-8089-11D0-9CE4-08003E301F73}");
 
-struct DeviceSetTraits {
-    using Value = HDEVINFO;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value set) { SetupDiDestroyDeviceInfoList(set); }
-};
-using DeviceSet = zorvan::Unique<DeviceSetTraits>;
-
-std::string portName(HDEVINFO set, SP_DEVINFO_DATA& device) {
-    const HKEY key = SetupDiOpenDevRegKey(set, &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_READ);
-    if (key == INVALID_HANDLE_VALUE)
-        return {}; // without a key there is no name
-    const zorvan::UniqueRegistryKey owned(key);
-    wchar_t name[MAX_PATH]{};
-    DWORD size = sizeof name;
-    if (RegGetValueW(key, nullptr, L"PortName", RRF_RT_REG_SZ, nullptr, name, &size) != ERROR_SUCCESS)
-        return {};
-    return utf8(name);
-}
-
-std::set<std::string> namesOf(const GUID& classId, DWORD flags, const char* asked) {
-    const DeviceSet set(SetupDiGetClassDevsW(&classId, nullptr, nullptr, DIGCF_PRESENT | flags));
-    if (!set)
-        throwLastError(asked);
+std::set<std::string> namesOf(const GUID& classId, DWORD flags) {
+    const auto set = devices(&classId, DIGCF_PRESENT | flags);
     std::set<std::string> names;
-    SP_DEVINFO_DATA device{};
-    device.cbSize = sizeof device;
-    for (DWORD i = 0; SetupDiEnumDeviceInfo(set.get(), i, &device) != FALSE; ++i)
-        names.insert(portName(set.get(), device));
+    forEachDevice(set, [&](SP_DEVINFO_DATA& device) { names.insert(portName(set, device)); });
     return names;
 }
 
@@ -54,7 +27,7 @@ bool findDriver(HDEVINFO set) {
         SetupDiCreateDeviceInfoW(
             set, L"portwright", &GUID_DEVCLASS_PORTS, nullptr, nullptr, DICD_GENERATE_ID, &device) != FALSE &&
         SetupDiSetDeviceRegistryPropertyW(
-            set, &device, SPDRP_HARDWAREID, reinterpret_cast<const BYTE*>(kHardwareId), sizeof kHardwareId) !=
+            set, &device, SPDRP_HARDWAREID, reinterpret_cast<const BYTE*>(kHardwareIds), sizeof kHardwareIds) !=
             FALSE &&
         SetupDiBuildDriverInfoList(set, &device, SPDIT_COMPATDRIVER) != FALSE;
     if (!prepared)
@@ -87,11 +60,11 @@ std::set<std::string> serialCommNames() {
 }
 
 std::set<std::string> portsClassNames() {
-    return namesOf(GUID_DEVCLASS_PORTS, 0, "list the devices of the class Ports");
+    return namesOf(GUID_DEVCLASS_PORTS, 0);
 }
 
 std::set<std::string> interfaceClassNames() {
-    return namesOf(kSerialPortInterface, DIGCF_DEVICEINTERFACE, "list the interfaces of serial ports");
+    return namesOf(kSerialPortInterface, DIGCF_DEVICEINTERFACE);
 }
 
 DWORD tryToOpen(const std::string& name) {
@@ -104,10 +77,7 @@ DWORD tryToOpen(const std::string& name) {
 }
 
 bool hasDriverPackage() {
-    const DeviceSet set(SetupDiCreateDeviceInfoList(&GUID_DEVCLASS_PORTS, nullptr));
-    if (!set)
-        throwLastError("look for the driver package");
-    return findDriver(set.get());
+    return findDriver(emptySet(&GUID_DEVCLASS_PORTS).get());
 }
 
 } // namespace portwright::doctor

@@ -127,32 +127,50 @@ TEST_F(PortsSystemTest, AreListedWithMakerAndPlace) {
     EXPECT_EQ(2U, places.size());
 }
 
-// As left by a client that was ended in createDevice.
-void leaveNode(const wchar_t* name) {
+// A device node that somebody has only begun to make: in createDevice, or another maker.
+void leaveNode(std::wstring_view hardwareIds, const wchar_t* name) {
     const pnp::DeviceInformationSet set(SetupDiCreateDeviceInfoList(&pnp::kPortsClass, nullptr));
     SP_DEVINFO_DATA device{};
     device.cbSize = sizeof device;
-    constexpr wchar_t kIds[] = L"QELTRAVIRT\\QeltraZorvan3\0";
-    ASSERT_TRUE(
-        SetupDiCreateDeviceInfoW(
-            set.get(), L"Ports", &pnp::kPortsClass, nullptr, nullptr, DICD_GENERATE_ID, &device) &&
-        SetupDiSetDeviceRegistryPropertyW(
-            set.get(), &device, SPDRP_HARDWAREID, reinterpret_cast<const BYTE*>(kIds), sizeof kIds) &&
-        SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set.get(), &device));
+    ASSERT_TRUE(SetupDiCreateDeviceInfoW(
+        set.get(), L"Ports", &pnp::kPortsClass, nullptr, nullptr, DICD_GENERATE_ID, &device));
+    if (!hardwareIds.empty()) {
+        EXPECT_TRUE(SetupDiSetDeviceRegistryPropertyW(
+            set.get(), &device, SPDRP_HARDWAREID, reinterpret_cast<const BYTE*>(hardwareIds.data()),
+            static_cast<DWORD>((hardwareIds.size() + 1) * sizeof(wchar_t))));
+    }
+    EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set.get(), &device));
     const UniqueRegistryKey key(
         SetupDiCreateDevRegKeyW(set.get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, nullptr, nullptr));
-    EXPECT_EQ(ERROR_SUCCESS, pnp::writePortName(key.get(), name));
+    if (name != nullptr) {
+        EXPECT_EQ(ERROR_SUCCESS, pnp::writePortName(key.get(), name));
+    }
+}
+
+void removeNode(const wchar_t* instanceId) {
+    const pnp::DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    EXPECT_TRUE(
+        SetupDiOpenDeviceInfoW(set.get(), instanceId, nullptr, 0, &device) &&
+        SetupDiCallClassInstaller(DIF_REMOVE, set.get(), &device));
 }
 
 TEST_F(PortsSystemTest, LeftoversAreRemovedAndNamed) {
-    leaveNode(L"COM90");
+    using namespace std::string_view_literals;
+    leaveNode(L"QELTRAVIRT\\QeltraZorvan3\0"sv, L"COM90");
+    leaveNode(L"", nullptr);
+    leaveNode(L"", L"COM92");
     ASSERT_EQ(ERROR_SUCCESS, ComDBClaimPort(openDatabase().get(), 91, TRUE, nullptr));
     const auto doctor = L"\"" + siblingPath(L"..\\portwright.exe") + L"\" doctor";
     EXPECT_EQ(1U, runProgram(doctor).exitCode) << "there are leftovers";
     const auto output = runProgram(doctor + L" --release-stale").output;
     EXPECT_NE(std::string::npos, output.find("COM90    removed: device node ROOT\\PORTS\\0000")) << output;
+    EXPECT_NE(std::string::npos, output.find("(none)   removed: device node ROOT\\PORTS\\0001")) << output;
     EXPECT_NE(std::string::npos, output.find("COM91    released")) << output;
+    EXPECT_EQ(std::string::npos, output.find("COM92")) << "that is another maker's: " << output;
     EXPECT_EQ(0U, runProgram(doctor).exitCode) << "nothing is left";
+    removeNode(L"ROOT\\PORTS\\0002");
 }
 
 } // namespace
