@@ -41,8 +41,7 @@ HRESULT CDeviceEnumerator::Reset() noexcept {
 }
 
 HRESULT CDeviceEnumerator::Clone(IEnumVARIANT** clone) noexcept {
-    // The clone starts at the first device, not where this one stands. Intended, although most enumerators copy the
-    // position.
+    // Oddity 25 of docs/architecture.md.
     return comGetter(clone, [&] { return makeComObject<CDeviceEnumerator>(owner_).detach(); });
 }
 

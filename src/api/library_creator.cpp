@@ -15,7 +15,7 @@ HRESULT createLibraryObject(IUnknown* outer, REFIID iid, void** object) noexcept
 
         const auto library = CVirtualSerialLibrary::create();
         const HRESULT result = library->QueryInterface(iid, object);
-        // A creation that fails here keeps the module loaded, although nothing of it is left. Intended.
+        // Oddity 7 of docs/architecture.md.
         if (FAILED(result))
             moduleLockCount::add();
         return result;

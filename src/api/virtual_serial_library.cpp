@@ -28,7 +28,7 @@ std::wstring_view requestedName(const VARIANT& portName) {
 std::uint32_t requestedNumber(const VARIANT& portName) {
     const auto name = requestedName(portName);
     const auto number = pnp::portNumber(name);
-    // A name without a number asks for the listing too, whose failure then fails the creation. Intended.
+    // Also a name without a number asks for the listing: oddity 19 of docs/architecture.md.
     if (!name.empty() && pnp::isUsed(pnp::listUsedPortNumbers(), number))
         throw HResultError(kNumberTaken);
     return number;
@@ -69,7 +69,7 @@ HRESULT CVirtualSerialLibrary::createDevice(VARIANT portName, IVirtualSerialDevi
         const auto instanceId = pnp::createDeviceNode(number);
         devices_.dropPredecessor(instanceId, knownBefore);
         auto created = waitForDevice(instanceId);
-        // The code is the one of a needed restart, although none may be needed. Intended.
+        // Oddity 2 of docs/architecture.md.
         if (!created)
             throw HResultError(pnp::kRestartNeeded);
         return created.detach();
@@ -120,7 +120,7 @@ HRESULT CVirtualSerialLibrary::changed(VARIANT callbackOrId, LONG* id) noexcept 
 
 HRESULT
 CVirtualSerialLibrary::changeSubscription(ScriptEvent event, const VARIANT& callbackOrId, LONG* id) noexcept {
-    // An identifier ends its subscription whichever event that is for. Intended.
+    // Oddity 27 of docs/architecture.md.
     if (callbackOrId.vt != VT_DISPATCH)
         return comBoundary([&] { publisher_.subscriptions().unsubscribe(convertVariant(callbackOrId, VT_I4).lVal); });
     return comGetter(id, [&] {

@@ -17,8 +17,7 @@ private:
     HRESULT code_;
 };
 
-// HRESULT_FROM_WIN32 as a function. An error of 0 stays 0: a call that fails without leaving a last error reports
-// S_OK, which is intended, odd as it looks.
+// HRESULT_FROM_WIN32 as a function. An error of 0 stays 0: oddity 1 of docs/architecture.md.
 HRESULT hresultFromWin32(DWORD error);
 HRESULT lastErrorResult();
 
@@ -50,7 +49,7 @@ HRESULT comBoundary(Body&& body) noexcept {
 }
 
 // Runs the body of a getter, which returns the value. Strings and objects are null whenever the getter does not give
-// one, also when it fails without an error code, which reads as a success; numbers stay what they were.
+// one, also when it fails without an error code; numbers stay what they were.
 template <class Value, class Body>
 HRESULT comGetter(Value* value, Body&& body) noexcept {
     return comBoundary([&] {

@@ -44,7 +44,7 @@ HRESULT CVirtualSerialDevice::connectToFiles(BSTR inputFile, BSTR outputFile, Fi
         handOver(driver.controlPath, protocol::Set::ConnectFiles, files, hostOutput, hostInput);
         connected = true;
     });
-    // Elsewhere a failure without an error code reads as a success. Here the driver may not even have been asked.
+    // Oddity 1 of docs/architecture.md.
     return SUCCEEDED(result) && !connected ? E_FAIL : result;
 }
 

@@ -28,7 +28,7 @@ UniqueHandle openPipe(const wchar_t* name) {
 enum class PipeEnd : std::uint8_t { Client = 0, Server = 1 };
 
 void handOverPipe(const BoundDriver& driver, UniqueHandle pipe, PipeEnd end) {
-    // A pipe that cannot be handed over is sent as 0, for the driver to refuse. Intended: the result is the driver's.
+    // Where it cannot be handed over, 0: oddity 14 of docs/architecture.md.
     auto hostPipe = duplicateIntoHost(driver.hostProcessId, pipe.get());
     const protocol::PipeConnection connection{hostPipe.get().value, static_cast<std::uint8_t>(end)};
     handOver(driver.controlPath, protocol::Set::ConnectPipe, connection, hostPipe);

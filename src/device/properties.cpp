@@ -82,12 +82,11 @@ HRESULT CVirtualSerialDevice::get_bytesReceived(ULONGLONG* bytes) noexcept {
         bytes, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesReceived; });
 }
 
-// Error emulation does not ask whether the device is alive: on a deleted one the open fails. Intended, although most
-// members answer E_HANDLE.
+// Error emulation does not ask whether the device is alive: oddity 11 of docs/architecture.md.
 
 HRESULT CVirtualSerialDevice::put_emulateTxOverflow(VARIANT_BOOL emulate) noexcept {
     return comBoundary([&] {
-        // Only VARIANT_TRUE itself enables, unlike put_enabled, where every non-zero value does. Intended.
+        // Oddity 12 of docs/architecture.md.
         const std::uint32_t enabled = emulate == VARIANT_TRUE ? 1 : 0;
         driver::sendRecord(
             controlPath(), Set::ErrorEmulationLong,
@@ -106,7 +105,7 @@ HRESULT CVirtualSerialDevice::put_crossoverProbability(double probability) noexc
     return comBoundary([&] {
         if (std::isnan(probability) || probability < 0.0 || probability > kHighestProbability)
             throw HResultError(E_INVALIDARG);
-        // Below a thousandth the value is 0 while the emulation is enabled: no bit flips. Intended.
+        // Oddity 13 of docs/architecture.md.
         const std::uint32_t enabled = probability != 0.0 ? 1 : 0;
         const auto thousandths = static_cast<std::uint32_t>(probability * kThousandths);
         driver::sendRecord(
@@ -123,7 +122,7 @@ HRESULT CVirtualSerialDevice::get_crossoverProbability(double* probability) noex
 }
 
 HRESULT CVirtualSerialDevice::deleteDevice() noexcept {
-    // The object stays as it is: it learns of its end when the library next looks at the system.
+    // Oddity 24 of docs/architecture.md.
     return comBoundary([&] { return pnp::removeDeviceNode(aliveControlPath()); });
 }
 

@@ -1,5 +1,4 @@
-// The other end of a bridge, as the driver and as people call it. None of the members asks whether the device is
-// alive: on a deleted one the open fails. Intended.
+// The other end of a bridge, as the driver and as people call it. Oddity 11 of docs/architecture.md.
 
 #include "base/automation.h"
 #include "base/hresult_error.h"
@@ -35,7 +34,7 @@ std::wstring hostName() {
     return name;
 }
 
-// The name is compared case-sensitively, unlike computer names elsewhere. Intended.
+// Oddity 16 of docs/architecture.md.
 std::wstring displayName(const RemoteEndpoint& endpoint) {
     if (endpoint.server == hostName())
         return endpoint.port;

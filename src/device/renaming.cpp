@@ -28,15 +28,14 @@ HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
 }
 
 void CVirtualSerialDevice::rename(pnp::PortRename& renaming, const std::wstring& newName) {
-    // A device that is gone is no error, and the change is reported all the same. Intended.
+    // Oddity 5 of docs/architecture.md.
     if (!renaming.found())
         return;
     renaming.claimNewNumber();
     renaming.removeOldDosName();
     renaming.writeName();
     cachePortName(newName);
-    // The driver is told last and only of a name that the system shows everywhere. Intended: a friendly name that
-    // does not mention the port keeps the driver from being told.
+    // Oddity 17 of docs/architecture.md.
     if (renaming.renameFriendly())
         driver::sendSet(
             controlPath(), protocol::Set::PortName, protocol::RecordWriter().appendString(newName).bytes());

@@ -6,12 +6,11 @@ namespace zorvan::driver {
 
 namespace {
 
-// SECURITY_IMPERSONATION goes without SECURITY_SQOS_PRESENT, so the system ignores it. Intended: drivers may look at
-// the number as it is.
+// Oddity 10 of docs/architecture.md.
 constexpr DWORD kOpenFlags = FILE_ATTRIBUTE_NORMAL | SECURITY_IMPERSONATION;
 static_assert(kOpenFlags == 0x00020080);
 
-// The rule looks at the read bit alone, although the write bit would seem the natural one to test. Intended.
+// Oddity 9 of docs/architecture.md.
 DWORD desiredAccess(std::uint32_t code) {
     const bool reads = (protocol::requiredAccess(code) & protocol::kFileReadAccess) != 0;
     return reads ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;

@@ -96,8 +96,8 @@ inline constexpr std::size_t kPinCount = 6;
 inline constexpr std::size_t kPinConnectionCount = 2 * kPinCount;
 inline constexpr unsigned kRemoteTargets = 8; // the first bit of the remote targets
 
-// The targets that a pin may have, on either side: outputs drive inputs, inputs drive outputs. RI drives RI alone,
-// although as an input it would be expected to drive outputs. Intended.
+// The targets that a pin may have, on either side: outputs drive inputs, inputs drive outputs, and RI drives RI:
+// oddity 15 of docs/architecture.md.
 inline constexpr std::uint8_t kAllowedTargets[kPinCount] = {0x36, 0x09, 0x09, 0x36, 0x09, 0x20};
 
 using PinConnections = std::array<std::uint16_t, kPinConnectionCount>;

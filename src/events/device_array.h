@@ -6,8 +6,7 @@
 
 namespace zorvan {
 
-// Members: "length", and "0", "1" and so on. It has no type information, although it says that it has: script engines
-// ask only for names, and both answers are kept as they are.
+// Members: "length", and "0", "1" and so on. Its type information: oddity 26 of docs/architecture.md.
 class CDeviceArray final : public ComObject<IDispatch> {
 public:
     // The library is kept alive, and the module loaded with it, even by an array without devices.
@@ -18,7 +17,6 @@ public:
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** information) noexcept override;
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept override;
 
-    // Ignores what kind of access is asked for: every member is a value.
     HRESULT STDMETHODCALLTYPE
     Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) noexcept override;
 

@@ -114,7 +114,7 @@ void EventThread::pass() {
     const auto devices = client_.devicesToWaitFor();
     const auto handles = handlesOf(devices);
     const auto count = static_cast<DWORD>(handles.size());
-    // With more handles than the system allows every wait fails, and no message is taken. Kept as a known limit.
+    // With more handles than the system allows every wait fails: oddity 28 of docs/architecture.md.
     const DWORD signalled = MsgWaitForMultipleObjects(count, handles.data(), FALSE, INFINITE, QS_ALLINPUT);
     if (signalled == WAIT_OBJECT_0 + count)
         drainMessages();

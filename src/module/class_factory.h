@@ -7,8 +7,7 @@ namespace zorvan {
 
 class CClassFactory final : public ComObject<IClassFactory> {
 public:
-    // Takes any class identifier: an unknown class is reported only when an object is created, which is intended,
-    // although most servers refuse the factory itself.
+    // Takes any class identifier: oddity 8 of docs/architecture.md.
     explicit CClassFactory(REFCLSID clsid) : clsid_(clsid) {}
 
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept override;

@@ -50,7 +50,7 @@ public:
         return installed != FALSE;
     }
 
-    // Looks at the flags even if the system says that it could not tell them. Intended.
+    // Oddity 4 of docs/architecture.md.
     bool restartNeeded() {
         DWORD flags = 0;
         readInstallFlags(set_.get(), device_, flags);
@@ -95,7 +95,7 @@ std::wstring installNewNode(std::uint32_t portNumber) {
     if (rebootNeeded)
         throw HResultError(kRestartNeeded);
     if (!installed) {
-        // The error is read after the release, although the release may have replaced it. Intended.
+        // Oddities 3 and 23 of docs/architecture.md.
         if (portNumber != 0)
             database.release(portNumber);
         throwLastError();

@@ -8,13 +8,12 @@
 
 namespace zorvan::pnp {
 
-// A restart is needed before the device works. createDevice also returns it when a device never appeared.
+// A restart is needed before the device works.
 inline constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
 
 // Creates and installs a device node and returns its device instance ID. With number 0 the Ports class installer
-// chooses the port number. A node whose installation fails stays registered. Throws kRestartNeeded, E_FAIL when the
-// port database does not open, or the error of the step that failed. A step that fails without leaving an error
-// counts as a success without an ID: whoever waits for the device then waits in vain. Intended.
+// chooses the port number. Throws kRestartNeeded, E_FAIL when the port database does not open, or the error of the
+// step that failed. No ID when that left no error: oddity 1 of docs/architecture.md.
 std::wstring createDeviceNode(std::uint32_t portNumber);
 
 } // namespace zorvan::pnp

@@ -46,8 +46,8 @@ std::wstring interfacePath(HDEVINFO set, SP_DEVINFO_DATA& device, const GUID& in
     return detail->DevicePath;
 }
 
-// Learns the host process and hands the notification event over to it. When the event cannot be handed over the
-// driver is told so with 0: the device works, but reports no changes.
+// Learns the host process and hands the notification event over to it, or 0: oddity 14 of docs/architecture.md. With
+// 0 the device works, but reports no changes.
 void bindToDriver(DeviceIdentity& identity) {
     identity.hostProcessId = driver::query<std::uint32_t>(identity.controlPath, protocol::Query::HostProcessId);
     auto hostEvent = duplicateIntoHost(identity.hostProcessId, identity.notificationEvent.get());

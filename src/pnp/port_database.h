@@ -30,8 +30,7 @@ public:
     void open();
     explicit operator bool() const { return static_cast<bool>(database_); }
 
-    // Takes the number over if another device holds it: a number that is in the database but belongs to no present
-    // port is free for whoever asks for it by name. The result is ignored for the same reason.
+    // Takes the number over if another device holds it: oddity 20 of docs/architecture.md. So the result is ignored.
     void claim(std::uint32_t number) const { ComDBClaimPort(database_.get(), number, TRUE, nullptr); }
 
     // A number that cannot be released stays claimed, which harms nobody.

@@ -10,7 +10,7 @@
 namespace zorvan::pnp {
 
 // The decimal number from the fourth character on, up to the first character that is no digit; blanks and a sign may
-// stand before it. The first three characters are not examined. 0 when there is no positive number.
+// stand before it. 0 when there is no positive number. Oddity 18 of docs/architecture.md.
 std::uint32_t portNumber(std::wstring_view name);
 
 std::wstring portName(std::uint32_t number);

@@ -65,7 +65,7 @@ void PortRename::removeOldDosName() const {
 }
 
 void PortRename::writeName() {
-    // The registry's error codes are positive and so do not count as failures: only a negative status does. Intended.
+    // Oddity 6 of docs/architecture.md.
     if (writePortName(key_.get(), newName_) >= 0)
         return;
     closeKey();
@@ -83,7 +83,7 @@ bool PortRename::renameFriendly() {
     std::wstring friendlyName = text.data();
     if (!replaceAll(friendlyName, oldName_, newName_))
         return false;
-    // Written without its terminating NUL, which the property's readers do not need. Intended.
+    // Oddity 21 of docs/architecture.md.
     const auto size = static_cast<DWORD>(friendlyName.size() * sizeof(wchar_t));
     return SetupDiSetDeviceRegistryPropertyW(
                set_.get(), &device_, SPDRP_FRIENDLYNAME, reinterpret_cast<const BYTE*>(friendlyName.data()), size) !=

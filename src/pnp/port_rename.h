@@ -23,7 +23,7 @@ public:
     // Moves the reservation in the port database; its answers are not looked at.
     void claimNewNumber() const;
 
-    // Programs can no longer open the old name. It does not come back when a later step fails.
+    // Programs can no longer open the old name. Oddity 22 of docs/architecture.md.
     void removeOldDosName() const;
 
     // Writes `PortName`. When that fails, closes the key, moves the reservation back and throws E_FAIL.

@@ -21,7 +21,7 @@ UniqueHandle openForDuplication(DWORD processId) {
     return UniqueHandle(OpenProcess(PROCESS_DUP_HANDLE, FALSE, processId));
 }
 
-// The privilege stays enabled on purpose: what it is needed for recurs with every handle that is handed over.
+// Oddity 32 of docs/architecture.md.
 UniqueHandle openWithDebugPrivilege(DWORD processId) try {
     UniqueHandle token;
     if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put()) == FALSE)

@@ -14,8 +14,7 @@ enum Mode { kInstall = 0, kDoNothing = 1, kReinstall = 2 }; // every other numbe
 
 constexpr const wchar_t* kDriverBinaries[] = {L"drivers\\umdf\\zorvan32.dll", L"drivers\\umdf\\zorvan64.dll"};
 
-// Names and folder are joined without a backslash, which is intended: as it is, no file of the driver is ever met.
-// Whether a file was there does not matter, nor whether it could be deleted.
+// Oddity 30 of docs/architecture.md. Whether a file was there does not matter, nor whether it could be deleted.
 void deleteDriverBinaries() {
     wchar_t folder[MAX_PATH];
     const UINT length = GetSystemDirectoryW(folder, MAX_PATH);

@@ -29,8 +29,7 @@ Function* entryPoint(const UniqueModule& library, const char* name) {
 
 } // namespace
 
-// That DriverPackagePreinstallW is not asked for here, although it alone installs, is intended: a removal works
-// without it.
+// DriverPackagePreinstallW is not asked for: oddity 29 of docs/architecture.md.
 FrameworkLibrary::FrameworkLibrary(const std::wstring& path)
     : library_(load(path)), install_(entryPoint<decltype(DriverPackageInstallW)>(library_, "DriverPackageInstallW")),
       preinstall_(entryPoint<decltype(DriverPackagePreinstallW)>(library_, "DriverPackagePreinstallW")),

@@ -26,7 +26,7 @@ public:
 
 private:
     UniqueModule library_;
-    decltype(&DriverPackageInstallW) install_;       // has to exist, but is never called; intended
+    decltype(&DriverPackageInstallW) install_;       // never called: oddity 29 of docs/architecture.md
     decltype(&DriverPackagePreinstallW) preinstall_; // null: only removals work
     decltype(&DriverPackageUninstallW) uninstall_;
 };

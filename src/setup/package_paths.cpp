@@ -24,8 +24,7 @@ std::wstring modulePath() {
     return {path, length};
 }
 
-// With its closing backslash. A path without any has no folder, and what is to be found there is then looked up by
-// its bare name: intended.
+// With its closing backslash. A path without any has no folder: oddity 31 of docs/architecture.md.
 std::wstring folderOf(const std::wstring& path) {
     return path.substr(0, path.find_last_of(L'\\') + 1);
 }
