@@ -15,12 +15,7 @@ namespace portwright {
 std::string utf8(std::wstring_view text);
 std::wstring wide(std::string_view text);
 
-struct BstrTraits {
-    using Value = BSTR;
-    static Value invalid() { return nullptr; }
-    static void close(Value text) { SysFreeString(text); }
-};
-using Bstr = zorvan::Unique<BstrTraits>;
+using Bstr = zorvan::Unique<SysFreeString>;
 
 // Throws std::bad_alloc.
 Bstr makeBstr(std::string_view text);

@@ -10,12 +10,7 @@
 namespace portwright {
 namespace {
 
-struct ModuleTraits {
-    using Value = HMODULE;
-    static Value invalid() { return nullptr; }
-    static void close(Value module) { FreeLibrary(module); }
-};
-using UniqueModule = zorvan::Unique<ModuleTraits>;
+using UniqueModule = zorvan::Unique<FreeLibrary>;
 
 constexpr int kInstall = 0;
 constexpr int kUninstall = 3;

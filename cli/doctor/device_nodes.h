@@ -14,12 +14,7 @@ namespace portwright::doctor {
 // With a second NUL at the end, as a node has it: a list.
 inline constexpr wchar_t kHardwareIds[] = L"QELTRAVIRT\\QeltraZorvan3\0";
 
-struct DeviceSetTraits {
-    using Value = HDEVINFO;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value set) { SetupDiDestroyDeviceInfoList(set); }
-};
-using DeviceSet = zorvan::Unique<DeviceSetTraits>;
+using DeviceSet = zorvan::Unique<SetupDiDestroyDeviceInfoList, -1>;
 
 // Those of a class, or of all classes; the flags are those of SetupDiGetClassDevs.
 DeviceSet devices(const GUID* deviceClass, DWORD flags);

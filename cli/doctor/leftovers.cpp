@@ -26,12 +26,7 @@ namespace {
 constexpr ULONG kReportBits = 0; // CDB_REPORT_BITS
 constexpr char kReadDatabase[] = "read the COM port database";
 
-struct DatabaseTraits {
-    using Value = HANDLE;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value database) { ComDBClose(database); }
-};
-using Database = zorvan::Unique<DatabaseTraits>;
+using Database = zorvan::Unique<ComDBClose, -1>;
 
 void throwIfFailed(LONG error, const char* asked) {
     if (error != ERROR_SUCCESS)
@@ -56,12 +51,7 @@ bool isOfPort(const DeviceSet& set, SP_DEVINFO_DATA& device) {
     return instanceId(set, device).starts_with(R"(ROOT\PORTS\)") && isEmpty(set, device);
 }
 
-struct ServiceTraits {
-    using Value = SC_HANDLE;
-    static Value invalid() { return nullptr; }
-    static void close(Value service) { CloseServiceHandle(service); }
-};
-using UniqueService = zorvan::Unique<ServiceTraits>;
+using UniqueService = zorvan::Unique<CloseServiceHandle>;
 
 Database openDatabase() {
     Database database;

@@ -7,12 +7,7 @@
 
 namespace portwright {
 
-struct FileTraits {
-    using Value = HANDLE;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value file) { CloseHandle(file); }
-};
-using UniqueFile = zorvan::Unique<FileTraits>;
+using UniqueFile = zorvan::Unique<CloseHandle, -1>;
 
 struct PrivatePipe {
     std::string name;

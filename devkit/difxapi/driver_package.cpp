@@ -9,12 +9,7 @@ namespace zorvan::devkit {
 
 namespace {
 
-struct InfTraits {
-    using Value = HINF;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value inf) { SetupCloseInfFile(inf); }
-};
-using UniqueInf = Unique<InfTraits>;
+using UniqueInf = Unique<SetupCloseInfFile, -1>;
 
 // As long as a field of an INF may be.
 constexpr DWORD kFieldSize = 512;

@@ -13,12 +13,7 @@ namespace {
 constexpr DWORD kPatience = 10000; // milliseconds
 constexpr DWORD kInterval = 20;    // milliseconds
 
-struct ServiceTraits {
-    using Value = SC_HANDLE;
-    static Value invalid() { return nullptr; }
-    static void close(Value service) { CloseServiceHandle(service); }
-};
-using UniqueService = Unique<ServiceTraits>;
+using UniqueService = Unique<CloseServiceHandle>;
 
 // Empty for a device without one.
 std::wstring serviceOf(HDEVINFO set, SP_DEVINFO_DATA& device) {

@@ -24,12 +24,7 @@ using zorvan::devkit::DeviceTreeLock;
 
 constexpr wchar_t kPortName[] = L"PortName";
 
-struct ComDatabaseTraits {
-    using Value = HCOMDB;
-    static Value invalid() { return HCOMDB_INVALID_HANDLE_VALUE; }
-    static void close(Value database) { ComDBClose(database); }
-};
-using UniqueComDatabase = zorvan::Unique<ComDatabaseTraits>;
+using UniqueComDatabase = zorvan::Unique<ComDBClose, -1>;
 
 // How many devices of the class have the number, present or not.
 unsigned devicesWith(DWORD number) {

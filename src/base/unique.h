@@ -1,18 +1,24 @@
-// The one owner of system resources. A kind of resource is a traits type and a one-line alias of Unique.
+// The one owner of system resources. A kind of resource is a one-line alias of Unique.
 #pragma once
 
 #include <windows.h>
 
+#include <bit>
+#include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace zorvan {
 
-// Traits: a type Value; invalid(), the value that means "none"; close(Value).
+template <class Result, class Parameter>
+Parameter parameterOf(Result (*)(Parameter));
+
+// Owns what the function closes. None is the value that means "none"; for a handle that may be a number.
 // Closing never changes the thread's last error, so that an error can be read after its clean-up.
-template <class Traits>
+template <auto close, auto none = nullptr>
 class Unique {
 public:
-    using Value = typename Traits::Value;
+    using Value = decltype(parameterOf(close));
 
     Unique() = default;
     explicit Unique(Value value) : value_(value) {}
@@ -26,16 +32,16 @@ public:
     Unique& operator=(const Unique&) = delete;
     ~Unique() { reset(); }
 
-    explicit operator bool() const { return value_ != Traits::invalid(); }
+    explicit operator bool() const { return value_ != invalid(); }
     Value get() const { return value_; }
-    Value release() { return std::exchange(value_, Traits::invalid()); }
+    Value release() { return std::exchange(value_, invalid()); }
 
-    void reset(Value value = Traits::invalid()) {
+    void reset(Value value = invalid()) {
         const Value old = std::exchange(value_, value);
-        if (old == Traits::invalid())
+        if (old == invalid())
             return;
         const DWORD lastError = GetLastError();
-        Traits::close(old);
+        close(old);
         SetLastError(lastError);
     }
 
@@ -46,30 +52,19 @@ public:
     }
 
 private:
-    Value value_ = Traits::invalid();
+    static Value invalid() {
+        if constexpr (std::is_integral_v<decltype(none)>)
+            return std::bit_cast<Value>(std::intptr_t{none});
+        else
+            return none;
+    }
+
+    Value value_ = invalid();
 };
 
-struct HandleTraits {
-    using Value = HANDLE;
-    static Value invalid() { return nullptr; }
-    static void close(Value handle) { CloseHandle(handle); }
-};
-using UniqueHandle = Unique<HandleTraits>;
-
-struct RegistryKeyTraits {
-    using Value = HKEY;
-    static Value invalid() { return nullptr; }
-    static void close(Value key) { RegCloseKey(key); }
-};
-using UniqueRegistryKey = Unique<RegistryKeyTraits>;
-
-// Memory that the system allocated with LocalAlloc.
-struct LocalMemoryTraits {
-    using Value = void*;
-    static Value invalid() { return nullptr; }
-    static void close(Value memory) { LocalFree(memory); }
-};
-using UniqueLocalMemory = Unique<LocalMemoryTraits>;
+using UniqueHandle = Unique<CloseHandle>;
+using UniqueRegistryKey = Unique<RegCloseKey>;
+using UniqueLocalMemory = Unique<LocalFree>; // memory that the system allocated with LocalAlloc
 
 // CreateFile and its like say INVALID_HANDLE_VALUE where everything else says null.
 inline UniqueHandle fileHandle(HANDLE file) {

@@ -7,8 +7,9 @@
 
 namespace zorvan {
 
-void DeviceHoldTraits::close(Value device) {
-    device->dropHolder();
+void dropHold(CVirtualSerialDevice* device) noexcept {
+    if (--device->holders_ == 0)
+        delete device;
 }
 
 CVirtualSerialDevice::CVirtualSerialDevice(IDeviceLibrary& library, pnp::DeviceIdentity identity)
@@ -37,15 +38,10 @@ ULONG CVirtualSerialDevice::Release() noexcept {
     if (references == 0) {
         // The library goes last: its own end drops the map's hold on this object.
         IDeviceLibrary& library = library_;
-        dropHolder();
+        dropHold(this);
         library.Release();
     }
     return references;
-}
-
-void CVirtualSerialDevice::dropHolder() noexcept {
-    if (--holders_ == 0)
-        delete this;
 }
 
 std::wstring CVirtualSerialDevice::controlPath() const {

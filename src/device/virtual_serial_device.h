@@ -29,15 +29,11 @@ struct BoundDriver {
     DWORD hostProcessId;
 };
 
-struct DeviceHoldTraits {
-    using Value = CVirtualSerialDevice*;
-    static Value invalid() { return nullptr; }
-    static void close(Value device);
-};
+void dropHold(CVirtualSerialDevice* device) noexcept;
 
 // The library's own hold on a device object: its map's, or that of an event on its way. Unlike a COM reference it
 // does not keep the library alive.
-using DeviceHold = Unique<DeviceHoldTraits>;
+using DeviceHold = Unique<dropHold>;
 
 // Lifetime: the library's map holds its devices, and a client that kept only a device keeps the library. So that the
 // two do not keep each other for ever, COM references and the map's hold are counted apart: all COM references
@@ -121,12 +117,10 @@ public:
     void connectPins(Pin source, Pin target, bool connected);
 
 private:
-    friend struct DeviceHoldTraits;
+    friend void dropHold(CVirtualSerialDevice* device) noexcept;
 
     CVirtualSerialDevice(IDeviceLibrary& library, pnp::DeviceIdentity identity);
     ~CVirtualSerialDevice() = default;
-
-    void dropHolder() noexcept;
 
     std::wstring cachedPortName() const;
     void cachePortName(const std::wstring& portName);

@@ -7,19 +7,8 @@
 
 namespace zorvan {
 
-struct WindowTraits {
-    using Value = HWND;
-    static Value invalid() { return nullptr; }
-    static void close(Value window) { DestroyWindow(window); }
-};
-using UniqueWindow = Unique<WindowTraits>;
-
-struct DeviceNotificationTraits {
-    using Value = HDEVNOTIFY;
-    static Value invalid() { return nullptr; }
-    static void close(Value notification) { UnregisterDeviceNotification(notification); }
-};
-using UniqueDeviceNotification = Unique<DeviceNotificationTraits>;
+using UniqueWindow = Unique<DestroyWindow>;
+using UniqueDeviceNotification = Unique<UnregisterDeviceNotification>;
 
 // The module's window class. It is registered while anybody uses it, because the system does not unregister the
 // classes of a DLL that is unloaded.

@@ -11,12 +11,7 @@
 
 namespace zorvan::pnp {
 
-struct DeviceInformationSetTraits {
-    using Value = HDEVINFO;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value set) { SetupDiDestroyDeviceInfoList(set); }
-};
-using DeviceInformationSet = Unique<DeviceInformationSetTraits>;
+using DeviceInformationSet = Unique<SetupDiDestroyDeviceInfoList, -1>;
 
 // The present devices with an interface of this class; no set when the system refuses.
 DeviceInformationSet presentDevices(const GUID& interfaceClass);

@@ -18,12 +18,6 @@ DECLSPEC_IMPORT LONG WINAPI ComDBReleasePort(HCOMDB database, DWORD number);
 
 namespace zorvan::pnp {
 
-struct PortDatabaseTraits {
-    using Value = HCOMDB;
-    static Value invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(Value database) { ComDBClose(database); }
-};
-
 class PortDatabase {
 public:
     // Throws E_FAIL when the database does not open. A database that says it did but gives no handle is empty.
@@ -37,7 +31,7 @@ public:
     void release(std::uint32_t number) const { ComDBReleasePort(database_.get(), number); }
 
 private:
-    Unique<PortDatabaseTraits> database_;
+    Unique<ComDBClose, -1> database_;
 };
 
 } // namespace zorvan::pnp

@@ -65,7 +65,7 @@ UniqueHandle openHostProcess(DWORD processId) noexcept {
     return openWithDebugPrivilege(processId);
 }
 
-void HostHandleTraits::close(Value handle) {
+void closeHostHandle(HostHandle handle) {
     const auto process = openHostProcess(handle.processId);
     if (!process)
         return; // it has ended, and its handles with it

@@ -19,14 +19,10 @@ struct HostHandle {
     friend bool operator==(const HostHandle& left, const HostHandle& right) { return left.value == right.value; }
 };
 
-struct HostHandleTraits {
-    using Value = HostHandle;
-    static Value invalid() { return {}; }
-    static void close(Value handle);
-};
+void closeHostHandle(HostHandle handle);
 
 // Ours until the driver is told of it: see handOver.
-using UniqueHostHandle = Unique<HostHandleTraits>;
+using UniqueHostHandle = Unique<closeHostHandle, HostHandle{}>;
 
 // A copy of the handle inside the host process, with the same access; empty on any failure, with its last error.
 UniqueHostHandle duplicateIntoHost(DWORD processId, HANDLE localHandle);

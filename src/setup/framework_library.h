@@ -8,12 +8,7 @@
 
 namespace zorvan::setup {
 
-struct ModuleTraits {
-    using Value = HMODULE;
-    static Value invalid() { return nullptr; }
-    static void close(Value module) { FreeLibrary(module); }
-};
-using UniqueModule = Unique<ModuleTraits>;
+using UniqueModule = Unique<FreeLibrary>;
 
 class FrameworkLibrary {
 public:

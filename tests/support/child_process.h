@@ -7,14 +7,10 @@
 
 namespace zorvan::test {
 
-struct ProcessTraits {
-    using Value = HANDLE;
-    static Value invalid() { return nullptr; }
-    static void close(Value process) {
-        TerminateProcess(process, 1); // nothing happens to a process that has ended
-        CloseHandle(process);
-    }
-};
+inline void endProcess(HANDLE process) {
+    TerminateProcess(process, 1); // nothing happens to a process that has ended
+    CloseHandle(process);
+}
 
 class ChildProcess {
 public:
@@ -25,7 +21,7 @@ public:
     DWORD exitCode() const;
 
 private:
-    Unique<ProcessTraits> process_;
+    Unique<endProcess> process_;
 };
 
 } // namespace zorvan::test

@@ -100,8 +100,10 @@ TEST_F(PortsSystemTest, OtherPortsKeepTheirNames) {
     EXPECT_EQ(kAll, tracesOf(90));
 }
 
-Unique<pnp::PortDatabaseTraits> openDatabase() {
-    Unique<pnp::PortDatabaseTraits> database;
+using Database = Unique<ComDBClose, -1>;
+
+Database openDatabase() {
+    Database database;
     EXPECT_EQ(ERROR_SUCCESS, ComDBOpen(database.put()));
     return database;
 }
