@@ -39,12 +39,12 @@ HRESULT CDeviceCollection::get_Item(VARIANT index, IVirtualSerialDevice** device
 }
 
 HRESULT CDeviceCollection::get_Count(LONG* count) noexcept {
-    return comGetter(count, [&] { return static_cast<LONG>(devices_.size()); });
+    return comGetter(count, [&] { return static_cast<LONG>(devices().size()); });
 }
 
 const ComPointer<IVirtualSerialDevice>& CDeviceCollection::deviceNamed(BSTR name) const {
     const auto wanted = copyOf(name);
-    for (const auto& device : devices_) {
+    for (const auto& device : devices()) {
         const auto current = portNameOf(*device);
         if (VarBstrCmp(current.bstrVal, wanted.bstrVal, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ)
             return device;
@@ -54,9 +54,9 @@ const ComPointer<IVirtualSerialDevice>& CDeviceCollection::deviceNamed(BSTR name
 
 const ComPointer<IVirtualSerialDevice>& CDeviceCollection::deviceAt(const VARIANT& index) const {
     const auto position = convertVariant(index, VT_UI4).ulVal;
-    if (position >= devices_.size())
+    if (position >= devices().size())
         throw HResultError(E_INVALIDARG);
-    return devices_[position];
+    return devices()[position];
 }
 
 } // namespace zorvan

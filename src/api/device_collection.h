@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/com_object.h"
-#include "events/device_map.h"
+#include "device/device_snapshot.h"
 
 #include <zorvanlib.h>
 
@@ -10,15 +10,13 @@ namespace zorvan {
 
 class CDeviceCollection final : public ComObject<DualInterface<IDeviceCollection>> {
 public:
-    // The library is kept alive, and the module loaded with it, even by a collection without devices.
-    CDeviceCollection(DeviceReferences devices, ComPointer<IUnknown> library)
-        : devices_(std::move(devices)), library_(std::move(library)) {}
+    explicit CDeviceCollection(DeviceSnapshot snapshot) : snapshot_(std::move(snapshot)) {}
 
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** enumerator) noexcept override;
     HRESULT STDMETHODCALLTYPE get_Item(VARIANT index, IVirtualSerialDevice** device) noexcept override;
     HRESULT STDMETHODCALLTYPE get_Count(LONG* count) noexcept override;
 
-    const DeviceReferences& devices() const { return devices_; }
+    const std::vector<ComPointer<IVirtualSerialDevice>>& devices() const { return snapshot_.devices; }
 
 private:
     ~CDeviceCollection() override = default;
@@ -26,8 +24,7 @@ private:
     const ComPointer<IVirtualSerialDevice>& deviceNamed(BSTR name) const;
     const ComPointer<IVirtualSerialDevice>& deviceAt(const VARIANT& index) const;
 
-    const DeviceReferences devices_;
-    const ComPointer<IUnknown> library_;
+    const DeviceSnapshot snapshot_;
 };
 
 } // namespace zorvan

@@ -87,12 +87,11 @@ ComPointer<IVirtualSerialDevice> CVirtualSerialLibrary::waitForDevice(const std:
 }
 
 HRESULT CVirtualSerialLibrary::get_devicesCollection(IDeviceCollection** collection) noexcept {
-    return comGetter(
-        collection, [&] { return makeComObject<CDeviceCollection>(devices_.snapshot(), reference()).detach(); });
+    return comGetter(collection, [&] { return makeComObject<CDeviceCollection>(devices_.snapshot()).detach(); });
 }
 
 HRESULT CVirtualSerialLibrary::get_devicesArray(IDispatch** array) noexcept {
-    return comGetter(array, [&] { return makeComObject<CDeviceArray>(devices_.snapshot(), reference()).detach(); });
+    return comGetter(array, [&] { return makeComObject<CDeviceArray>(devices_.snapshot()).detach(); });
 }
 
 HRESULT CVirtualSerialLibrary::addListener(IVirtualSerialLibraryListener* listener) noexcept {

@@ -58,8 +58,6 @@ private:
     std::vector<WaitedDevice> devicesToWaitFor() const override { return devices_.duplicateEvents(); }
     void destroy() noexcept override;
 
-    ComPointer<IUnknown> reference() { return ComPointer<IUnknown>(static_cast<IVirtualSerialLibrary*>(this)); }
-
     // Looks for the new device until the system shows it; null when it takes too long.
     ComPointer<IVirtualSerialDevice> waitForDevice(const std::wstring& instanceId);
 

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace zorvan {
 
@@ -34,6 +35,7 @@ void dropHold(CVirtualSerialDevice* device) noexcept;
 // The library's own hold on a device object: its map's, or that of an event on its way. Unlike a COM reference it
 // does not keep the library alive.
 using DeviceHold = Unique<dropHold>;
+using DeviceHolds = std::vector<DeviceHold>;
 
 // Lifetime: the library's map holds its devices, and a client that kept only a device keeps the library. So that the
 // two do not keep each other for ever, COM references and the map's hold are counted apart: all COM references

@@ -56,20 +56,21 @@ HRESULT CDeviceArray::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, D
 
 HRESULT
 CDeviceArray::Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) noexcept {
+    const auto& devices = snapshot_.devices;
     const bool isLength = member == kLength;
-    if (!isLength && (member < 0 || static_cast<std::size_t>(member) >= devices_.size()))
+    if (!isLength && (member < 0 || static_cast<std::size_t>(member) >= devices.size()))
         return DISP_E_MEMBERNOTFOUND;
     if (result == nullptr)
         return S_OK; // the caller does not want the value
 
     if (isLength) { // written over whatever is there: not every caller initialises its result
         result->vt = VT_I4;
-        result->lVal = static_cast<LONG>(devices_.size());
+        result->lVal = static_cast<LONG>(devices.size());
         return S_OK;
     }
     VARIANT device{};
     device.vt = VT_DISPATCH;
-    device.pdispVal = devices_[static_cast<std::size_t>(member)].get();
+    device.pdispVal = devices[static_cast<std::size_t>(member)].get();
     return VariantCopy(result, &device);
 }
 

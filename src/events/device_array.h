@@ -2,16 +2,14 @@
 #pragma once
 
 #include "base/com_object.h"
-#include "device/device_references.h"
+#include "device/device_snapshot.h"
 
 namespace zorvan {
 
 // Members: "length", and "0", "1" and so on. Its type information: oddity 26 of docs/architecture.md.
 class CDeviceArray final : public ComObject<IDispatch> {
 public:
-    // The library is kept alive, and the module loaded with it, even by an array without devices.
-    CDeviceArray(DeviceReferences devices, ComPointer<IUnknown> library)
-        : devices_(std::move(devices)), library_(std::move(library)) {}
+    explicit CDeviceArray(DeviceSnapshot snapshot) : snapshot_(std::move(snapshot)) {}
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** information) noexcept override;
@@ -23,8 +21,7 @@ public:
 private:
     ~CDeviceArray() override = default;
 
-    const DeviceReferences devices_;
-    const ComPointer<IUnknown> library_;
+    const DeviceSnapshot snapshot_;
 };
 
 } // namespace zorvan

@@ -37,10 +37,11 @@ private:
 
 } // namespace
 
-void DeviceMap::dropPredecessor(const std::wstring& instanceId, const DeviceReferences& knownBefore) {
+void DeviceMap::dropPredecessor(const std::wstring& instanceId, const DeviceSnapshot& knownBefore) {
     const auto device = find(instanceId);
-    const bool wasKnown = std::any_of(
-        knownBefore.begin(), knownBefore.end(), [&](const auto& known) { return known.get() == device.get(); });
+    const auto& known = knownBefore.devices;
+    const bool wasKnown =
+        std::any_of(known.begin(), known.end(), [&](const auto& other) { return other.get() == device.get(); });
     if (wasKnown)
         refreshWithout(device.get());
 }
@@ -59,9 +60,9 @@ void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
         steps.take([&] { addNew(present, added); });
     }
     if (!added.empty())
-        steps.take([&] { sink_.devicesAdded(added); });
+        steps.take([&] { publisher_.devicesAdded(added); });
     if (!deleted.empty())
-        steps.take([&] { sink_.devicesDeleted(deleted); });
+        steps.take([&] { publisher_.devicesDeleted(deleted); });
     steps.throwFailure();
 }
 
@@ -117,13 +118,13 @@ std::vector<WaitedDevice> DeviceMap::duplicateEvents() const {
     return waited;
 }
 
-DeviceReferences DeviceMap::snapshot() const {
+DeviceSnapshot DeviceMap::snapshot() const {
+    DeviceSnapshot snapshot{{}, ComPointer<IUnknown>(&library_)};
     const std::shared_lock reading(mapLock_);
-    DeviceReferences devices;
-    devices.reserve(entries_.size());
+    snapshot.devices.reserve(entries_.size());
     for (const auto& [instanceId, device] : entries_)
-        devices.emplace_back(device.get());
-    return devices;
+        snapshot.devices.emplace_back(device.get());
+    return snapshot;
 }
 
 DeviceHold DeviceMap::find(const std::wstring& instanceId) const {

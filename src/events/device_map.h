@@ -3,8 +3,8 @@
 
 #include "base/com_pointer.h"
 #include "base/slim_lock.h"
-#include "device/device_references.h"
-#include "events/change_sink.h"
+#include "device/device_snapshot.h"
+#include "events/publisher.h"
 #include "pnp/enumeration.h"
 
 #include <string>
@@ -23,25 +23,24 @@ struct WaitedDevice {
 // reference: the library's last one may go while its event thread refreshes.
 class DeviceMap {
 public:
-    DeviceMap(IDeviceLibrary& library, ChangeSink& sink) : library_(library), sink_(sink) {}
+    DeviceMap(IDeviceLibrary& library, Publisher& publisher) : library_(library), publisher_(publisher) {}
     DeviceMap(const DeviceMap&) = delete;
     DeviceMap& operator=(const DeviceMap&) = delete;
 
     // Compares the map with the system: drops the devices that are gone, after marking them deleted, and opens those
-    // that are new. A device that does not open is left out and tried again by the next refresh. Then tells the sink:
-    // added devices before deleted ones, with the refresh lock still held, so that reports come in order.
+    // that are new. A device that does not open is left out and tried again by the next refresh. Then tells the
+    // publisher: added devices before deleted ones, with the refresh lock still held, so that reports come in order.
     void refresh() { refreshWithout(nullptr); }
 
     // Refreshes once a new node has been made, with this instance ID, if the map holds one of the devices known
     // before under it. The system gives the ID of a deleted node to the next one; a refresh that was not in time to
     // miss the deleted node's device takes it for the new one's.
-    void dropPredecessor(const std::wstring& instanceId, const DeviceReferences& knownBefore);
+    void dropPredecessor(const std::wstring& instanceId, const DeviceSnapshot& knownBefore);
 
     // The notification event of each device that has one, in the map's order.
     std::vector<WaitedDevice> duplicateEvents() const;
 
-    // Every device, each with a reference.
-    DeviceReferences snapshot() const;
+    DeviceSnapshot snapshot() const;
 
     // The device with this instance ID; none when it is not in the map.
     DeviceHold find(const std::wstring& instanceId) const;
@@ -62,7 +61,7 @@ private:
     DeviceHold add(HDEVINFO set, pnp::PresentDevice& record);
 
     IDeviceLibrary& library_;
-    ChangeSink& sink_;
+    Publisher& publisher_;
     SlimLock refreshLock_; // one refresh at a time
     mutable SlimLock mapLock_;
     Entries entries_{kInitialBuckets};

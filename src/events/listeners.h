@@ -3,7 +3,7 @@
 
 #include "base/com_pointer.h"
 #include "base/slim_lock.h"
-#include "events/change_sink.h"
+#include "device/virtual_serial_device.h"
 
 #include <zorvanlib.h>
 

@@ -38,12 +38,13 @@ std::shared_ptr<const DeviceHolds> holdAll(const DeviceHolds& devices) {
     return held;
 }
 
-DeviceReferences referencesOf(const DeviceHolds& held) {
-    DeviceReferences devices;
-    devices.reserve(held.size());
+// The devices hold the library.
+DeviceSnapshot snapshotOf(const DeviceHolds& held) {
+    DeviceSnapshot snapshot;
+    snapshot.devices.reserve(held.size());
     for (const auto& device : held)
-        devices.emplace_back(device.get());
-    return devices;
+        snapshot.devices.emplace_back(device.get());
+    return snapshot;
 }
 
 // Calls an object's default member; the arguments stand in automation's order, the last one first.
@@ -93,7 +94,7 @@ void Publisher::queueList(ScriptEvent event, const DeviceHolds& devices) {
     for (auto& callback : callbacks)
         queue_.add([callback = std::move(callback), held] {
             std::vector<Variant> arguments(1);
-            arguments[0] = dispatchVariant(makeComObject<CDeviceArray>(referencesOf(*held), ComPointer<IUnknown>()));
+            arguments[0] = dispatchVariant(makeComObject<CDeviceArray>(snapshotOf(*held)));
             callBack(**callback, std::move(arguments));
             return true;
         });

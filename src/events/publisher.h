@@ -1,7 +1,7 @@
 // Delivers what has changed: to listeners at once, to script callbacks through the event queue.
 #pragma once
 
-#include "events/change_sink.h"
+#include "device/virtual_serial_device.h"
 #include "events/event_queue.h"
 #include "events/listeners.h"
 #include "events/script_subscriptions.h"
@@ -20,16 +20,19 @@ protected:
     ~EventOwner() = default;
 };
 
-class Publisher final : public ChangeSink {
+class Publisher {
 public:
     explicit Publisher(EventOwner& owner) : owner_(owner) {}
+    Publisher(const Publisher&) = delete;
+    Publisher& operator=(const Publisher&) = delete;
 
     Listeners& listeners() { return listeners_; }
     ScriptSubscriptions& subscriptions() { return subscriptions_; }
     EventQueue& queue() { return queue_; }
 
-    void devicesAdded(const DeviceHolds& devices) override;
-    void devicesDeleted(const DeviceHolds& devices) override;
+    // Lists that are not empty.
+    void devicesAdded(const DeviceHolds& devices);
+    void devicesDeleted(const DeviceHolds& devices);
     void deviceChanged(CVirtualSerialDevice& device, ChangeMode mode);
 
 private:

@@ -1,18 +1,27 @@
 #include "module/class_factory.h"
 
+#include "api/virtual_serial_library.h"
+#include "base/hresult_error.h"
 #include "base/module_lock_count.h"
-#include "module/class_table.h"
 
 namespace zorvan {
 
 HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept {
-    if (object == nullptr)
-        return E_POINTER;
-    *object = nullptr;
-    for (const ClassEntry& entry : classTable())
-        if (*entry.clsid == clsid_)
-            return entry.create(outer, iid, object);
-    return REGDB_E_CLASSNOTREG;
+    return comBoundary([&]() -> HRESULT {
+        requirePointer(object);
+        *object = nullptr;
+        if (clsid_ != CLSID_VirtualSerialLibrary)
+            return REGDB_E_CLASSNOTREG;
+        if (outer != nullptr)
+            return CLASS_E_NOAGGREGATION;
+
+        const auto library = CVirtualSerialLibrary::create();
+        const HRESULT result = library->QueryInterface(iid, object);
+        // Oddity 7 of docs/architecture.md.
+        if (FAILED(result))
+            moduleLockCount::add();
+        return result;
+    });
 }
 
 HRESULT CClassFactory::LockServer(BOOL lock) noexcept {

@@ -3,7 +3,6 @@
 #include "base/com_pointer.h"
 #include "base/hresult_error.h"
 #include "base/module_instance.h"
-#include "module/class_table.h"
 #include "module/module.h"
 #include "module/registry_script.h"
 #include "module/registry_writer.h"
@@ -140,19 +139,17 @@ void unregisterApplicationId() {
     removeTrees(loadScript(IDR_APPLICATION_ID_SCRIPT));
 }
 
-void registerClasses() {
-    for (const ClassEntry& entry : classTable())
-        writeTrees(loadScript(entry.registryScript));
+void registerClass() {
+    writeTrees(loadScript(IDR_CLASS_SCRIPT));
 }
 
-void unregisterClasses() {
-    for (const ClassEntry& entry : classTable())
-        removeTrees(loadScript(entry.registryScript));
+void unregisterClass() {
+    removeTrees(loadScript(IDR_CLASS_SCRIPT));
 }
 
 using Step = void();
-constexpr Step* kRegistration[] = {registerApplicationId, registerClasses, registerTypeLibrary};
-constexpr Step* kRemoval[] = {unregisterClasses, unregisterTypeLibrary, unregisterApplicationId};
+constexpr Step* kRegistration[] = {registerApplicationId, registerClass, registerTypeLibrary};
+constexpr Step* kRemoval[] = {unregisterClass, unregisterTypeLibrary, unregisterApplicationId};
 
 void runRegistration() {
     const SystemLocale locale;

@@ -1,4 +1,4 @@
-// What the registration entry points do: the application identity, the classes and the type library, written to the
+// What the registration entry points do: the application identity, the class and the type library, written to the
 // registry and removed from it.
 #pragma once
 
