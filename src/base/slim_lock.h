@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <mutex>
+
 namespace zorvan {
 
 class SlimLock {
@@ -23,5 +25,8 @@ public:
 private:
     SRWLOCK lock_ = SRWLOCK_INIT;
 };
+
+// The lock held for writing. What needs it held takes this as a parameter.
+using HeldLock = std::unique_lock<SlimLock>;
 
 } // namespace zorvan

@@ -7,7 +7,6 @@
 
 #include <zorvanlib.h>
 
-#include <mutex>
 #include <utility>
 
 namespace zorvan {
@@ -32,7 +31,7 @@ ComPointer<ITypeLib> loadRegistered() {
     return loaded;
 }
 
-ComPointer<ITypeInfo> read(const IID& iid) {
+ComPointer<ITypeInfo> read(const HeldLock&, const IID& iid) {
     if (library == nullptr)
         library = loadRegistered().detach();
     ComPointer<ITypeInfo> information;
@@ -43,12 +42,12 @@ ComPointer<ITypeInfo> read(const IID& iid) {
 } // namespace
 
 TypeLibraryUse::TypeLibraryUse() noexcept {
-    const std::lock_guard guard(lock);
+    const HeldLock held(lock);
     ++uses;
 }
 
 TypeLibraryUse::~TypeLibraryUse() {
-    const std::lock_guard guard(lock);
+    const HeldLock held(lock);
     if (--uses != 0)
         return;
     while (firstLoaded != nullptr)
@@ -88,10 +87,10 @@ HRESULT TypeInformation::invoke(
 ITypeInfo& TypeInformation::loaded() {
     if (ITypeInfo* kept = information_.load())
         return *kept;
-    const std::lock_guard guard(lock);
+    const HeldLock held(lock);
     if (ITypeInfo* kept = information_.load()) // another thread was faster
         return *kept;
-    auto* const fresh = read(iid_).detach();
+    auto* const fresh = read(held, iid_).detach();
     nextLoaded_ = std::exchange(firstLoaded, this);
     information_ = fresh;
     return *fresh;

@@ -5,8 +5,6 @@
 #include "device/virtual_serial_device.h"
 #include "driver/control_channel.h"
 
-#include <mutex>
-
 namespace zorvan {
 
 HRESULT CVirtualSerialDevice::get_localSocket(ISocket** socket) noexcept {
@@ -25,21 +23,21 @@ HRESULT CVirtualSerialDevice::newSocket(bool remote, ISocket** socket) noexcept 
 
 HRESULT CVirtualSerialDevice::restoreDefaultPins() noexcept {
     return comBoundary([&] {
-        const std::unique_lock lock(wiringLock_);
+        const HeldLock wiring(wiringLock_);
         wiring_ = PinWiring();
-        sendWiring();
+        sendWiring(wiring);
     });
 }
 
 void CVirtualSerialDevice::connectPins(Pin source, Pin target, bool connected) {
-    const std::unique_lock lock(wiringLock_);
+    const HeldLock wiring(wiringLock_);
     wiring_.set(source, target, connected);
-    sendWiring();
+    sendWiring(wiring);
 }
 
 // Also a wiring that is what it was: the one in force is the port's, and another program, another device object or
 // the other end may have changed it. One that the driver refuses is kept and goes to it with the next change.
-void CVirtualSerialDevice::sendWiring() const {
+void CVirtualSerialDevice::sendWiring(const HeldLock&) const {
     driver::sendSet(
         controlPath(), protocol::Set::PinConnections, protocol::RecordWriter().appendList(wiring_.entries()).bytes());
 }

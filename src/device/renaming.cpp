@@ -7,7 +7,6 @@
 #include "pnp/port_name.h"
 #include "pnp/port_rename.h"
 
-#include <mutex>
 #include <optional>
 #include <shared_mutex>
 
@@ -19,15 +18,15 @@ HRESULT CVirtualSerialDevice::put_portName(BSTR portName) noexcept {
         const std::wstring newName = nulTerminated(portName);
         std::optional<pnp::PortRename> renaming; // what it holds of the system is let go after the report
         {
-            const std::unique_lock naming(nameLock_);
+            const HeldLock name(nameLock_);
             renaming.emplace(cachedPortName(), newName);
-            rename(*renaming, newName);
+            rename(name, *renaming, newName);
         }
         library_.portNameChanged(this); // the port has its new name, whatever becomes of the report
     });
 }
 
-void CVirtualSerialDevice::rename(pnp::PortRename& renaming, const std::wstring& newName) {
+void CVirtualSerialDevice::rename(const HeldLock&, pnp::PortRename& renaming, const std::wstring& newName) {
     // Oddity 5 of docs/architecture.md.
     if (!renaming.found())
         return;
@@ -45,8 +44,8 @@ void CVirtualSerialDevice::rename(pnp::PortRename& renaming, const std::wstring&
 bool CVirtualSerialDevice::refreshPortName() noexcept {
     try {
         // Not waited for: the driver may never answer the rename that holds it.
-        const std::unique_lock naming(nameLock_, std::try_to_lock);
-        const auto current = naming ? systemPortName() : std::wstring();
+        const HeldLock name(nameLock_, std::try_to_lock);
+        const auto current = name ? systemPortName(name) : std::wstring();
         if (current.empty() || current == cachedPortName())
             return false;
         cachePortName(current);
@@ -57,7 +56,7 @@ bool CVirtualSerialDevice::refreshPortName() noexcept {
 }
 
 // Finding the key takes many times as long as reading it. A key that holds no name is that of a node that is gone.
-std::wstring CVirtualSerialDevice::systemPortName() {
+std::wstring CVirtualSerialDevice::systemPortName(const HeldLock&) {
     auto name = nameKey_ ? pnp::readPortName(nameKey_.get()) : std::wstring();
     if (name.empty()) {
         nameKey_ = pnp::openHardwareKey(identity_.instanceId); // which never changes
@@ -73,7 +72,7 @@ std::wstring CVirtualSerialDevice::cachedPortName() const {
 }
 
 void CVirtualSerialDevice::cachePortName(const std::wstring& portName) {
-    const std::unique_lock lock(identityLock_);
+    const HeldLock lock(identityLock_);
     identity_.portName = portName;
 }
 

@@ -2,7 +2,6 @@
 
 #include "base/hresult_error.h"
 
-#include <mutex>
 #include <shared_mutex>
 
 namespace zorvan {
@@ -67,7 +66,7 @@ HANDLE CVirtualSerialDevice::notificationEvent() noexcept {
 }
 
 void CVirtualSerialDevice::markDeleted() noexcept {
-    const std::unique_lock lock(identityLock_);
+    const HeldLock lock(identityLock_);
     identity_.controlPath.clear();
     identity_.portPath.clear();
     identity_.hostProcessId = 0;

@@ -127,9 +127,8 @@ private:
     std::wstring cachedPortName() const;
     void cachePortName(const std::wstring& portName);
 
-    // For holders of the name lock.
-    void rename(pnp::PortRename& renaming, const std::wstring& newName);
-    std::wstring systemPortName();
+    void rename(const HeldLock& name, pnp::PortRename& renaming, const std::wstring& newName);
+    std::wstring systemPortName(const HeldLock& name);
 
     // What startListening does; throws.
     void listen(const VARIANT& securityDescriptor);
@@ -137,8 +136,8 @@ private:
     HRESULT getFileName(std::uint64_t protocol::HostHandlePair::*file, BSTR* name) noexcept;
 
     HRESULT newSocket(bool remote, ISocket** socket) noexcept;
-    // Throws when the driver does not take it. For holders of the wiring lock.
-    void sendWiring() const;
+    // Throws when the driver does not take it.
+    void sendWiring(const HeldLock& wiring) const;
 
     // The control path as it is now, empty once the device is deleted: the open then reports the error.
     std::wstring controlPath() const;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <mutex>
 #include <shared_mutex>
 #include <utility>
 
@@ -47,7 +46,7 @@ void DeviceMap::dropPredecessor(const std::wstring& instanceId, const DeviceSnap
 }
 
 void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
-    const std::unique_lock refreshing(refreshLock_);
+    const HeldLock refreshing(refreshLock_);
     auto present = pnp::enumeratePresentDevices();
 
     DeviceHolds deleted;
@@ -55,9 +54,9 @@ void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
     // No later refresh finds what this one has changed: it is reported even when memory runs out on the way.
     Steps steps;
     {
-        const std::unique_lock writing(mapLock_);
-        deleted = removeMissing(present, gone);
-        steps.take([&] { addNew(present, added); });
+        const HeldLock map(mapLock_);
+        deleted = removeMissing(map, present, gone);
+        steps.take([&] { addNew(map, present, added); });
     }
     if (!added.empty())
         steps.take([&] { publisher_.devicesAdded(added); });
@@ -66,7 +65,8 @@ void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
     steps.throwFailure();
 }
 
-DeviceHolds DeviceMap::removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone) {
+DeviceHolds
+DeviceMap::removeMissing(const HeldLock&, const pnp::PresentDevices& present, const CVirtualSerialDevice* gone) {
     DeviceHolds deleted;
     deleted.reserve(entries_.size()); // nothing fails from here on
     for (auto entry = entries_.begin(); entry != entries_.end();) {
@@ -81,13 +81,13 @@ DeviceHolds DeviceMap::removeMissing(const pnp::PresentDevices& present, const C
     return deleted;
 }
 
-void DeviceMap::addNew(pnp::PresentDevices& present, DeviceHolds& added) {
+void DeviceMap::addNew(const HeldLock& map, pnp::PresentDevices& present, DeviceHolds& added) {
     added.reserve(present.records.size());
     for (auto& record : present.records) {
         if (entries_.contains(record.instanceId))
             continue;
         try {
-            added.push_back(add(present.set.get(), record));
+            added.push_back(add(map, present.set.get(), record));
         } catch (const HResultError&) {
             // The device is going away again or not ready yet.
             continue;
@@ -95,7 +95,7 @@ void DeviceMap::addNew(pnp::PresentDevices& present, DeviceHolds& added) {
     }
 }
 
-DeviceHold DeviceMap::add(HDEVINFO set, pnp::PresentDevice& record) {
+DeviceHold DeviceMap::add(const HeldLock&, HDEVINFO set, pnp::PresentDevice& record) {
     auto device = CVirtualSerialDevice::create(library_, pnp::openDevice(set, record.device, record.instanceId));
     auto held = device.get()->hold();
     entries_.emplace(record.instanceId, std::move(device));

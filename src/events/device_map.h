@@ -55,10 +55,9 @@ private:
     // This device, if any, is gone, whatever the system says of its instance ID.
     void refreshWithout(const CVirtualSerialDevice* gone);
 
-    // All need the map lock held for writing.
-    DeviceHolds removeMissing(const pnp::PresentDevices& present, const CVirtualSerialDevice* gone);
-    void addNew(pnp::PresentDevices& present, DeviceHolds& added);
-    DeviceHold add(HDEVINFO set, pnp::PresentDevice& record);
+    DeviceHolds removeMissing(const HeldLock&, const pnp::PresentDevices& present, const CVirtualSerialDevice* gone);
+    void addNew(const HeldLock& map, pnp::PresentDevices& present, DeviceHolds& added);
+    DeviceHold add(const HeldLock&, HDEVINFO set, pnp::PresentDevice& record);
 
     IDeviceLibrary& library_;
     Publisher& publisher_;

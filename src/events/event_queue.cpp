@@ -2,8 +2,6 @@
 
 #include "base/hresult_error.h"
 
-#include <mutex>
-
 namespace zorvan {
 
 namespace {
@@ -29,7 +27,7 @@ private:
 
 void EventQueue::add(WorkItem item) {
     {
-        const std::unique_lock lock(lock_);
+        const HeldLock held(lock_);
         items_.push_back(std::move(item));
     }
     WakeConditionVariable(&added_);
@@ -37,17 +35,17 @@ void EventQueue::add(WorkItem item) {
 
 std::optional<EventQueue::WorkItem> EventQueue::take(DWORD milliseconds) {
     const Deadline deadline(milliseconds);
-    const std::unique_lock lock(lock_);
+    const HeldLock held(lock_);
     while (items_.empty())
-        if (!waitForItem(deadline.left()))
+        if (!waitForItem(held, deadline.left()))
             return std::nullopt;
     auto item = std::move(items_.front());
     items_.pop_front();
     return item;
 }
 
-bool EventQueue::waitForItem(DWORD milliseconds) {
-    if (SleepConditionVariableSRW(&added_, lock_.native(), milliseconds, 0) != FALSE)
+bool EventQueue::waitForItem(const HeldLock& held, DWORD milliseconds) {
+    if (SleepConditionVariableSRW(&added_, held.mutex()->native(), milliseconds, 0) != FALSE)
         return true;
     if (GetLastError() != ERROR_TIMEOUT)
         throwLastError();

@@ -25,8 +25,8 @@ public:
     std::optional<WorkItem> take(DWORD milliseconds);
 
 private:
-    // With the lock held: false when the time is over.
-    bool waitForItem(DWORD milliseconds);
+    // False when the time is over.
+    bool waitForItem(const HeldLock& held, DWORD milliseconds);
 
     SlimLock lock_;
     CONDITION_VARIABLE added_ = CONDITION_VARIABLE_INIT;

@@ -5,7 +5,6 @@
 #include <oleauto.h>
 
 #include <algorithm>
-#include <mutex>
 #include <shared_mutex>
 
 namespace zorvan {
@@ -45,13 +44,13 @@ private:
 } // namespace
 
 void Listeners::add(IVirtualSerialLibraryListener* listener) {
-    const std::unique_lock writing(lock_);
+    const HeldLock writing(lock_);
     listeners_.emplace_back(listener);
 }
 
 void Listeners::remove(IVirtualSerialLibraryListener* listener) {
     ComPointer<IVirtualSerialLibraryListener> removed; // released after the lock: its end may call back
-    const std::unique_lock writing(lock_);
+    const HeldLock writing(lock_);
     const auto found = std::find_if(
         listeners_.begin(), listeners_.end(), [&](const auto& entry) { return entry.get() == listener; });
     if (found == listeners_.end())

@@ -5,8 +5,6 @@
 
 #include <dbt.h>
 
-#include <mutex>
-
 namespace zorvan {
 
 namespace {
@@ -28,13 +26,13 @@ void registerClass(WNDPROC procedure) {
 } // namespace
 
 WindowClass::WindowClass(WNDPROC procedure) {
-    const std::unique_lock lock(useLock);
+    const HeldLock held(useLock);
     if (uses++ == 0)
         registerClass(procedure);
 }
 
 WindowClass::~WindowClass() {
-    const std::unique_lock lock(useLock);
+    const HeldLock held(useLock);
     if (--uses == 0)
         UnregisterClassW(kClassName, moduleInstance());
 }

@@ -1,14 +1,13 @@
 #include "events/script_subscriptions.h"
 
 #include <algorithm>
-#include <mutex>
 #include <shared_mutex>
 
 namespace zorvan {
 
 LONG ScriptSubscriptions::subscribe(ScriptEvent event, IDispatch* callback) {
     auto shared = std::make_shared<const ComPointer<IDispatch>>(callback);
-    const std::unique_lock writing(lock_);
+    const HeldLock writing(lock_);
     const auto id = static_cast<LONG>(lastId_ + 1);
     subscriptions_.push_back({event, id, std::move(shared)});
     ++lastId_;
@@ -17,7 +16,7 @@ LONG ScriptSubscriptions::subscribe(ScriptEvent event, IDispatch* callback) {
 
 void ScriptSubscriptions::unsubscribe(LONG id) {
     Callback removed; // released after the lock: its end may call back
-    const std::unique_lock writing(lock_);
+    const HeldLock writing(lock_);
     const auto found =
         std::find_if(subscriptions_.begin(), subscriptions_.end(), [&](const auto& entry) { return entry.id == id; });
     if (found == subscriptions_.end())

@@ -21,7 +21,9 @@ namespace {
 
 constexpr const wchar_t* kApplicationId = L"{AEE4DA7F-086F-441D-8EF9-430D82DBC750}";
 
-bool forCurrentUser = false; // guarded by moduleLock()
+enum class Scope { Machine, CurrentUser };
+
+Scope processScope = Scope::Machine; // read and changed by the entry points alone, which hold the lock
 
 // Registration is written in the system's locale, whatever the calling thread uses. Setting it cannot fail for
 // locales that the system itself has named.
@@ -73,9 +75,9 @@ std::wstring expandedScript(UINT number) {
     return replaceVariables(std::wstring(text.begin(), text.end()), replacements);
 }
 
-std::vector<RegistryTree> loadScript(UINT number) {
+std::vector<RegistryTree> loadScript(UINT number, Scope scope) {
     const std::wstring script = expandedScript(number);
-    return forCurrentUser ? parseForCurrentUser(script) : parseRegistryScript(script);
+    return scope == Scope::CurrentUser ? parseForCurrentUser(script) : parseRegistryScript(script);
 }
 
 // The type library.
@@ -83,8 +85,8 @@ std::vector<RegistryTree> loadScript(UINT number) {
 // What registers for the current user is looked up, so that the module also loads on a system that lacks it. Its
 // signature is that of the function for the machine.
 template <class Function>
-Function* automationFunction(Function* forMachine, const char* nameForCurrentUser) {
-    if (!forCurrentUser)
+Function* automationFunction(Scope scope, Function* forMachine, const char* nameForCurrentUser) {
+    if (scope == Scope::Machine)
         return forMachine;
     const FARPROC function = GetProcAddress(GetModuleHandleW(L"OLEAUT32.DLL"), nameForCurrentUser);
     if (function == nullptr)
@@ -115,65 +117,65 @@ private:
     TLIBATTR* attributes_ = nullptr;
 };
 
-void registerTypeLibrary() {
+void registerTypeLibrary(Scope scope) {
     std::wstring path = modulePath();
     const ComPointer<ITypeLib> library = loadTypeLibrary(path);
-    const auto registerLibrary = automationFunction(&RegisterTypeLib, "RegisterTypeLibForUser");
+    const auto registerLibrary = automationFunction(scope, &RegisterTypeLib, "RegisterTypeLibForUser");
     throwIfFailed(registerLibrary(library.get(), path.data(), nullptr));
 }
 
-void unregisterTypeLibrary() {
+void unregisterTypeLibrary(Scope scope) {
     const LibraryAttributes library(loadTypeLibrary(modulePath()));
-    const auto unregisterLibrary = automationFunction(&UnRegisterTypeLib, "UnRegisterTypeLibForUser");
+    const auto unregisterLibrary = automationFunction(scope, &UnRegisterTypeLib, "UnRegisterTypeLibForUser");
     throwIfFailed(unregisterLibrary(
         library->guid, library->wMajorVerNum, library->wMinorVerNum, library->lcid, library->syskind));
 }
 
 // The steps of registration and of removal, in their order.
 
-void registerApplicationId() {
-    writeTrees(loadScript(IDR_APPLICATION_ID_SCRIPT));
+void registerApplicationId(Scope scope) {
+    writeTrees(loadScript(IDR_APPLICATION_ID_SCRIPT, scope));
 }
 
-void unregisterApplicationId() {
-    removeTrees(loadScript(IDR_APPLICATION_ID_SCRIPT));
+void unregisterApplicationId(Scope scope) {
+    removeTrees(loadScript(IDR_APPLICATION_ID_SCRIPT, scope));
 }
 
-void registerClass() {
-    writeTrees(loadScript(IDR_CLASS_SCRIPT));
+void registerClass(Scope scope) {
+    writeTrees(loadScript(IDR_CLASS_SCRIPT, scope));
 }
 
-void unregisterClass() {
-    removeTrees(loadScript(IDR_CLASS_SCRIPT));
+void unregisterClass(Scope scope) {
+    removeTrees(loadScript(IDR_CLASS_SCRIPT, scope));
 }
 
-using Step = void();
+using Step = void(Scope);
 constexpr Step* kRegistration[] = {registerApplicationId, registerClass, registerTypeLibrary};
 constexpr Step* kRemoval[] = {unregisterClass, unregisterTypeLibrary, unregisterApplicationId};
 
-void runRegistration() {
+void runRegistration(Scope scope) {
     const SystemLocale locale;
     for (Step* step : kRegistration)
-        step();
+        step(scope);
 }
 
-void runRemoval() {
+void runRemoval(Scope scope) {
     for (Step* step : kRemoval)
-        step();
+        step(scope);
 }
 
 // Unlike a removal it goes on after a failure: what was never written cannot be removed, and must not keep the rest
 // from being removed.
-void undoRegistration() {
+void undoRegistration(Scope scope) {
     for (Step* step : kRemoval)
-        comBoundary([&] { step(); });
+        comBoundary([&] { step(scope); });
 }
 
-void runUndoableRegistration() {
+void runUndoableRegistration(Scope scope) {
     try {
-        runRegistration();
+        runRegistration(scope);
     } catch (...) {
-        undoRegistration();
+        undoRegistration(scope);
         throw;
     }
 }
@@ -188,22 +190,22 @@ bool asksForCurrentUser(const wchar_t* commandLine) {
 
 void registerServer() {
     const std::unique_lock guard(moduleLock());
-    runRegistration();
+    runRegistration(processScope);
 }
 
 void unregisterServer() {
     const std::unique_lock guard(moduleLock());
-    runRemoval();
+    runRemoval(processScope);
 }
 
 void install(bool install, const wchar_t* commandLine) {
     const std::unique_lock guard(moduleLock());
     if (asksForCurrentUser(commandLine))
-        forCurrentUser = true;
+        processScope = Scope::CurrentUser;
     if (install)
-        runUndoableRegistration();
+        runUndoableRegistration(processScope);
     else
-        runRemoval();
+        runRemoval(processScope);
 }
 
 } // namespace zorvan::registration
