@@ -49,7 +49,7 @@ ULONG CVirtualSerialLibrary::Release() noexcept {
     if (left != 0)
         return left;
     if (eventThread_ && eventThread_->isCurrentThread())
-        eventThread_->adoptClient();
+        eventThread_->destroyClientAtEnd();
     else
         destroy();
     return 0;
@@ -57,7 +57,7 @@ ULONG CVirtualSerialLibrary::Release() noexcept {
 
 void CVirtualSerialLibrary::destroy() noexcept {
     eventThread_.reset(); // while the count is 0, so that the thread reports nothing more
-    references_.setAside();
+    references_.beginDestruction();
     delete this;
 }
 

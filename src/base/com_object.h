@@ -62,10 +62,10 @@ public:
     }
 
     // A destructor may hand the object out once more: the reference taken then must not destroy it a second time.
-    void setAside() noexcept { count_ = kSetAside; }
+    void beginDestruction() noexcept { count_ = kBeingDestroyed; }
 
 private:
-    static constexpr std::uint32_t kSetAside = 0x40000000;
+    static constexpr std::uint32_t kBeingDestroyed = 0x40000000;
     std::atomic<std::uint32_t> count_{0};
 };
 
@@ -78,7 +78,7 @@ public:
     ULONG STDMETHODCALLTYPE Release() noexcept override {
         const ULONG left = references_.remove();
         if (left == 0) {
-            references_.setAside();
+            references_.beginDestruction();
             delete this;
         }
         return left;

@@ -4,6 +4,7 @@
 #include "base/hresult_error.h"
 #include "device/virtual_serial_device.h"
 #include "driver/control_channel.h"
+#include "pnp/device_information_set.h"
 #include "pnp/port_name.h"
 #include "pnp/port_rename.h"
 

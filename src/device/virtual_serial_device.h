@@ -7,7 +7,7 @@
 #include "device/device_library.h"
 #include "device/pin_wiring.h"
 #include "driver/protocol.h"
-#include "pnp/opening.h"
+#include "pnp/device_identity.h"
 
 #include <zorvanlib.h>
 

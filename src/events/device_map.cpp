@@ -1,7 +1,7 @@
 #include "events/device_map.h"
 
 #include "base/hresult_error.h"
-#include "pnp/opening.h"
+#include "pnp/device_identity.h"
 
 #include <algorithm>
 #include <exception>
@@ -12,11 +12,11 @@ namespace zorvan {
 
 namespace {
 
-// Takes steps that must all be tried, whatever became of those before; then throws what failed first.
-class Steps {
+// What failed first of steps that must all be tried.
+class FirstFailure {
 public:
     template <class Step>
-    void take(Step&& step) {
+    void catchOf(Step&& step) {
         try {
             std::forward<Step>(step)();
         } catch (...) {
@@ -25,7 +25,7 @@ public:
         }
     }
 
-    void throwFailure() const {
+    void rethrow() const {
         if (failure_)
             std::rethrow_exception(failure_);
     }
@@ -52,17 +52,17 @@ void DeviceMap::refreshWithout(const CVirtualSerialDevice* gone) {
     DeviceHolds deleted;
     DeviceHolds added;
     // No later refresh finds what this one has changed: it is reported even when memory runs out on the way.
-    Steps steps;
+    FirstFailure failure;
     {
         const HeldLock map(mapLock_);
         deleted = removeMissing(map, present, gone);
-        steps.take([&] { addNew(map, present, added); });
+        failure.catchOf([&] { addNew(map, present, added); });
     }
     if (!added.empty())
-        steps.take([&] { publisher_.devicesAdded(added); });
+        failure.catchOf([&] { publisher_.devicesAdded(added); });
     if (!deleted.empty())
-        steps.take([&] { publisher_.devicesDeleted(deleted); });
-    steps.throwFailure();
+        failure.catchOf([&] { publisher_.devicesDeleted(deleted); });
+    failure.rethrow();
 }
 
 DeviceHolds

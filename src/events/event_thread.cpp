@@ -62,8 +62,8 @@ EventThread::~EventThread() {
     WaitForSingleObject(thread_.get(), INFINITE);
 }
 
-void EventThread::adoptClient() {
-    clientAdopted_ = true;
+void EventThread::destroyClientAtEnd() {
+    destroysClient_ = true;
     stopping_ = true;
 }
 
@@ -81,7 +81,7 @@ DWORD WINAPI EventThread::threadMain(void* parameter) {
     auto& thread = *static_cast<EventThread*>(parameter);
     thread.run();
     // After this the thread object may be gone, with the client that owns it.
-    if (thread.clientAdopted_)
+    if (thread.destroysClient_)
         thread.client_.destroy();
     FreeLibraryAndExitThread(moduleInstance(), 0);
 }

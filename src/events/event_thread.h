@@ -45,7 +45,7 @@ public:
     bool isCurrentThread() const { return GetCurrentThreadId() == id_; }
 
     // For the event thread: it ends when it has finished what it is doing, and then destroys the client.
-    void adoptClient();
+    void destroyClientAtEnd();
 
 private:
     static DWORD WINAPI threadMain(void* parameter);
@@ -65,7 +65,7 @@ private:
     UniqueHandle started_;
     std::atomic<HWND> window_{nullptr};
     std::atomic<bool> stopping_{false};
-    bool clientAdopted_ = false;
+    bool destroysClient_ = false;
     bool reporting_ = false;
     bool changesAnnounced_ = false; // and not looked for yet
     DWORD id_ = 0;

@@ -11,7 +11,7 @@
 using namespace zorvan;
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
-    return reason != DLL_PROCESS_ATTACH || (moduleLock().usable() && exceptionsCanBeHandled());
+    return reason != DLL_PROCESS_ATTACH || (registrationLock().usable() && exceptionsCanBeHandled());
 }
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {

@@ -7,7 +7,7 @@ namespace zorvan {
 namespace {
 
 struct Module {
-    ModuleLock lock;
+    RegistrationLock registrationLock;
     UniqueHandle runningMutex = createRunningMutex();
 };
 
@@ -15,8 +15,8 @@ Module module;
 
 } // namespace
 
-ModuleLock& moduleLock() {
-    return module.lock;
+RegistrationLock& registrationLock() {
+    return module.registrationLock;
 }
 
 } // namespace zorvan

@@ -6,12 +6,12 @@
 namespace zorvan {
 
 // A critical section that remembers whether it could be made.
-class ModuleLock {
+class RegistrationLock {
 public:
-    ModuleLock() : usable_(InitializeCriticalSectionEx(&section_, 0, 0) != FALSE) {}
-    ModuleLock(const ModuleLock&) = delete;
-    ModuleLock& operator=(const ModuleLock&) = delete;
-    ~ModuleLock() {
+    RegistrationLock() : usable_(InitializeCriticalSectionEx(&section_, 0, 0) != FALSE) {}
+    RegistrationLock(const RegistrationLock&) = delete;
+    RegistrationLock& operator=(const RegistrationLock&) = delete;
+    ~RegistrationLock() {
         if (usable_)
             DeleteCriticalSection(&section_);
     }
@@ -26,6 +26,6 @@ private:
 };
 
 // Guards what belongs to the whole process: registration and its per-user mode.
-ModuleLock& moduleLock();
+RegistrationLock& registrationLock();
 
 } // namespace zorvan

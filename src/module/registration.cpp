@@ -189,17 +189,17 @@ bool asksForCurrentUser(const wchar_t* commandLine) {
 } // namespace
 
 void registerServer() {
-    const std::unique_lock guard(moduleLock());
+    const std::unique_lock held(registrationLock());
     runRegistration(processScope);
 }
 
 void unregisterServer() {
-    const std::unique_lock guard(moduleLock());
+    const std::unique_lock held(registrationLock());
     runRemoval(processScope);
 }
 
 void install(bool install, const wchar_t* commandLine) {
-    const std::unique_lock guard(moduleLock());
+    const std::unique_lock held(registrationLock());
     if (asksForCurrentUser(commandLine))
         processScope = Scope::CurrentUser;
     if (install)

@@ -38,6 +38,15 @@ UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM 
     return UniqueRegistryKey(key == INVALID_HANDLE_VALUE ? nullptr : key);
 }
 
+UniqueRegistryKey openHardwareKey(const std::wstring& instanceId) {
+    const DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    if (!set || SetupDiOpenDeviceInfoW(set.get(), instanceId.c_str(), nullptr, 0, &device) == FALSE)
+        return {};
+    return openHardwareKey(set.get(), device, KEY_READ);
+}
+
 bool readInstallFlags(HDEVINFO set, SP_DEVINFO_DATA& device, DWORD& flags) {
     SP_DEVINSTALL_PARAMS_W parameters{};
     parameters.cbSize = sizeof parameters;

@@ -34,6 +34,9 @@ std::wstring deviceInstanceId(const SP_DEVINFO_DATA& device);
 // The device's hardware key; none when it does not open.
 UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM access);
 
+// The same for reading; none also when there is no device with this instance ID.
+UniqueRegistryKey openHardwareKey(const std::wstring& instanceId);
+
 // What the class installer has noted about the device. Whether the system told; the flags are set all the same.
 bool readInstallFlags(HDEVINFO set, SP_DEVINFO_DATA& device, DWORD& flags);
 

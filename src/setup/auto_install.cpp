@@ -1,7 +1,7 @@
 #include "setup/auto_install.h"
 
 #include "base/hresult_error.h"
-#include "setup/framework_library.h"
+#include "setup/difxapi_library.h"
 #include "setup/package_paths.h"
 
 #include <setupapi.h>
@@ -24,8 +24,8 @@ void deleteDriverBinaries() {
         DeleteFileW((std::wstring(folder, length) + binary).c_str());
 }
 
-DWORD uninstall(const FrameworkLibrary& framework, const std::wstring& inf, bool& restartNeeded) {
-    DWORD result = framework.uninstall(inf, restartNeeded);
+DWORD uninstall(const DifxApiLibrary& difxApi, const std::wstring& inf, bool& restartNeeded) {
+    DWORD result = difxApi.uninstall(inf, restartNeeded);
     if (result == ERROR_DRIVER_PACKAGE_NOT_IN_STORE)
         result = ERROR_SUCCESS;
     if (result == ERROR_SUCCESS)
@@ -45,11 +45,11 @@ HRESULT autoInstall(int mode) {
     if (mode == kDoNothing)
         return S_OK;
     const PackagePaths paths = packagePaths();
-    const FrameworkLibrary framework(paths.framework);
+    const DifxApiLibrary difxApi(paths.difxApi);
     if (mode == kInstall || mode == kReinstall)
-        return statusOf(framework.preinstall(paths.inf), false);
+        return statusOf(difxApi.preinstall(paths.inf), false);
     bool restartNeeded = false;
-    const DWORD result = uninstall(framework, paths.inf, restartNeeded);
+    const DWORD result = uninstall(difxApi, paths.inf, restartNeeded);
     return statusOf(result, restartNeeded);
 }
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr wchar_t kModuleName[] = L"zorvanlib";
 constexpr wchar_t kInfName[] = L"zorvan.inf";
-constexpr wchar_t kFrameworkName[] = L"DIFxAPI.dll";
+constexpr wchar_t kDifxApiName[] = L"DIFxAPI.dll";
 
 std::wstring modulePath() {
     const HMODULE module = GetModuleHandleW(kModuleName);
@@ -39,7 +39,7 @@ std::wstring parentOf(std::wstring folder) {
 
 PackagePaths packagePaths() {
     const std::wstring folder = folderOf(modulePath());
-    return {parentOf(folder) + kInfName, folder + kFrameworkName};
+    return {parentOf(folder) + kInfName, folder + kDifxApiName};
 }
 
 } // namespace zorvan::setup

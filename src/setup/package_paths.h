@@ -6,8 +6,8 @@
 namespace zorvan::setup {
 
 struct PackagePaths {
-    std::wstring inf;       // one level above the library's folder
-    std::wstring framework; // DIFxAPI.dll, next to the library
+    std::wstring inf;     // one level above the library's folder
+    std::wstring difxApi; // DIFxAPI.dll, next to the library
 };
 
 // Throws when the library does not know its own path.

@@ -1,7 +1,7 @@
 // A port of the development driver, made and removed with the library's own code.
 #pragma once
 
-#include "pnp/opening.h"
+#include "pnp/device_identity.h"
 
 namespace zorvan::test {
 

@@ -2,7 +2,7 @@
 #include "registry_snapshot.h"
 
 #include "base/com_pointer.h"
-#include "setup/framework_library.h"
+#include "setup/difxapi_library.h"
 #include "support/test_main.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Opening a device: finding its interface paths and its name, and giving its driver the notification event.
+// What a device is known by: found when it is opened, which also gives its driver the notification event.
 #pragma once
 
 #include "base/unique.h"
@@ -22,8 +22,5 @@ struct DeviceIdentity {
 // Throws when the event or an interface path cannot be had. A driver that answers with an error makes an identity
 // that is not alive.
 DeviceIdentity openDevice(HDEVINFO set, SP_DEVINFO_DATA& device, const std::wstring& instanceId);
-
-// The device's hardware key, for reading; none when the device or its key cannot be opened.
-UniqueRegistryKey openHardwareKey(const std::wstring& instanceId);
 
 } // namespace zorvan::pnp

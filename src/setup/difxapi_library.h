@@ -10,12 +10,12 @@ namespace zorvan::setup {
 
 using UniqueModule = Unique<FreeLibrary>;
 
-class FrameworkLibrary {
+class DifxApiLibrary {
 public:
     // Throws when the library cannot be loaded or lacks an entry point that is asked for.
-    explicit FrameworkLibrary(const std::wstring& path);
+    explicit DifxApiLibrary(const std::wstring& path);
 
-    // Both return what the framework does; the first throws when the framework cannot install.
+    // Both return what the library does; the first throws when the library cannot install.
     DWORD preinstall(const std::wstring& inf) const;
     DWORD uninstall(const std::wstring& inf, bool& restartNeeded) const;
 

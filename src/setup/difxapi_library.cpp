@@ -1,4 +1,4 @@
-#include "setup/framework_library.h"
+#include "setup/difxapi_library.h"
 
 #include "base/hresult_error.h"
 
@@ -30,7 +30,7 @@ Function* entryPoint(const UniqueModule& library, const char* name) {
 } // namespace
 
 // DriverPackagePreinstallW is not asked for: oddity 29 of docs/architecture.md.
-FrameworkLibrary::FrameworkLibrary(const std::wstring& path)
+DifxApiLibrary::DifxApiLibrary(const std::wstring& path)
     : library_(load(path)), install_(entryPoint<decltype(DriverPackageInstallW)>(library_, "DriverPackageInstallW")),
       preinstall_(entryPoint<decltype(DriverPackagePreinstallW)>(library_, "DriverPackagePreinstallW")),
       uninstall_(entryPoint<decltype(DriverPackageUninstallW)>(library_, "DriverPackageUninstallW")) {
@@ -38,13 +38,13 @@ FrameworkLibrary::FrameworkLibrary(const std::wstring& path)
         throw HResultError(E_POINTER);
 }
 
-DWORD FrameworkLibrary::preinstall(const std::wstring& inf) const {
+DWORD DifxApiLibrary::preinstall(const std::wstring& inf) const {
     if (preinstall_ == nullptr)
         throw HResultError(E_POINTER);
     return preinstall_(inf.c_str(), DRIVER_PACKAGE_REPAIR);
 }
 
-DWORD FrameworkLibrary::uninstall(const std::wstring& inf, bool& restartNeeded) const {
+DWORD DifxApiLibrary::uninstall(const std::wstring& inf, bool& restartNeeded) const {
     BOOL needReboot = FALSE;
     const DWORD result = uninstall_(inf.c_str(), 0, &kInstaller, &needReboot);
     restartNeeded = needReboot != FALSE;

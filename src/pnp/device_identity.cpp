@@ -1,4 +1,4 @@
-#include "pnp/opening.h"
+#include "pnp/device_identity.h"
 
 #include "base/hresult_error.h"
 #include "driver/control_channel.h"
@@ -80,15 +80,6 @@ DeviceIdentity openDevice(HDEVINFO set, SP_DEVINFO_DATA& device, const std::wstr
     if (identity.alive)
         identity.portName = currentPortName(set, device);
     return identity;
-}
-
-UniqueRegistryKey openHardwareKey(const std::wstring& instanceId) {
-    const DeviceInformationSet set(SetupDiCreateDeviceInfoList(nullptr, nullptr));
-    SP_DEVINFO_DATA device{};
-    device.cbSize = sizeof device;
-    if (!set || SetupDiOpenDeviceInfoW(set.get(), instanceId.c_str(), nullptr, 0, &device) == FALSE)
-        return {};
-    return openHardwareKey(set.get(), device, KEY_READ);
 }
 
 } // namespace zorvan::pnp
