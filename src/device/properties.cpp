@@ -68,18 +68,20 @@ HRESULT CVirtualSerialDevice::get_vLibrary(IVirtualSerialLibrary** library) noex
 }
 
 HRESULT CVirtualSerialDevice::get_connections(ULONGLONG* connections) noexcept {
-    return comGetter(
-        connections, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).connections; });
+    return getCounter(&TrafficCounters::connections, connections);
 }
 
 HRESULT CVirtualSerialDevice::get_bytesSent(ULONGLONG* bytes) noexcept {
-    return comGetter(
-        bytes, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesSent; });
+    return getCounter(&TrafficCounters::bytesSent, bytes);
 }
 
 HRESULT CVirtualSerialDevice::get_bytesReceived(ULONGLONG* bytes) noexcept {
+    return getCounter(&TrafficCounters::bytesReceived, bytes);
+}
+
+HRESULT CVirtualSerialDevice::getCounter(std::uint64_t TrafficCounters::*counter, ULONGLONG* value) noexcept {
     return comGetter(
-        bytes, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).bytesReceived; });
+        value, [&] { return driver::query<TrafficCounters>(aliveControlPath(), Query::Traffic).*counter; });
 }
 
 // Error emulation does not ask whether the device is alive: oddity 11 of docs/architecture.md.

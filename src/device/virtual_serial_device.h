@@ -133,6 +133,7 @@ private:
     // What startListening does; throws.
     void listen(const VARIANT& securityDescriptor);
 
+    HRESULT getCounter(std::uint64_t protocol::TrafficCounters::*counter, ULONGLONG* value) noexcept;
     HRESULT getFileName(std::uint64_t protocol::HostHandlePair::*file, BSTR* name) noexcept;
 
     HRESULT newSocket(bool remote, ISocket** socket) noexcept;

@@ -1,6 +1,7 @@
 #include "events/device_array.h"
 
 #include "base/automation.h"
+#include "base/hresult_error.h"
 
 #include <oleauto.h>
 
@@ -31,10 +32,7 @@ DISPID memberNamed(const wchar_t* name) {
 } // namespace
 
 HRESULT CDeviceArray::GetTypeInfoCount(UINT* count) noexcept {
-    if (count == nullptr)
-        return E_POINTER;
-    *count = 1;
-    return S_OK;
+    return comGetter(count, [] { return 1U; });
 }
 
 HRESULT CDeviceArray::GetTypeInfo(UINT, LCID, ITypeInfo** information) noexcept {

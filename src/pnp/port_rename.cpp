@@ -1,7 +1,6 @@
 #include "pnp/port_rename.h"
 
 #include "base/hresult_error.h"
-#include "base/wide_text.h"
 #include "pnp/device_classes.h"
 #include "pnp/port_name.h"
 #include "pnp/used_port_numbers.h"
@@ -31,6 +30,20 @@ void moveReservation(const PortDatabase& database, const std::wstring& from, con
 void refuseUsedNumber(const std::wstring& name) {
     if (isUsed(listUsedPortNumbers(), portNumber(name)))
         throw HResultError(E_FAIL);
+}
+
+// Replaces every occurrence, from left to right; what was put in is not searched again. Whether there was one. An
+// empty text occurs nowhere.
+bool replaceAll(std::wstring& text, const std::wstring& from, const std::wstring& to) {
+    if (from.empty())
+        return false;
+    bool replaced = false;
+    for (auto position = text.find(from); position != std::wstring::npos;
+         position = text.find(from, position + to.size())) {
+        text.replace(position, from.size(), to);
+        replaced = true;
+    }
+    return replaced;
 }
 
 } // namespace
