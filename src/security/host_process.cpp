@@ -1,7 +1,6 @@
 #include "security/host_process.h"
 
 #include "base/hresult_error.h"
-#include "security/privileges.h"
 
 #include <algorithm>
 #include <array>
@@ -22,18 +21,18 @@ UniqueHandle openForDuplication(DWORD processId) {
 }
 
 // Oddity 32 of docs/architecture.md.
-UniqueHandle openWithDebugPrivilege(DWORD processId) try {
+UniqueHandle openWithDebugPrivilege(DWORD processId) {
     UniqueHandle token;
     if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put()) == FALSE)
         return {};
-    PrivilegeSet privileges;
-    LUID debug{};
-    if (LookupPrivilegeValueW(nullptr, L"SeDebugPrivilege", &debug) != FALSE)
-        privileges.add(debug, SE_PRIVILEGE_ENABLED);
-    return enablePrivileges(token.get(), privileges) ? openForDuplication(processId) : UniqueHandle();
-} catch (...) {
-    SetLastError(ERROR_OUTOFMEMORY); // what else there is to throw
-    return {};
+    TOKEN_PRIVILEGES wanted{1, {{{}, SE_PRIVILEGE_ENABLED}}};
+    TOKEN_PRIVILEGES previous{};
+    DWORD previousSize = 0;
+    // Success does not tell whether the token has the privilege: the second attempt does.
+    if (LookupPrivilegeValueW(nullptr, L"SeDebugPrivilege", &wanted.Privileges[0].Luid) != FALSE &&
+        AdjustTokenPrivileges(token.get(), FALSE, &wanted, sizeof previous, &previous, &previousSize) == FALSE)
+        return {};
+    return openForDuplication(processId);
 }
 
 // Looked up at run time, so that a system without it fails a request for a name rather than the library's loading.
