@@ -1,10 +1,10 @@
 // The library object: the one class that clients create.
 #pragma once
 
+#include "api/device_map.h"
 #include "base/com_object.h"
 #include "base/module_lock_count.h"
 #include "device/device_library.h"
-#include "events/device_map.h"
 #include "events/event_thread.h"
 #include "events/publisher.h"
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "base/unique.h"
-#include "events/device_map.h"
 
 #include <windows.h>
 
@@ -12,6 +11,12 @@
 #include <vector>
 
 namespace zorvan {
+
+// A device's notification event, duplicated for the thread to wait on.
+struct WaitedDevice {
+    UniqueHandle event;
+    std::wstring instanceId;
+};
 
 // Whom the thread works for. Everything here is called on the event thread.
 class EventThreadClient {

@@ -1,4 +1,4 @@
-#include "events/device_map.h"
+#include "api/device_map.h"
 
 #include "base/hresult_error.h"
 #include "pnp/device_identity.h"

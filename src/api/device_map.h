@@ -4,6 +4,7 @@
 #include "base/com_pointer.h"
 #include "base/slim_lock.h"
 #include "device/device_snapshot.h"
+#include "events/event_thread.h"
 #include "events/publisher.h"
 #include "pnp/enumeration.h"
 
@@ -12,12 +13,6 @@
 #include <vector>
 
 namespace zorvan {
-
-// A device's notification event, duplicated for whoever waits on it.
-struct WaitedDevice {
-    UniqueHandle event;
-    std::wstring instanceId;
-};
 
 // Any thread may call anything here. Locks are taken in the order in which they are declared. A refresh takes no COM
 // reference: the library's last one may go while its event thread refreshes.
