@@ -1,12 +1,15 @@
 // portwright: virtual COM ports from a command line. A client of the library through its public interfaces alone.
 //
 // Exit status: 0 done, 1 the system refused, 2 wrong use.
+#include "com/failure.h"
 #include "com/interrupt.h"
+#include "com/library.h"
 #include "com/text.h"
 #include "commands/command.h"
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+#include <fmt/core.h>
 
 #include <memory>
 #include <sstream>

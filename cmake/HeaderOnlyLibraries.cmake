@@ -14,8 +14,12 @@ function(header_only_library name entry)
 endfunction()
 
 header_only_library(nlohmann_json nlohmann)
-header_only_library(fmt fmt)
-target_compile_definitions(fmt INTERFACE FMT_HEADER_ONLY)
+header_only_library(fmt_headers fmt)
 header_only_library(cli11 CLI)
 header_only_library(asio asio)
 target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+
+# Header-only by choice: compiled once, the others need no more of it than <fmt/core.h>. Debian's own is for Linux.
+add_library(fmt STATIC ${CMAKE_CURRENT_LIST_DIR}/fmt.cpp)
+target_compile_options(fmt PRIVATE -Os)
+target_link_libraries(fmt PUBLIC fmt_headers)

@@ -4,7 +4,7 @@
 #include "com/text.h"
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cctype>

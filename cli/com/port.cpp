@@ -3,7 +3,7 @@
 #include "com/failure.h"
 #include "com/text.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <array>
 #include <charconv>

@@ -20,6 +20,13 @@ std::wstring wide(std::string_view text) {
     return result;
 }
 
+std::string joined(const std::vector<std::string>& words, const std::string& separator) {
+    std::string result;
+    for (const auto& word : words)
+        result += (result.empty() ? "" : separator) + word;
+    return result;
+}
+
 Bstr makeBstr(std::string_view text) {
     const auto units = wide(text);
     Bstr result(SysAllocStringLen(units.data(), static_cast<UINT>(units.size())));

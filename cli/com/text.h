@@ -9,11 +9,14 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace portwright {
 
 std::string utf8(std::wstring_view text);
 std::wstring wide(std::string_view text);
+
+std::string joined(const std::vector<std::string>& words, const std::string& separator);
 
 using Bstr = zorvan::Unique<SysFreeString>;
 

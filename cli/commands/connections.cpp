@@ -1,9 +1,12 @@
 // bridge, pipe, files, listen, disconnect: what the other end of a port is.
+#include "com/failure.h"
+#include "com/library.h"
 #include "com/names.h"
+#include "commands/attempts.h"
 #include "commands/command.h"
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace portwright {
 namespace {
@@ -97,74 +100,64 @@ void disconnect(const DisconnectOptions& options) {
 }
 
 void addBridge(CLI::App& app) {
-    const auto [line, options] = addCommand<BridgeOptions>(
+    auto [line, options] = addCommand<BridgeOptions>(
         app, "bridge", "Join two ports like the two ends of a cable",
         "  portwright bridge COM7 COM8\n"
         "  portwright bridge COM7 SERVER:COM3 --user alice < password.txt\n\n"
         "The other port of this computer is put into listening mode first: what it was connected with ends.",
         bridge);
-    addPort(line, options.port);
-    line.add_option("OTHER", options.other, "The other port, or SERVER:PORT of another computer")
-        ->required()
-        ->type_name("");
-    line.add_flag("--temporary", options.temporary, "Do not restore the bridge after the other port's absence");
-    line.add_option(
-        "--user", options.user,
+    line.port(options.port);
+    line.text("OTHER", "", options.other, "The other port, or SERVER:PORT of another computer").required();
+    line.flag("--temporary", options.temporary, "Do not restore the bridge after the other port's absence");
+    const auto user = line.text(
+        "--user", "TEXT", options.user,
         "Who asks for the port there; the password is read from the terminal or standard input");
-    line.add_option("--domain", options.domain, "The user's domain")->needs("--user");
+    line.text("--domain", "TEXT", options.domain, "The user's domain").needs(user);
 }
 
 void addPipe(CLI::App& app) {
-    const auto [line, options] = addCommand<PipeCommandOptions>(
+    auto [line, options] = addCommand<PipeCommandOptions>(
         app, "pipe", "Connect a port with a named pipe",
         "  portwright pipe COM7 modem                 the pipe \\\\.\\pipe\\modem, which exists\n"
         "  portwright pipe COM7 modem --create        a new one; a client may come later\n"
         "  portwright pipe COM7 modem --create --instances 1 --input-buffer 4096",
         pipe);
-    addPort(line, options.port);
-    line.add_option("NAME", options.name, R"(The pipe's name, with or without \\.\pipe\ in front)")
-        ->required()
-        ->type_name("");
-    auto* const create = line.add_flag("--create", options.create, "Create the pipe");
     auto& pipe = options.pipe;
-    line.add_option("--instances", pipe.instances, "How many instances of the pipe there may be; 255: any number")
-        ->check(CLI::Range(1, 255).description(""))
-        ->type_name("N")
-        ->needs(create);
-    line.add_option("--output-buffer", pipe.outputBufferSize, "In bytes")->type_name("N")->needs(create);
-    line.add_option("--input-buffer", pipe.inputBufferSize, "In bytes")->type_name("N")->needs(create);
-    line.add_option("--timeout", pipe.defaultTimeout, "How long clients wait by default, in milliseconds")
-        ->type_name("N")
-        ->needs(create);
+    line.port(options.port);
+    line.text("NAME", "", options.name, R"(The pipe's name, with or without \\.\pipe\ in front)").required();
+    const auto create = line.flag("--create", options.create, "Create the pipe");
+    line.number(
+            "--instances", pipe.instances, {1, 255}, "How many instances of the pipe there may be; 255: any number")
+        .needs(create);
+    line.number("--output-buffer", pipe.outputBufferSize, "In bytes").needs(create);
+    line.number("--input-buffer", pipe.inputBufferSize, "In bytes").needs(create);
+    line.number("--timeout", pipe.defaultTimeout, "How long clients wait by default, in milliseconds").needs(create);
 }
 
 void addFiles(CLI::App& app) {
-    const auto [line, options] = addCommand<FilesOptions>(
+    auto [line, options] = addCommand<FilesOptions>(
         app, "files", "Let a port receive what one file holds, and send into another",
         "  portwright files COM7 --in request.bin --out reply.bin\n"
         "  portwright files COM7 --in request.bin --out reply.bin --mode create-new",
         files);
-    addPort(line, options.port);
-    line.add_option("--in", options.input, "The file that the port receives")->required()->type_name("FILE");
-    line.add_option("--out", options.output, "The file for what the port sends")->required()->type_name("FILE");
-    line.add_option("--mode", options.mode, "How the output file is opened")
-        ->check(CLI::IsMember(fileCreationModes()).description(""))
-        ->type_name("create-new|create-always|open-existing|open-always|truncate-existing")
-        ->capture_default_str();
+    line.port(options.port);
+    line.text("--in", "FILE", options.input, "The file that the port receives").required();
+    line.text("--out", "FILE", options.output, "The file for what the port sends").required();
+    line.word("--mode", fileCreationModes(), options.mode, "How the output file is opened");
 }
 
 void addListenAndDisconnect(CLI::App& app) {
-    const auto listening = addCommand<ListenOptions>(
+    auto listening = addCommand<ListenOptions>(
         app, "listen", "Let ports wait, unconnected, for whoever may connect",
         "  portwright listen COM7\n  portwright listen COM7 --sddl \"D:AR(A;;CC;;;BA)\"   administrators alone",
         listen);
-    addPorts(listening.line, listening.options.ports)->required();
-    listening.line.add_option(
-        "--sddl", listening.options.sddl, "Who may connect, as a security descriptor; left out: everyone");
+    listening.line.ports(listening.options.ports).required();
+    listening.line.text(
+        "--sddl", "TEXT", listening.options.sddl, "Who may connect, as a security descriptor; left out: everyone");
 
-    const auto disconnecting = addCommand<DisconnectOptions>(
+    auto disconnecting = addCommand<DisconnectOptions>(
         app, "disconnect", "End the connections of ports", "  portwright disconnect COM7 COM8", disconnect);
-    addPorts(disconnecting.line, disconnecting.options.ports)->required();
+    disconnecting.line.ports(disconnecting.options.ports).required();
 }
 
 } // namespace

@@ -1,4 +1,6 @@
 // doctor: is everything there that ports need, and what has been left behind.
+#include "com/failure.h"
+#include "com/library.h"
 #include "com/registration.h"
 #include "com/text.h"
 #include "commands/command.h"
@@ -6,7 +8,7 @@
 #include "doctor/port_lists.h"
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <set>
 
@@ -57,7 +59,7 @@ std::string missingFrom(const Lists& lists, const std::string& name) {
         missing.emplace_back("the Ports class");
     if (!lists.interfaceClass.contains(name))
         missing.emplace_back("the interface class");
-    return fmt::format("{}", fmt::join(missing, ", "));
+    return joined(missing, ", ");
 }
 
 // A port that is switched off is not there for other programs.
@@ -171,14 +173,14 @@ void examine(const DoctorOptions& options) {
 } // namespace
 
 void addDoctorCommand(CLI::App& app) {
-    const auto [line, options] = addCommand<DoctorOptions>(
+    auto [line, options] = addCommand<DoctorOptions>(
         app, "doctor", "Examine the library, the driver, the ports and what others have left behind",
         "  portwright doctor\n"
         "  portwright doctor --release-stale\n\n"
         "Each port is looked for in SERIALCOMM, the Ports class and the interface class of serial ports, and opened\n"
         "for a moment. Ends with 1 when there is a problem.",
         examine);
-    line.add_flag(
+    line.flag(
         "--release-stale", options.releaseStale,
         "Remove device nodes without a working port, and free COM numbers that belong to no device");
 }

@@ -1,11 +1,12 @@
 // install, uninstall: the driver package, through the library's export, which needs neither COM nor registration.
+#include "com/failure.h"
 #include "com/names.h"
 #include "com/registration.h"
 #include "com/text.h"
 #include "commands/command.h"
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace portwright {
 namespace {
@@ -60,14 +61,13 @@ void uninstall(const Options& options) {
 }
 
 void addOne(CLI::App& app, const char* name, const char* summary, void (*run)(const Options&)) {
-    const auto [line, options] = addCommand<Options>(
+    auto [line, options] = addCommand<Options>(
         app, name, summary,
         fmt::format(
             "  portwright {0}\n  portwright {0} --library \"C:\\Program Files\\zorvanlib\\bin\\zorvanlib.dll\"",
             name),
         run);
-    line.add_option("--library", options.library, "Where the library is, instead of where it is registered")
-        ->type_name("FILE");
+    line.text("--library", "FILE", options.library, "Where the library is, instead of where it is registered");
 }
 
 } // namespace

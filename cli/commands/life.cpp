@@ -1,16 +1,17 @@
 // create, delete, rename: which ports there are, and what they are called.
+#include "com/failure.h"
+#include "com/library.h"
+#include "commands/attempts.h"
 #include "commands/command.h"
 #include "output/console.h"
 #include "output/progress.h"
-
-#include <fmt/format.h>
 
 namespace portwright {
 namespace {
 
 struct CreateOptions {
     std::vector<std::string> ports;
-    std::size_t count = 1;
+    unsigned long count = 1;
 };
 
 struct DeleteOptions {
@@ -71,27 +72,24 @@ void rename(const RenameOptions& options) {
 } // namespace
 
 void addLifeCommands(CLI::App& app) {
-    const auto creation = addCommand<CreateOptions>(
+    auto creation = addCommand<CreateOptions>(
         app, "create", "Create ports and print their names",
         "  portwright create                any free number\n"
         "  portwright create COM7 COM8\n"
         "  portwright create --count 10     ten, with any free numbers",
         create);
-    auto* const names = addPorts(creation.line, creation.options.ports);
-    creation.line.add_option("--count", creation.options.count, "How many, instead of names")
-        ->check(CLI::Range(1, 256).description(""))
-        ->type_name("N")
-        ->excludes(names);
+    const auto names = creation.line.ports(creation.options.ports);
+    creation.line.number("--count", creation.options.count, {1, 256}, "How many, instead of names").excludes(names);
 
-    const auto deletion = addCommand<DeleteOptions>(
+    auto deletion = addCommand<DeleteOptions>(
         app, "delete", "Delete ports", "  portwright delete COM7 COM8\n  portwright delete --all", deletePorts);
-    addPorts(deletion.line, deletion.options.ports);
-    deletion.line.add_flag("--all", deletion.options.all, "Every virtual port");
+    deletion.line.ports(deletion.options.ports);
+    deletion.line.flag("--all", deletion.options.all, "Every virtual port");
 
-    const auto renaming =
+    auto renaming =
         addCommand<RenameOptions>(app, "rename", "Give a port another name", "  portwright rename COM7 COM9", rename);
-    addPort(renaming.line, renaming.options.port);
-    addPort(renaming.line, renaming.options.name, "NEW_NAME", "Its new name");
+    renaming.line.port(renaming.options.port);
+    renaming.line.port(renaming.options.name, "NEW_NAME", "Its new name");
 }
 
 } // namespace portwright

@@ -1,10 +1,12 @@
 // list, show: the ports and their state.
+#include "com/library.h"
+#include "commands/attempts.h"
 #include "commands/command.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/table.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace portwright {
 namespace {
@@ -47,10 +49,7 @@ void printStates(const std::vector<PortState>& states, bool json) {
         printTable(states);
         return;
     }
-    auto array = Json::array();
-    for (const auto& state : states)
-        array.push_back(toJson(state));
-    printJson(array);
+    console::print(json::ports(states));
 }
 
 // What can be read is listed; the status tells that something could not be.
@@ -64,31 +63,27 @@ void list(const ListOptions& options) {
     attempts.end();
 }
 
-std::string asText(const Json& value) {
-    return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
 void show(const ShowOptions& options) {
-    const auto json = toJson(Library().port(options.port).state());
+    const auto state = Library().port(options.port).state();
     if (options.json) {
-        printJson(json);
+        console::print(json::port(state));
         return;
     }
-    for (const auto& [key, value] : json.items())
-        console::print(fmt::format("{:<21} {}\n", key, asText(value)));
+    for (const auto& [key, value] : json::members(state))
+        console::print(fmt::format("{:<21} {}\n", key, value));
 }
 
 } // namespace
 
 void addListCommands(CLI::App& app) {
-    const auto listing =
+    auto listing =
         addCommand<ListOptions>(app, "list", "List the ports", "  portwright list\n  portwright list --json", list);
-    listing.line.add_flag("--json", listing.options.json, "Print an array of ports as JSON");
+    listing.line.flag("--json", listing.options.json, "Print an array of ports as JSON");
 
-    const auto showing = addCommand<ShowOptions>(
+    auto showing = addCommand<ShowOptions>(
         app, "show", "Show everything about one port", "  portwright show COM7\n  portwright show 7 --json", show);
-    addPort(showing.line, showing.options.port);
-    showing.line.add_flag("--json", showing.options.json, "Print the port as JSON");
+    showing.line.port(showing.options.port);
+    showing.line.flag("--json", showing.options.json, "Print the port as JSON");
 }
 
 } // namespace portwright

@@ -1,8 +1,11 @@
 // pins: which modem control pin drives which, at the two ends of a bridge.
-#include "com/text.h"
+#include "com/failure.h"
+#include "com/library.h"
+#include "com/names.h"
+#include "commands/attempts.h"
 #include "commands/command.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <iterator>
@@ -41,19 +44,15 @@ struct Change {
     std::string text;
 };
 
-bool sameWord(std::string_view a, std::string_view b) {
-    return CompareStringOrdinal(wide(a).c_str(), -1, wide(b).c_str(), -1, TRUE) == CSTR_EQUAL;
-}
-
 Pin parsePin(const std::string& text) {
     const auto dot = text.find('.');
     const auto side = text.substr(0, dot);
     const auto* const name = std::find_if(std::begin(kPins), std::end(kPins), [&](const PinName& pin) {
-        return dot != std::string::npos && sameWord(text.substr(dot + 1), pin.name);
+        return dot != std::string::npos && sameName(text.substr(dot + 1), pin.name);
     });
-    if (name == std::end(kPins) || (!sameWord(side, "local") && !sameWord(side, "remote")))
+    if (name == std::end(kPins) || (!sameName(side, "local") && !sameName(side, "remote")))
         throw WrongUse(text + " is no pin: give local or remote, a dot, and DTR, DSR, DCD, RTS, CTS or RI");
-    return {sameWord(side, "local"), name};
+    return {sameName(side, "local"), name};
 }
 
 // A sequence of: connect PIN PIN..., disconnect PIN PIN..., reset.
@@ -110,7 +109,7 @@ void pins(const PinsOptions& options) {
 } // namespace
 
 void addPinsCommand(CLI::App& app) {
-    const auto [line, options] = addCommand<PinsOptions>(
+    auto [line, options] = addCommand<PinsOptions>(
         app, "pins", "Wire the modem control pins of a bridge",
         "  portwright pins COM7 connect local.RTS remote.DSR\n"
         "  portwright pins COM7 connect local.RTS remote.DSR disconnect local.RTS remote.CTS\n"
@@ -119,10 +118,8 @@ void addPinsCommand(CLI::App& app) {
         "so give all changes at once.\n" +
             std::string(kRules) + ".",
         pins);
-    addPort(line, options.port);
-    line.add_option("CHANGES", options.words, "connect FROM TO, disconnect FROM TO, or reset; in any number")
-        ->required()
-        ->type_name("");
+    line.port(options.port);
+    line.texts("CHANGES", options.words, "connect FROM TO, disconnect FROM TO, or reset; in any number").required();
 }
 
 } // namespace portwright

@@ -1,15 +1,15 @@
 // apply, export: the ports of a machine as a file.
-#include "com/names.h"
+#include "com/failure.h"
+#include "com/library.h"
 #include "com/text.h"
+#include "commands/attempts.h"
 #include "commands/command.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/progress.h"
 #include "rig/plan.h"
 
-#include <fmt/format.h>
-
-#include <set>
+#include <array>
 
 namespace portwright {
 namespace {
@@ -74,44 +74,14 @@ void apply(const ApplyOptions& options) {
         console::complain("Nothing was changed: this was a dry run.\n");
 }
 
-// The library leaves the drives out, without which the files may not be found again.
-void addDrives(Json& connection) {
-    for (const auto* const key : {"inputFileName", "outputFileName"})
-        if (connection.contains(key) && connection[key].is_string())
-            connection[key] = withDrive(connection[key].get<std::string>());
-}
-
-Json connectionsOf(const std::vector<PortState>& states) {
-    auto connections = Json::array();
-    std::set<std::string> partners;
-    for (const auto& state : states) {
-        auto connection = connectionToJson(state);
-        if (connection.is_null() || partners.contains(state.portName))
-            continue;
-        for (const auto& [key, value] : connection.items())
-            if (value.is_null())
-                throw Failure(
-                    fmt::format("cannot export: {} of {} cannot be read", key, state.portName),
-                    "run this as an administrator");
-        partners.insert(state.pair.value_or(""));
-        addDrives(connection);
-        connections.push_back(std::move(connection));
-    }
-    return connections;
-}
-
 void exportRig(const ExportOptions&) {
-    const auto states = statesOf(Library());
-    auto ports = Json::array();
-    for (const auto& state : states)
-        ports.push_back(settingsToJson(state));
-    printJson({{"ports", ports}, {"connections", connectionsOf(states)}});
+    console::print(json::rig(statesOf(Library())));
 }
 
 } // namespace
 
 void addRigCommands(CLI::App& app) {
-    const auto [line, options] = addCommand<ApplyOptions>(
+    auto [line, options] = addCommand<ApplyOptions>(
         app, "apply", "Make the ports as a file describes them",
         "  portwright apply rig.json --dry-run    what it would do\n"
         "  portwright apply rig.json --prune      and delete all other ports\n\n"
@@ -119,9 +89,9 @@ void addRigCommands(CLI::App& app) {
         "  {\"ports\": [{\"portName\": \"COM7\"}, {\"portName\": \"COM8\"}],\n"
         "   \"connections\": [{\"portName\": \"COM7\", \"pair\": \"COM8\"}]}",
         apply);
-    line.add_option("FILE", options.file, "A file as export prints it")->required()->type_name("");
-    line.add_flag("--dry-run", options.dryRun, "Only print what would be done");
-    line.add_flag("--prune", options.prune, "Delete the ports that the file does not have");
+    line.text("FILE", "", options.file, "A file as export prints it").required();
+    line.flag("--dry-run", options.dryRun, "Only print what would be done");
+    line.flag("--prune", options.prune, "Delete the ports that the file does not have");
 
     addCommand<ExportOptions>(
         app, "export", "Print the present ports as a file for apply", "  portwright export > rig.json", exportRig);

@@ -1,4 +1,7 @@
 // set: the settings of ports.
+#include "com/failure.h"
+#include "com/library.h"
+#include "commands/attempts.h"
 #include "commands/command.h"
 
 namespace portwright {
@@ -30,17 +33,17 @@ void set(const SetOptions& options) {
 } // namespace
 
 void addSettingsCommand(CLI::App& app) {
-    const auto [line, options] = addCommand<SetOptions>(
+    auto [line, options] = addCommand<SetOptions>(
         app, "set", "Change settings of ports",
         "  portwright set COM7 --enabled off\n"
         "  portwright set COM7 COM8 --crossover 0.01 --tx-overflow on",
         set);
-    addPorts(line, options.ports)->required();
-    addSwitch(line, "--enabled", options.enabled, "Whether the port is there for other programs");
-    line.add_option("--crossover", options.crossover, "Probability that a received bit flips, in steps of 0.001")
-        ->check(CLI::Range(0.0, 0.5).description(""))
-        ->type_name("0..0.5");
-    addSwitch(line, "--tx-overflow", options.txOverflow, "Whether what nobody receives is dropped");
+    line.ports(options.ports).required();
+    line.onOff("--enabled", options.enabled, "Whether the port is there for other programs");
+    line.number(
+        "--crossover", "0..0.5", options.crossover, {0.0, 0.5},
+        "Probability that a received bit flips, in steps of 0.001");
+    line.onOff("--tx-overflow", options.txOverflow, "Whether what nobody receives is dropped");
 }
 
 } // namespace portwright

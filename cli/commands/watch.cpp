@@ -1,11 +1,13 @@
 // watch: what happens to the ports, as it happens.
 #include "com/change_listener.h"
+#include "com/failure.h"
 #include "com/interrupt.h"
+#include "com/library.h"
 #include "commands/command.h"
 #include "output/console.h"
 #include "output/json.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <chrono>
 
@@ -17,7 +19,7 @@ constexpr std::size_t kMostPorts = 63;
 
 struct WatchOptions {
     bool json = false;
-    double seconds = 0;
+    std::optional<double> seconds;
 };
 
 std::string timeOf(const SYSTEMTIME& time) {
@@ -27,28 +29,21 @@ std::string timeOf(const SYSTEMTIME& time) {
 }
 
 // A port may be gone before its event is told.
-Json modeOf(IVirtualSerialDevice& device) {
+std::optional<std::string> modeOf(const Change& change) {
     VirtualSerialDeviceMode mode{};
-    return SUCCEEDED(device.get_mode(&mode)) ? Json(modeInWords(mode)) : Json();
-}
-
-Json toJson(const Change& change) {
-    Json json{{"time", timeOf(change.time)}, {"event", change.event}, {"portName", change.portName}};
-    if (change.event != "deleted")
-        json["mode"] = modeOf(*change.device);
-    return json;
+    if (change.event == "deleted" || FAILED(change.device->get_mode(&mode)))
+        return std::nullopt;
+    return modeInWords(mode);
 }
 
 void printEvent(const Change& change, bool asJson) {
-    const auto json = toJson(change);
-    if (asJson) {
-        printJson(json, true);
-        return;
-    }
-    const bool hasMode = json.contains("mode") && json["mode"].is_string();
-    console::print(fmt::format(
-        "{}  {:<8} {:<7} {}\n", timeOf(change.time).substr(11, 12), change.event, change.portName,
-        hasMode ? json["mode"].get<std::string>() : ""));
+    const auto time = timeOf(change.time);
+    const auto mode = modeOf(change);
+    if (asJson)
+        console::print(json::event(time, change.event, change.portName, mode));
+    else
+        console::print(fmt::format(
+            "{}  {:<8} {:<7} {}\n", time.substr(11, 12), change.event, change.portName, mode.value_or("")));
 }
 
 void requireWatchable(const Library& library) {
@@ -79,8 +74,8 @@ void watch(const WatchOptions& options) {
     requireWatchable(library);
     const ChangeListener listener(library);
     std::optional<Clock::time_point> end;
-    if (options.seconds > 0)
-        end = Clock::now() + std::chrono::milliseconds(static_cast<long long>(options.seconds * 1000));
+    if (options.seconds)
+        end = Clock::now() + std::chrono::milliseconds(static_cast<long long>(*options.seconds * 1000));
     console::complain("Watching; Ctrl+C ends it.\n");
     while (awaitChanges(listener.event(), end)) {
         for (const auto& change : listener.take())
@@ -92,17 +87,15 @@ void watch(const WatchOptions& options) {
 } // namespace
 
 void addWatchCommand(CLI::App& app) {
-    const auto [line, options] = addCommand<WatchOptions>(
+    auto [line, options] = addCommand<WatchOptions>(
         app, "watch", "Print what happens to the ports, one line for each event",
         "  portwright watch\n"
         "  portwright watch --json --for 60 > events.jsonl\n\n"
         "Events: added, deleted, renamed, mode. A rename also reports the mode, and changes in quick succession may\n"
         "be reported once. Times are UTC.",
         watch);
-    line.add_flag("--json", options.json, "Print JSON Lines");
-    line.add_option("--for", options.seconds, "End after so long, in seconds")
-        ->check(CLI::Range(0.1, 86400.0).description(""))
-        ->type_name("SECONDS");
+    line.flag("--json", options.json, "Print JSON Lines");
+    line.number("--for", "SECONDS", options.seconds, {0.1, 86400.0}, "End after so long, in seconds");
 }
 
 } // namespace portwright

@@ -1,22 +1,26 @@
-// The JSON of docs/portwright.md: keys are the names of the interface's members.
+// The JSON of docs/portwright.md as text: keys are the names of the interface's members.
 #pragma once
 
 #include "com/port.h"
 
-#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
-namespace portwright {
+namespace portwright::json {
 
-// Keeps the order of the keys, so that the same state prints the same text.
-using Json = nlohmann::ordered_json;
+std::string port(const PortState& state);
+std::string ports(const std::vector<PortState>& states);
+// Keys and values, in the same order.
+std::vector<std::pair<std::string, std::string>> members(const PortState& state);
 
-Json toJson(const PortState& state);
-// What of it can be set.
-Json settingsToJson(const PortState& state);
-// What joins the port with its other end; null when nothing does.
-Json connectionToJson(const PortState& state);
+// A rig file. Throws Failure when something of it cannot be read.
+std::string rig(const std::vector<PortState>& states);
 
-// On one line for JSON Lines.
-void printJson(const Json& value, bool onOneLine = false);
+// On one line. Without a mode when the port is gone already.
+std::string event(
+    const std::string& time, const std::string& event, const std::string& portName,
+    const std::optional<std::string>& mode);
 
-} // namespace portwright
+} // namespace portwright::json

@@ -2,7 +2,7 @@
 
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace portwright {
 namespace {

@@ -2,8 +2,6 @@
 
 #include "output/console.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <numeric>
 

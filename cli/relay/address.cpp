@@ -3,7 +3,6 @@
 #include "com/failure.h"
 
 #include <charconv>
-#include <sstream>
 
 namespace portwright {
 namespace {
@@ -26,17 +25,6 @@ Address parseAddress(const std::string& text, const std::string& defaultHost) {
     if (!isTcpPort(address.port) || address.host.empty())
         throw WrongUse(text + " is no address: give HOST:PORT, such as 127.0.0.1:7000");
     return address;
-}
-
-std::string toText(const asio::ip::tcp::endpoint& endpoint) {
-    std::ostringstream text;
-    text << endpoint;
-    return text.str();
-}
-
-void checkNetwork(const std::error_code& error, std::string_view asked, std::string_view hint) {
-    if (error)
-        throwError(static_cast<DWORD>(error.value()), asked, hint);
 }
 
 } // namespace portwright

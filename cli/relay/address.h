@@ -1,11 +1,7 @@
-// TCP addresses: "HOST:PORT", "[::1]:PORT", and errors of the network in the program's own form.
+// TCP addresses: "HOST:PORT", "[::1]:PORT".
 #pragma once
 
-#include <asio/ip/tcp.hpp>
-
 #include <string>
-#include <string_view>
-#include <system_error>
 
 namespace portwright {
 
@@ -16,9 +12,5 @@ struct Address {
 
 // A port alone has the default host. Throws WrongUse when there is no port.
 Address parseAddress(const std::string& text, const std::string& defaultHost);
-
-std::string toText(const asio::ip::tcp::endpoint& endpoint);
-
-void checkNetwork(const std::error_code& error, std::string_view asked, std::string_view hint);
 
 } // namespace portwright

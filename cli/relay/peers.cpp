@@ -4,9 +4,10 @@
 #include "output/console.h"
 
 #include <asio/connect.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 namespace portwright {
@@ -24,6 +25,11 @@ void prepare(tcp::socket& socket) {
     socket.set_option(asio::socket_base::keep_alive(true), ignored);
 }
 
+void checkNetwork(const std::error_code& error, std::string_view asked, std::string_view hint) {
+    if (error)
+        throwError(static_cast<DWORD>(error.value()), asked, hint);
+}
+
 tcp::endpoint resolveOwn(asio::io_context& context, const Address& address) {
     std::error_code error;
     const auto found =
@@ -33,6 +39,12 @@ tcp::endpoint resolveOwn(asio::io_context& context, const Address& address) {
 }
 
 } // namespace
+
+std::string toText(const tcp::endpoint& endpoint) {
+    std::ostringstream text;
+    text << endpoint;
+    return text.str();
+}
 
 Server::Server(asio::io_context& context, const Address& address) : acceptor_(context), pause_(context) {
     const auto endpoint = resolveOwn(context, address);

@@ -4,12 +4,16 @@
 #include "relay/address.h"
 
 #include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
 #include <chrono>
 #include <functional>
+#include <string>
 
 namespace portwright {
+
+std::string toText(const asio::ip::tcp::endpoint& endpoint);
 
 class Peers {
 public:

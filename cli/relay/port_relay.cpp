@@ -3,12 +3,13 @@
 #include "com/failure.h"
 #include "com/interrupt.h"
 #include "output/console.h"
+#include "relay/peers.h"
 #include "relay/private_pipe.h"
 #include "relay/relay.h"
 
 #include <asio/steady_timer.hpp>
 #include <asio/windows/object_handle.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace portwright {
 namespace {
@@ -93,8 +94,7 @@ private:
     Relay relay_;
 };
 
-} // namespace
-
+// Prints the announcement once the port is ready.
 void relayPort(const Port& port, asio::io_context& context, Peers& peers, const std::string& announcement) {
     auto pipe = createPrivatePipe(port.name());
     port.connectToPipe(pipe.name);
@@ -103,6 +103,23 @@ void relayPort(const Port& port, asio::io_context& context, Peers& peers, const 
     relay.run();
     if (relay.isOurs())
         port.disconnect();
+}
+
+} // namespace
+
+void servePort(const Port& port, const Address& address) {
+    asio::io_context context;
+    Server server(context, address);
+    relayPort(
+        port, context, server, fmt::format("{} is served on {}; Ctrl+C ends it\n", port.name(), server.address()));
+}
+
+void connectPort(const Port& port, const Address& address) {
+    asio::io_context context;
+    Client client(context, address);
+    relayPort(
+        port, context, client,
+        fmt::format("{} connects to {}:{}; Ctrl+C ends it\n", port.name(), address.host, address.port));
 }
 
 } // namespace portwright

@@ -2,14 +2,12 @@
 #pragma once
 
 #include "com/port.h"
-#include "relay/peers.h"
-
-#include <asio/io_context.hpp>
+#include "relay/address.h"
 
 namespace portwright {
 
-// Prints the announcement once the port is ready. Relays until Ctrl+C, and disconnects the port then. Throws when
-// somebody else deletes or connects the port.
-void relayPort(const Port& port, asio::io_context& context, Peers& peers, const std::string& announcement);
+// Both relay until Ctrl+C, and disconnect the port then. They throw when somebody else deletes or connects the port.
+void servePort(const Port& port, const Address& address);
+void connectPort(const Port& port, const Address& address);
 
 } // namespace portwright

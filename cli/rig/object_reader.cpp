@@ -3,7 +3,8 @@
 #include "com/failure.h"
 #include "com/port.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
+#include <nlohmann/json.hpp>
 
 namespace portwright {
 
@@ -59,6 +60,10 @@ std::string ObjectReader::requiredPort(const std::string& key) {
     if (!name)
         fail(key, "is no port's name, such as COM7");
     return *name;
+}
+
+bool ObjectReader::has(const std::string& key) const {
+    return object_.contains(key);
 }
 
 void ObjectReader::end() const {

@@ -1,7 +1,7 @@
 // Reads an object of a rig file key by key, and says where something is wrong.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <optional>
 #include <set>
@@ -23,7 +23,7 @@ public:
     std::string requiredText(const std::string& key);
     // The name of a port.
     std::string requiredPort(const std::string& key);
-    bool has(const std::string& key) const { return object_.contains(key); }
+    bool has(const std::string& key) const;
 
     // Throws WrongUse when there is a key that nobody has asked for: it may be mistyped.
     void end() const;

@@ -3,7 +3,7 @@
 #include "com/names.h"
 #include "output/console.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cmath>

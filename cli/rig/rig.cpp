@@ -2,9 +2,11 @@
 
 #include "com/failure.h"
 #include "com/names.h"
+#include "com/text.h"
 #include "rig/object_reader.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <set>
@@ -29,7 +31,7 @@ RigFiles readFiles(ObjectReader& reader) {
     const auto mode = reader.text("CreateParam").value_or("create-always");
     const auto creation = fileCreationMode(mode);
     if (!creation)
-        reader.fail("CreateParam", fmt::format("is none of {}", fmt::join(fileCreationModes(), ", ")));
+        reader.fail("CreateParam", fmt::format("is none of {}", joined(fileCreationModes(), ", ")));
     return {
         fullPath(reader.requiredText("inputFileName")), fullPath(reader.requiredText("outputFileName")), *creation};
 }

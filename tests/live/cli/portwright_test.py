@@ -84,7 +84,7 @@ COMMANDS = [
     ("rename COM9 COM11", 0),
     ("rename COM11 COM7", 1, "", "cannot rename COM11 to COM7"),
     ("set COM7 --enabled off --crossover 0.057 --tx-overflow on", 0),
-    ("set COM7 --crossover 0.6", 2, "", "portwright set --help"),
+    ("set COM7 --crossover 0.6", 2, "", "0.6 is not between 0 and 0.5"),
     ("set COM7", 2, "", "at least one of"),
     ("show 7 --json", 0, port("COM7", enabled=False, emulateTxOverflow=True, crossoverProbability=0.057)),
     ("set COM7 --enabled on --crossover 0 --tx-overflow off", 0),
@@ -263,6 +263,8 @@ def watching():
 
 def examining():
     check("create COM7", 0, "COM7\n")
+    shown = run("show COM7").stdout
+    case("show, for people", not shown.startswith("portName              COM7\nmode                  listening\n") and shown)
     result = run("doctor")
     case("doctor finds nothing wrong", (result.returncode or "PROBLEM" in result.stdout) and result.stdout)
     check("delete COM7", 0)
