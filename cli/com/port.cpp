@@ -14,6 +14,7 @@ namespace {
 
 constexpr unsigned long kHighestNumber = 4096; // of the COM port database
 constexpr double kThousandths = 1000.0;
+constexpr char kNoLogon[] = "where nobody can be logged on, as under Wine, give --temporary";
 constexpr char kNoPipe[] = "let another program create the pipe first, or create it here: --create";
 
 using TextProperty = HRESULT (STDMETHODCALLTYPE IVirtualSerialDevice::*)(BSTR*);
@@ -194,11 +195,11 @@ void Port::bridge(const Port& other, bool permanent) const {
 }
 
 void Port::bridge(const RemoteEnd& other, bool permanent) const {
-    check(
-        device_->createRemoteBridge(
-            makeBstr(other.port).get(), makeBstr(other.server).get(), toVariantBool(permanent),
-            makeBstr(other.user).get(), makeBstr(other.password).get(), makeBstr(other.domain).get()),
-        fmt::format("bridge {} with {} of {}", name_, other.port, other.server));
+    const HRESULT result = device_->createRemoteBridge(
+        makeBstr(other.port).get(), makeBstr(other.server).get(), toVariantBool(permanent),
+        makeBstr(other.user).get(), makeBstr(other.password).get(), makeBstr(other.domain).get());
+    const bool noLogon = result == E_HANDLE && permanent;
+    check(result, fmt::format("bridge {} with {} of {}", name_, other.port, other.server), noLogon ? kNoLogon : "");
 }
 
 void Port::connectToFiles(const std::string& input, const std::string& output, FileCreationMode creation) const {
