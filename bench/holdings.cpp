@@ -13,11 +13,7 @@ namespace {
 constexpr std::size_t kObjects = 10;
 
 double handlesOfThisProcess() {
-    const auto processes = devkit::runningProcesses();
-    const auto self = std::find_if(processes.begin(), processes.end(), [](const devkit::Process& process) {
-        return process.id == GetCurrentProcessId();
-    });
-    return static_cast<double>(self->figures.handles);
+    return static_cast<double>(devkit::thisProcess().handles);
 }
 
 double bytesInUse(HANDLE heap) {

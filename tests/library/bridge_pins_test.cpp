@@ -1,6 +1,6 @@
 // Sockets and pins: which pins may be connected, and that the driver has the wiring that the pins say.
 #include "one_port.h"
-#include "support/latch.h"
+#include "support/signal.h"
 
 #include <thread>
 
@@ -80,11 +80,11 @@ TEST_F(BridgePins, EveryEditIsSentAndKept) {
 
 // Each has its own target of one pin: no other's change may undo it.
 TEST_F(BridgePins, MayBeConnectedFromSeveralThreads) {
-    test::Latch start(4);
+    Signal start;
     std::vector<std::thread> threads;
     for (const std::size_t target : {1U, 2U, 4U, 5U})
         threads.emplace_back([this, &start, target, dtr = pin(0), other = pin(target)] {
-            start.arriveAndWait();
+            start.wait();
             for (int round = 0; round < 200; ++round) {
                 EXPECT_RESULT(S_OK, dtr->sendTo(other.get()));
                 EXPECT_EQ(inForce()[0] >> target & 1, 1);
@@ -92,6 +92,7 @@ TEST_F(BridgePins, MayBeConnectedFromSeveralThreads) {
                 EXPECT_EQ(inForce()[0] >> target & 1, 0);
             }
         });
+    start.tell();
     for (auto& thread : threads)
         thread.join();
 }

@@ -1,7 +1,7 @@
 // Who is told of what, in which order and on which thread; what runs in dispatchEvents, and what ends it.
 #include "simulation/simulation_test.h"
 #include "simulation/subscribers.h"
-#include "support/latch.h"
+#include "support/signal.h"
 
 #include <thread>
 
@@ -239,14 +239,14 @@ TEST_F(Events, LastReferencesMayGoInsideAListener) {
 
 // While it does not return, everything else goes on that does not wait for its report to end.
 TEST_F(Events, ListenerMayTakeItsTime) {
-    test::Latch arrived(1);
-    test::Latch released(1);
+    Signal arrived;
+    Signal released;
     machine.addPort(L"COM5");
     auto library = createLibrary();
     listen(*library, {&first});
     auto port = device(*library, L"COM5");
     first.onEvent = [&] {
-        arrived.arrive();
+        arrived.tell();
         released.wait();
         return E_FAIL;
     };
@@ -259,7 +259,7 @@ TEST_F(Events, ListenerMayTakeItsTime) {
     runQueue(*library);
     port = {};
     library = {}; // the report has a reference of its own
-    released.arrive();
+    released.tell();
     announcing.join();
     machine.threads.awaitEnd();
     EXPECT_EQ(journal.texts(), Texts{"first added COM6"});
@@ -286,11 +286,11 @@ TEST_F(Events, ListenerMayLetMessagesIn) {
 }
 
 TEST_F(Events, LooksComeOneAfterAnother) {
-    test::Latch arrived(1);
-    test::Latch released(1);
+    Signal arrived;
+    Signal released;
     const auto library = createLibrary();
     machine.calls.after("SetupDiGetClassDevsExW", 1, [&] {
-        arrived.arrive();
+        arrived.tell();
         simulationMutex().unlock(); // the machine goes on
         released.wait();
         simulationMutex().lock();
@@ -303,15 +303,15 @@ TEST_F(Events, LooksComeOneAfterAnother) {
         ::Sleep(1);
     ::Sleep(50); // it would look by now
     EXPECT_EQ(machine.calls.count("SetupDiGetClassDevsExW"), looks);
-    released.arrive();
+    released.tell();
     announcing.join();
     creating.join();
 }
 
 // A script's callback belongs to the thread that subscribed it.
 TEST_F(Events, LastReleaseDuringALookDestroysOnItsOwnThread) {
-    test::Latch arrived(1);
-    test::Latch released(1);
+    Signal arrived;
+    Signal released;
     auto library = createLibrary();
     listen(*library, {&first});
     subscribe(*library, script);
@@ -319,15 +319,15 @@ TEST_F(Events, LastReleaseDuringALookDestroysOnItsOwnThread) {
     script.onLastRelease = [&] { releasedOn = GetCurrentThreadId(); };
     machine.change([&] {
         machine.addPort(L"COM5").driver.beforeAnswer = [&](std::uint32_t) {
-            arrived.arrive();
+            arrived.tell();
             released.wait();
         };
     });
     std::thread announcing([&] { machine.announce(); });
     arrived.wait();
-    machine.calls.after("PostMessageW", 1, [&] { released.arrive(); });
+    machine.calls.after("PostMessageW", 1, [&] { released.tell(); });
     library = {};
-    released.arrive(); // in case that nothing was posted
+    released.tell(); // in case that nothing was posted
     announcing.join();
     machine.threads.awaitEnd();
     EXPECT_EQ(releasedOn, GetCurrentThreadId());

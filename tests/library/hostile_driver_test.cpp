@@ -1,10 +1,9 @@
 // A driver that says anything, or nothing for long: its replies mean what they hold and no more, and a request that
 // it does not answer holds up nobody else.
-#include "members.h"
+#include "listed_members.h"
 #include "one_port.h"
-#include "support/latch.h"
+#include "support/signal.h"
 
-#include <algorithm>
 #include <thread>
 
 namespace zorvan::simulation {
@@ -14,6 +13,7 @@ namespace {
 using protocol::Bytes;
 using protocol::Query;
 
+using Device = IVirtualSerialDevice;
 using HostileDriver = OnePort;
 
 // All beyond is zeros. Text that is promised and not there is none; half a character is none either.
@@ -22,23 +22,23 @@ TEST_F(HostileDriver, RepliesAreReadAsFarAsTheyGo) {
     const struct {
         const char* member;
         Query query;
-        const wchar_t* ofNothing;
-        const wchar_t* ofCut;
+        const char* ofNothing;
+        const char* ofCut;
     } rows[] = {
-        {"securityDescriptor", Query::SecurityDescriptor, L"", L"C"},
-        {"remoteServer", Query::RemoteEndpoint, L"", L"C"},
-        {"remotePort", Query::RemoteEndpoint, L"", L""},
-        {"mode", Query::Mode, L"0", L"2"},
-        {"enabled", Query::Enabled, L"0", L"-1"},
-        {"bytesSent", Query::Traffic, L"0", L"0"},
-        {"emulateTxOverflow", Query::ErrorEmulationLong, L"0", L"-1"},
+        {"securityDescriptor", Query::SecurityDescriptor, "", "C"},
+        {"remoteServer", Query::RemoteEndpoint, "", "C"},
+        {"remotePort", Query::RemoteEndpoint, "", ""},
+        {"mode", Query::Mode, "0", "2"},
+        {"enabled", Query::Enabled, "0", "-1"},
+        {"bytesSent", Query::Traffic, "0", "0"},
+        {"emulateTxOverflow", Query::ErrorEmulationLong, "0", "-1"},
     };
     for (const auto& row : rows)
         for (const auto& [reply, value] : {std::pair{Bytes{}, row.ofNothing}, {cut, row.ofCut}}) {
+            OutParameter out;
             driver().answer(row.query, reply);
-            const auto isMeant = [&](const auto& member) { return std::string(member.name) == row.member; };
-            EXPECT_EQ(std::find_if(std::begin(kMembers), std::end(kMembers), isMeant)->call(device5()).value, value)
-                << row.member;
+            callListed("IVirtualSerialDevice::get_" + std::string(row.member), device5(), out);
+            EXPECT_EQ(out.text(), value) << row.member;
         }
 }
 
@@ -79,10 +79,10 @@ TEST_F(HostileDriver, RequestThatTakesLongHoldsUpNobody) {
     };
     for (const auto& request : requests) {
         SCOPED_TRACE(&request - requests);
-        test::Latch arrived(1);
-        test::Latch released(1);
+        Signal arrived;
+        Signal released;
         machine.calls.after("DeviceIoControl", 1, [&] {
-            arrived.arrive();
+            arrived.tell();
             simulationMutex().unlock(); // the machine goes on
             released.wait();
             simulationMutex().lock();
@@ -99,7 +99,7 @@ TEST_F(HostileDriver, RequestThatTakesLongHoldsUpNobody) {
         EXPECT_RESULT(S_OK, created->deleteDevice());
         machine.announce(); // the event thread goes on, too
         EXPECT_EQ(portNames(*library), (std::set<std::wstring>{L"COM5", L"COM6"}));
-        released.arrive();
+        released.tell();
         waiting.join();
     }
 }

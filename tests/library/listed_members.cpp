@@ -9,9 +9,11 @@ namespace zorvan::simulation {
 namespace {
 
 VARTYPE resultType(const std::string& name) {
-    if (name.empty() || name == "BSTR")
-        return name.empty() ? VT_EMPTY : VT_BSTR;
-    return name.ends_with('*') ? VT_UNKNOWN : VT_I8;
+    static const std::map<std::string, VARTYPE> kTypes{
+        {"", VT_EMPTY}, {"BSTR", VT_BSTR}, {"VARIANT_BOOL", VT_BOOL}, {"unsigned __int64", VT_I8}, {"double", VT_I8}};
+    if (const auto found = kTypes.find(name); found != kTypes.end())
+        return found->second;
+    return static_cast<VARTYPE>(name.ends_with('*') ? VT_UNKNOWN : VT_I4);
 }
 
 std::map<std::string, ListedMember> readTypeLibrary() {
@@ -40,7 +42,10 @@ std::string OutParameter::text() const {
         return {};
     if (type_ == VT_BSTR)
         return describe(std::wstring(reinterpret_cast<BSTR>(value_)));
-    return type_ == VT_UNKNOWN ? "object" : std::to_string(value_);
+    return type_ == VT_UNKNOWN ? "object"
+           : type_ == VT_BOOL  ? std::to_string(static_cast<short>(value_))
+           : type_ == VT_I4    ? std::to_string(static_cast<int>(value_))
+                               : std::to_string(value_);
 }
 
 void OutParameter::reset() {

@@ -2,7 +2,7 @@
 // interface's table.
 #pragma once
 
-#include "simulation/client.h"
+#include "simulation/call.h"
 
 #include <map>
 #include <string>
@@ -55,5 +55,10 @@ struct ListedMember {
 // By names such as "IPin::sendTo" and "ISocket::get_DTR". Of the interfaces for automation: the only other one is the
 // client's to implement.
 const std::map<std::string, ListedMember>& listedMembers();
+
+inline HRESULT callListed(const std::string& name, IDispatch& object, OutParameter& out) {
+    const auto& member = listedMembers().at(name);
+    return member.call(object, out.as(member.result));
+}
 
 } // namespace zorvan::simulation

@@ -38,7 +38,7 @@ TEST_F(Members, CallWindowsInOrderAndKeepNothing) {
     for (const auto& member : kMembers) {
         SCOPED_TRACE(member.name);
         prepare();
-        EXPECT_RESULT(S_OK, member.call(device5()).result);
+        EXPECT_RESULT(S_OK, member.call(device5()));
         EXPECT_EQ(steps(), member.steps);
         EXPECT_EQ(machine.held(), held);
         for (const auto& request : driver().requests) {
@@ -66,7 +66,7 @@ TEST_F(Members, OfARemovedPortAnswerOrRefuseOrReportTheOpen) {
     removePort();
     for (const auto& member : kMembers) {
         SCOPED_TRACE(member.name);
-        EXPECT_RESULT(member.whenRemoved, member.call(device5()).result);
+        EXPECT_RESULT(member.whenRemoved, member.call(device5()));
         EXPECT_EQ(machine.calls.count("CreateFileW"), member.whenRemoved == kAsks ? 1 : 0);
         forgetCalls();
     }

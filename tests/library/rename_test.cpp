@@ -2,7 +2,7 @@
 #include "driver/record.h"
 #include "one_port.h"
 #include "simulation/subscribers.h"
-#include "support/latch.h"
+#include "support/signal.h"
 
 #include <thread>
 
@@ -161,12 +161,12 @@ TEST_F(Rename, FriendlyNameIsEditedWhereverItSaysTheOldName) {
 
 // The event thread looks names up too, and must not wait for this one.
 TEST_F(Rename, EventsGoOnWhileTheDriverDoesNotAnswer) {
-    test::Latch arrived(1);
-    test::Latch released(1);
+    Signal arrived;
+    Signal released;
     driver().beforeAnswer = [&](std::uint32_t code) {
         if (code != static_cast<std::uint32_t>(Set::PortName))
             return;
-        arrived.arrive();
+        arrived.tell();
         released.wait();
     };
     std::thread renaming([&] { EXPECT_RESULT(S_OK, rename(L"COM6")); });
@@ -176,7 +176,7 @@ TEST_F(Rename, EventsGoOnWhileTheDriverDoesNotAnswer) {
     machine.change([&] { machine.addPort(L"COM7"); });
     std::thread announcing([&] { machine.announce(); });
     journal.await(2);
-    released.arrive();
+    released.tell();
     renaming.join();
     announcing.join();
     EXPECT_EQ(

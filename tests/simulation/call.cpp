@@ -20,13 +20,6 @@ std::string describeNumber(unsigned long long number) {
     return text;
 }
 
-std::string describe(const std::wstring& text) {
-    std::string ascii;
-    for (const wchar_t unit : text)
-        ascii += unit < 0x80 ? static_cast<char>(unit) : '?';
-    return ascii;
-}
-
 std::string describe(const GUID& guid) {
     return nameOfClass(guid);
 }

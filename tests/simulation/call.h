@@ -2,6 +2,7 @@
 #pragma once
 
 #include "simulation/handle_table.h"
+#include "support/client.h"
 
 #include <windows.h>
 
@@ -15,6 +16,8 @@
 
 namespace zorvan::simulation {
 
+using namespace test;
+
 class Machine;
 
 // Guards the whole simulated machine. Recursive: a test's action may run inside a call.
@@ -24,7 +27,7 @@ using Guard = std::lock_guard<std::recursive_mutex>;
 // How arguments are written into the list of calls: numbers beyond 16 bits as hexadecimal ones, handles as what they
 // stand for, and pointers to anything but texts and identifiers as dots.
 std::string describeNumber(unsigned long long number);
-std::string describe(const std::wstring& text);
+using test::describe;
 std::string describe(const GUID& guid);
 std::string describe(HANDLE handle);
 std::string describe(SECURITY_ATTRIBUTES* attributes);

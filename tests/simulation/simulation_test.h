@@ -3,7 +3,7 @@
 // At the end of the test the DLL must be unloadable and hold nothing of the machine; a test need not ask.
 #pragma once
 
-#include "simulation/client.h"
+#include "simulation/call.h"
 #include "simulation/machine.h"
 #include "simulation/shipped_library.h"
 

@@ -10,7 +10,7 @@
 #pragma once
 
 #include "base/com_object.h"
-#include "simulation/client.h"
+#include "simulation/call.h"
 
 #include <condition_variable>
 #include <functional>

@@ -1,47 +1,34 @@
 #include "round.h"
 
-#include "traffic.h"
+#include "support/program.h"
+#include "support/serial_client.h"
 
-namespace zorvan::devkit {
+namespace zorvan::test {
 
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{64} * 1024;
-constexpr unsigned kPortsInRound = 2;
 constexpr unsigned kFirstOwnNumber = 100; // the system's choices are smaller
 
-ComPtr<IPin> pinOf(IVirtualSerialDevice& device, HRESULT (IVirtualSerialDevice::*side)(ISocket**)) {
-    ComPtr<ISocket> socket;
-    ComPtr<IPin> pin;
-    check((device.*side)(&socket), "a socket");
-    check(socket->get_DTR(&pin), "a pin");
-    return pin;
+ComPointer<IPin> pinOf(IVirtualSerialDevice& device, HRESULT (IVirtualSerialDevice::*side)(ISocket**)) {
+    return readObject(*readObject(device, side), &ISocket::get_DTR);
 }
 
 void expectMode(IVirtualSerialDevice& device, VirtualSerialDeviceMode expected) {
-    VirtualSerialDeviceMode mode{};
-    check(device.get_mode(&mode), "mode");
-    expect(mode == expected, "the mode");
+    expect(read(device, &IVirtualSerialDevice::get_mode) == expected, "the mode");
 }
 
 } // namespace
 
-OwnPort::OwnPort(IVirtualSerialLibrary& library) {
-    check(createPort(library, nullptr, device_), "createDevice");
+Rounds::Rounds(const ComPointer<IVirtualSerialLibrary>& library, bool alone)
+    : alone_(alone), library_(library), pipePort_(*library_), filePort_(*library_) {
+    require(library_->addListener(watch_.get()), "addListener");
 }
 
-OwnPort::~OwnPort() {
-    if (!removed_)
-        device_->deleteDevice(); // on the way out; one that stays is in the next listing
+Rounds::~Rounds() {
+    library_->removeListener(watch_.get()); // cannot fail for a listener that is registered
+    watch_->forget();                       // the devices keep their library alive
 }
-
-void OwnPort::remove() {
-    check(device_->deleteDevice(), "deleteDevice");
-    removed_ = true;
-}
-
-Rounds::Rounds(const ComPtr<IVirtualSerialLibrary>& library, bool alone)
-    : alone_(alone), library_(library), pipePort_(*library_.Get()), filePort_(*library_.Get()), watch_(library_) {}
 
 void Rounds::run() {
     joinNewPorts();
@@ -49,65 +36,71 @@ void Rounds::run() {
     files();
     listen();
     otherClient();
-    work_.events = watch_.events();
     ++work_.rounds;
 }
 
 void Rounds::joinNewPorts() {
-    OwnPort first(*library_.Get());
-    OwnPort second(*library_.Get());
-    watch_.awaitAdded(first.device());
-    watch_.awaitAdded(second.device());
+    OwnPort first(*library_);
+    OwnPort second(*library_);
+    const auto told = [&](const char* what, const OwnPort& port) { return watch_->count(what, &port.device()); };
+    const auto await = [&](const char* what) {
+        for (const auto* port : {&first, &second})
+            expect(becomesTrue([&] { return told(what, *port) != 0; }), "that a port is reported within 20 s");
+    };
+    await("added");
     rename(second.device());
     bridge(first.device(), second.device());
     first.remove();
     second.remove();
-    watch_.awaitDeleted(first.device());
-    watch_.awaitDeleted(second.device());
-    watch_.expectComplete({&first.device(), &second.device()}, alone_);
-    work_.ports += kPortsInRound;
+    await("deleted");
+    for (const auto* what : {"added", "deleted"})
+        expect(told(what, first) == 1 && told(what, second) == 1, "that each port is reported once");
+    // All is forgotten: an event that comes later still is one of another port.
+    const auto heard = watch_->forget();
+    const auto comesOrGoes = [](const Event& event) { return event.what == "added" || event.what == "deleted"; };
+    expect(!alone_ || std::count_if(heard.begin(), heard.end(), comesOrGoes) == 4, "that no other port is reported");
+    work_.ports += 2;
+    work_.events += heard.size();
 }
 
 // To a name that no other rounds use, as no other port has the number of the one that stays.
 void Rounds::rename(IVirtualSerialDevice& device) const {
     const auto name = L"COM" + std::to_wstring(kFirstOwnNumber + std::stoul(residentPort().substr(3)));
-    check(device.put_portName(makeBstr(name).get()), "setting portName");
+    require(device.put_portName(Bstr(name).get()), "setting portName");
     expect(portName(device) == name, "the new name");
 }
 
 void Rounds::bridge(IVirtualSerialDevice& first, IVirtualSerialDevice& second) {
-    check(first.createBridge(&second, VARIANT_FALSE), "createBridge");
+    require(first.createBridge(&second, VARIANT_FALSE), "createBridge");
     expectMode(first, VSDM_Bridge);
     pins(first);
-    const OpenPort here(first);
-    const OpenPort there(second);
-    send(here, there, randomBytes(kBlock, 2 * work_.rounds));
-    send(there, here, randomBytes(kBlock, 2 * work_.rounds + 1));
-    unsigned __int64 sent = 0;
-    check(first.get_bytesSent(&sent), "bytesSent");
-    expect(sent == kBlock, "bytesSent");
+    const SerialClient here(portName(first));
+    const SerialClient there(portName(second));
+    send(here.get(), there.get(), randomBytes(kBlock, 2 * work_.rounds));
+    send(there.get(), here.get(), randomBytes(kBlock, 2 * work_.rounds + 1));
+    expect(read(first, &IVirtualSerialDevice::get_bytesSent) == kBlock, "bytesSent");
     work_.bytes += 2 * kBlock;
 }
 
 void Rounds::pins(IVirtualSerialDevice& device) {
     const auto here = pinOf(device, &IVirtualSerialDevice::get_localSocket);
     const auto there = pinOf(device, &IVirtualSerialDevice::get_remoteSocket);
-    expect(here->sendTo(there.Get()) == E_INVALIDARG, "that no output drives an output");
-    check(device.restoreDefaultPins(), "restoreDefaultPins");
+    expect(here->sendTo(there.get()) == E_INVALIDARG, "that no output drives an output");
+    require(device.restoreDefaultPins(), "restoreDefaultPins");
 }
 
 void Rounds::pipe() {
     auto& device = pipePort_.device();
     const auto name = L"\\\\.\\pipe\\zorvanlib-soak-" + residentPort();
-    check(device.createAndConnectPipe(makeBstr(name).get(), 1, 4096, 4096, 0), "createAndConnectPipe");
-    expect(textOf(device, &IVirtualSerialDevice::get_PipeName) == name, "PipeName");
+    require(device.createAndConnectPipe(Bstr(name).get(), 1, 4096, 4096, 0), "createAndConnectPipe");
+    expect(readText(device, &IVirtualSerialDevice::get_PipeName) == name, "PipeName");
     {
-        const OpenFile pipe(name);
-        const OpenPort port(device);
-        send(port, pipe, randomBytes(kBlock, work_.rounds));
-        send(pipe, port, randomBytes(kBlock, work_.rounds));
+        const auto pipe = openFile(name);
+        const SerialClient port(portName(device));
+        send(port.get(), pipe.get(), randomBytes(kBlock, work_.rounds));
+        send(pipe.get(), port.get(), randomBytes(kBlock, work_.rounds));
     }
-    check(device.disconnectDevice(), "disconnectDevice");
+    require(device.disconnectDevice(), "disconnectDevice");
     work_.bytes += 2 * kBlock;
 }
 
@@ -116,37 +109,35 @@ void Rounds::files() {
     const auto bytes = randomBytes(kBlock, work_.rounds);
     const TemporaryFile input(bytes);
     const TemporaryFile output({});
-    check(
-        device.connectToFiles(makeBstr(input.name()).get(), makeBstr(output.name()).get(), CTF_TruncateExisting),
+    require(
+        device.connectToFiles(Bstr(input.name()).get(), Bstr(output.name()).get(), CTF_TruncateExisting),
         "connectToFiles");
-    expect(!textOf(device, &IVirtualSerialDevice::get_outputFileName).empty(), "outputFileName");
+    expect(!readText(device, &IVirtualSerialDevice::get_outputFileName).empty(), "outputFileName");
     {
-        const OpenPort port(device);
-        expect(port.read(kBlock) == bytes, "that what the port receives is what the file holds");
-        port.write(bytes);
+        const SerialClient port(portName(device));
+        expect(port.read(kBlock).data == bytes, "that what the port receives is what the file holds");
+        expect(port.write(bytes).count == kBlock, "that the port sends");
     }
-    check(device.disconnectDevice(), "disconnectDevice");
-    expect(OpenFile(output.name()).read(kBlock) == bytes, "that the file holds what the port has sent");
+    require(device.disconnectDevice(), "disconnectDevice");
+    expect(readFile(output.name()) == bytes, "that the file holds what the port has sent");
     work_.bytes += 2 * kBlock;
 }
 
 void Rounds::listen() {
     auto& device = filePort_.device();
     VARIANT anybody{}; // the default security descriptor
-    check(device.startListening(anybody), "startListening");
+    require(device.startListening(anybody), "startListening");
     expectMode(device, VSDM_Listening);
-    check(device.disconnectDevice(), "disconnectDevice");
+    require(device.disconnectDevice(), "disconnectDevice");
 }
 
 // A library object with its event thread comes and goes.
 void Rounds::otherClient() {
-    const auto library = createLibrary();
-    const EventWatch watch(library);
-    ComPtr<IDeviceCollection> devices;
-    check(library->get_devicesCollection(&devices), "devicesCollection");
-    LONG count = 0;
-    check(devices->get_Count(&count), "Count");
-    expect(count >= 2, "that the collection holds the ports that stay");
+    const auto library = createRegisteredLibrary();
+    const auto watch = makeComObject<EventWatch>();
+    require(library->addListener(watch.get()), "addListener");
+    expect(devicesOf(*library).size() >= 2, "that the library finds the ports that stay");
+    require(library->removeListener(watch.get()), "removeListener");
 }
 
-} // namespace zorvan::devkit
+} // namespace zorvan::test

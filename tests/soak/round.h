@@ -1,33 +1,16 @@
 // What the soak does again and again.
 #pragma once
 
-#include "event_watch.h"
-#include "examples/client.h"
+#include "support/event_watch.h"
 
-namespace zorvan::devkit {
-
-// A port that is deleted with this, unless it was deleted before.
-class OwnPort {
-public:
-    explicit OwnPort(IVirtualSerialLibrary& library);
-    OwnPort(const OwnPort&) = delete;
-    OwnPort& operator=(const OwnPort&) = delete;
-    ~OwnPort();
-
-    IVirtualSerialDevice& device() const { return *device_.Get(); }
-    void remove();
-
-private:
-    ComPtr<IVirtualSerialDevice> device_;
-    bool removed_ = false;
-};
+namespace zorvan::test {
 
 // What was done so far.
 struct Work {
     unsigned rounds = 0;
     unsigned ports = 0; // created and deleted again
     unsigned long long bytes = 0;
-    unsigned long long events = 0;
+    std::size_t events = 0;
 };
 
 // Rounds with two ports that live as long as this does, so that what gathers in a port shows, and two in each round
@@ -35,11 +18,13 @@ struct Work {
 class Rounds {
 public:
     // Not alone: others work on ports, too, whose events do not count.
-    Rounds(const ComPtr<IVirtualSerialLibrary>& library, bool alone);
+    Rounds(const ComPointer<IVirtualSerialLibrary>& library, bool alone);
+    Rounds(const Rounds&) = delete;
+    Rounds& operator=(const Rounds&) = delete;
+    ~Rounds();
 
     void run();
     const Work& work() const { return work_; }
-    std::wstring residentPort() const { return portName(pipePort_.device()); }
 
 private:
     void joinNewPorts();
@@ -50,13 +35,14 @@ private:
     void files();
     void listen();
     void otherClient();
+    std::wstring residentPort() const { return portName(pipePort_.device()); }
 
     bool alone_;
-    ComPtr<IVirtualSerialLibrary> library_;
+    ComPointer<IVirtualSerialLibrary> library_;
     OwnPort pipePort_;
     OwnPort filePort_;
-    EventWatch watch_;
+    ComPointer<EventWatch> watch_ = makeComObject<EventWatch>();
     Work work_;
 };
 
-} // namespace zorvan::devkit
+} // namespace zorvan::test

@@ -1,7 +1,13 @@
 #include "process_figures.h"
 
+#include "base/unique.h"
+
+#include <algorithm>
 #include <map>
 #include <stdexcept>
+
+#include <psapi.h>
+#include <tlhelp32.h>
 
 // Declared with a plain number, as the table of handles is not among those that the system's header knows.
 extern "C" NTSYSAPI long NTAPI NtQuerySystemInformation(int, void*, unsigned long, unsigned long*);
@@ -10,49 +16,17 @@ namespace zorvan::devkit {
 
 namespace {
 
-// The system's tables of processes and of handles, of which its header shows less than there is. Asked for the number
-// of a process's handles, Wine answers with the size of its table or with 0; the handles themselves it lists truly.
+// The system's table of handles. Asked for the number of a process's handles, Wine answers with the size of its table
+// or with 0; the handles themselves it lists truly.
 
-constexpr int kProcessTable = 5;
 constexpr int kHandleTable = 64;
 constexpr LONG kTableIsLonger = static_cast<LONG>(0xC0000004);
-
-struct ProgramName {
-    USHORT size; // in bytes
-    USHORT capacity;
-    wchar_t* text;
-};
-
-struct ProcessEntry {
-    ULONG offsetOfNext; // 0: this is the last one
-    ULONG threads;
-    LARGE_INTEGER reserved[3];
-    LARGE_INTEGER times[3];
-    ProgramName program;
-    LONG priority;
-    HANDLE id;
-    HANDLE parent;
-    ULONG handles;
-    ULONG session;
-    ULONG_PTR key;
-    SIZE_T peakVirtualSize;
-    SIZE_T virtualSize;
-    ULONG pageFaults;
-    SIZE_T peakWorkingSet;
-    SIZE_T workingSet;
-    SIZE_T quotas[4];
-    SIZE_T privateSize;
-};
 
 struct HandleEntry {
     void* object;
     ULONG_PTR process;
     ULONG_PTR value;
-    ULONG access;
-    USHORT creator;
-    USHORT type;
-    ULONG attributes;
-    ULONG reserved;
+    ULONG more[4];
 };
 
 struct HandleTable {
@@ -61,79 +35,73 @@ struct HandleTable {
     HandleEntry entries[1];
 };
 
-static_assert(offsetof(ProcessEntry, workingSet) == 144 && offsetof(ProcessEntry, privateSize) == 184);
 static_assert(sizeof(HandleEntry) == 40 && offsetof(HandleTable, entries) == 16);
 
-// Aligned for the tables that it holds.
-using Table = std::vector<std::uint64_t>;
-
-Table readTable(int which) {
-    constexpr std::size_t kStart = 32768;
-    Table table(kStart);
-    for (;;) {
-        const auto size = static_cast<ULONG>(table.size() * sizeof table[0]);
-        const LONG status = NtQuerySystemInformation(which, table.data(), size, nullptr);
-        if (status >= 0)
-            return table;
-        if (status != kTableIsLonger)
+std::map<DWORD, std::size_t> countHandles() {
+    std::vector<std::uint64_t> buffer(32768);
+    for (LONG status = kTableIsLonger; status == kTableIsLonger; buffer.resize(2 * buffer.size())) {
+        const auto size = static_cast<ULONG>(buffer.size() * sizeof buffer[0]);
+        status = NtQuerySystemInformation(kHandleTable, buffer.data(), size, nullptr);
+        if (status < 0 && status != kTableIsLonger)
             throw std::runtime_error("the system does not tell what its processes hold");
-        table.resize(2 * table.size());
     }
-}
-
-std::map<DWORD, std::int64_t> countHandles() {
-    const auto table = readTable(kHandleTable);
-    const auto& handles = *reinterpret_cast<const HandleTable*>(table.data());
-    std::map<DWORD, std::int64_t> counts;
-    for (ULONG_PTR i = 0; i < handles.count; ++i)
-        ++counts[static_cast<DWORD>(handles.entries[i].process)];
+    const auto& table = *reinterpret_cast<const HandleTable*>(buffer.data());
+    std::map<DWORD, std::size_t> counts;
+    for (ULONG_PTR i = 0; i < table.count; ++i)
+        ++counts[static_cast<DWORD>(table.entries[i].process)];
     return counts;
 }
 
-DWORD idOf(HANDLE value) {
-    return static_cast<DWORD>(reinterpret_cast<ULONG_PTR>(value));
+std::vector<Process> runningProcesses() {
+    auto handles = countHandles();
+    std::vector<Process> processes;
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof entry;
+    const auto table = fileHandle(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    for (BOOL more = Process32FirstW(table.get(), &entry); more != FALSE;
+         more = Process32NextW(table.get(), &entry)) {
+        // One that has ended by now holds nothing.
+        PROCESS_MEMORY_COUNTERS memory{};
+        const UniqueHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
+        GetProcessMemoryInfo(process.get(), &memory, sizeof memory);
+        processes.push_back(
+            {entry.th32ProcessID, entry.th32ParentProcessID, std::wstring(entry.szExeFile),
+             handles[entry.th32ProcessID], entry.cntThreads, memory.PagefileUsage / 1024,
+             memory.WorkingSetSize / 1024});
+    }
+    return processes;
 }
 
-std::int64_t kibibytes(SIZE_T bytes) {
-    return static_cast<std::int64_t>(bytes / 1024);
-}
-
-Process processOf(const ProcessEntry& entry, const std::map<DWORD, std::int64_t>& handles) {
-    const auto counted = handles.find(idOf(entry.id));
-    ProcessFigures figures;
-    figures.processes = 1;
-    figures.handles = counted != handles.end() ? counted->second : 0;
-    figures.threads = entry.threads;
-    figures.privateKiB = kibibytes(entry.privateSize);
-    figures.workingSetKiB = kibibytes(entry.workingSet);
-    return {
-        idOf(entry.id), idOf(entry.parent), std::wstring(entry.program.text, entry.program.size / sizeof(wchar_t)),
-        figures};
+const Process& processWithId(const std::vector<Process>& processes, DWORD id) {
+    const auto found =
+        std::find_if(processes.begin(), processes.end(), [&](const Process& process) { return process.id == id; });
+    if (found == processes.end())
+        throw std::runtime_error("a process has ended, or the ports have none");
+    return *found;
 }
 
 } // namespace
 
-ProcessFigures& ProcessFigures::operator+=(const ProcessFigures& other) {
-    processes += other.processes;
-    handles += other.handles;
-    threads += other.threads;
-    privateKiB += other.privateKiB;
-    workingSetKiB += other.workingSetKiB;
-    return *this;
+Process thisProcess() {
+    return processWithId(runningProcesses(), GetCurrentProcessId());
 }
 
-std::vector<Process> runningProcesses() {
-    const auto table = readTable(kProcessTable);
-    const auto handles = countHandles();
-    std::vector<Process> processes;
-    const auto* position = reinterpret_cast<const BYTE*>(table.data());
-    for (;;) {
-        const auto& entry = *reinterpret_cast<const ProcessEntry*>(position);
-        processes.push_back(processOf(entry, handles));
-        if (entry.offsetOfNext == 0)
-            return processes;
-        position += entry.offsetOfNext;
+PortProcesses portProcesses() {
+    const auto processes = runningProcesses();
+    PortProcesses found;
+    for (const auto& process : processes) {
+        if (process.program != L"zorvan_host.exe")
+            continue;
+        found.hosts.parent = process.parent;
+        found.hosts.handles += process.handles;
+        found.hosts.threads += process.threads;
+        found.hosts.privateKiB += process.privateKiB;
+        found.hosts.workingSetKiB += process.workingSetKiB;
+        ++found.hostCount;
     }
+    found.driver = processWithId(processes, found.hosts.parent);
+    found.client = processWithId(processes, GetCurrentProcessId());
+    return found;
 }
 
 } // namespace zorvan::devkit

@@ -3,30 +3,33 @@
 
 #include <windows.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace zorvan::devkit {
 
-struct ProcessFigures {
-    std::int64_t processes = 0;
-    std::int64_t handles = 0;
-    std::int64_t threads = 0;
-    std::int64_t privateKiB = 0; // memory that belongs to the process alone, in the working set or swapped out
-    std::int64_t workingSetKiB = 0;
-
-    ProcessFigures& operator+=(const ProcessFigures& other);
-};
-
 struct Process {
-    DWORD id;
-    DWORD parent;
-    std::wstring program; // the name of its file, without the folder
-    ProcessFigures figures;
+    DWORD id = 0;
+    DWORD parent = 0;
+    std::wstring program = {}; // the name of its file, without the folder
+    std::size_t handles = 0;
+    std::size_t threads = 0;
+    std::size_t privateKiB = 0; // memory that belongs to the process alone, in the working set or swapped out
+    std::size_t workingSetKiB = 0;
 };
 
-// All that run now. Throws a std::runtime_error when the system does not tell.
-std::vector<Process> runningProcesses();
+// All of these throw a std::runtime_error when the system does not tell.
+
+Process thisProcess();
+
+// What the ports' processes hold, and this one.
+struct PortProcesses {
+    Process client; // this one
+    Process driver; // has started the host processes
+    Process hosts;  // all of them together
+    std::size_t hostCount = 0;
+};
+
+PortProcesses portProcesses();
 
 } // namespace zorvan::devkit

@@ -1,5 +1,5 @@
 // Bridges: what both ends say of one, how it ends, what it refuses, and bytes that are disturbed on their way.
-#include "serial_client.h"
+#include "control_client.h"
 
 #include <bit>
 
@@ -77,13 +77,13 @@ using Crossover = TestOf<OpenBridge>;
 TEST_F(Crossover, TurnsBitsOverWhereTheyArrive) {
     const auto half = record(protocol::ErrorEmulationShort{protocol::kBitCrossover, 1, 500});
     EXPECT_EQ(partner.set(Set::ErrorEmulation, half), 0u);
-    const Data zeros(100'000);
+    const std::string zeros(100'000, '\0');
     const auto write = here.startWrite(zeros);
     const auto reply = there.startWrite(zeros);
     EXPECT_EQ(here.read(zeros.size()).data, zeros);
     std::size_t turned = 0;
-    for (const unsigned byte : there.read(zeros.size()).data)
-        turned += static_cast<std::size_t>(std::popcount(byte));
+    for (const char byte : there.read(zeros.size()).data)
+        turned += static_cast<std::size_t>(std::popcount(static_cast<unsigned char>(byte)));
     EXPECT_NEAR(static_cast<double>(turned), 400'000.0, 3'000.0) << "more than six standard deviations";
 }
 

@@ -3,6 +3,7 @@
 
 #include "device_node.h"
 #include "driver/control_channel.h"
+#include "support/serial_client.h"
 
 #include <gtest/gtest.h>
 
@@ -58,12 +59,18 @@ protocol::Bytes bridgeRecord(const std::wstring& partner, const std::wstring& se
 enum Mode : std::uint32_t { kBroken, kListening, kPipe, kBridge, kHandles };
 
 struct TwoPorts {
-    explicit TwoPorts(unsigned number = 0) : device(number), partnerDevice(number + 1) {}
-
-    DeviceNode device;
-    DeviceNode partnerDevice;
+    DeviceNode device{0u};
+    DeviceNode partnerDevice{1u};
     ControlClient client{device.controlPath()};
     ControlClient partner{partnerDevice.controlPath()};
+};
+
+// Two ports that are bridged and open.
+struct OpenBridge : TwoPorts {
+    OpenBridge() { EXPECT_EQ(client.bridgeTo(partnerDevice.portName()), 0u); }
+
+    SerialClient here{device.portName()};
+    SerialClient there{partnerDevice.portName()};
 };
 
 template <class Ports>

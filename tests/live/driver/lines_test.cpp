@@ -1,5 +1,5 @@
 // Modem lines over a bridge: what either end sees follows the wiring and the lines that the other one drives.
-#include "serial_client.h"
+#include "control_client.h"
 
 namespace zorvan::test {
 namespace {

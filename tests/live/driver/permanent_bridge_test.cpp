@@ -1,6 +1,6 @@
 // What outlives the driver: settings and permanent bridges.
 #include "base/hresult_error.h"
-#include "serial_client.h"
+#include "control_client.h"
 #include "support/process_figures.h"
 
 namespace zorvan::test {
@@ -9,17 +9,9 @@ namespace {
 using protocol::Query;
 using protocol::Set;
 
-// The one that started the port's host process.
-DWORD driverProcessId(const ControlClient& port) {
-    for (const auto& process : devkit::runningProcesses())
-        if (process.id == port.hostProcessId())
-            return process.parent;
-    throw std::runtime_error("the port has no host process");
-}
-
 // The system starts a driver that is not running when one of its devices is installed, and gives it all of them.
 void restartDriver(const ControlClient& port) {
-    const UniqueHandle driver(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, driverProcessId(port)));
+    const UniqueHandle driver(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, devkit::portProcesses().driver.id));
     ASSERT_TRUE(TerminateProcess(driver.get(), 1)) << GetLastError();
     ASSERT_EQ(WaitForSingleObject(driver.get(), kPatience), DWORD{WAIT_OBJECT_0});
     const DeviceNode starter(99u);
@@ -65,8 +57,7 @@ protected:
         EXPECT_EQ(client.ask<std::uint32_t>(Query::Pair), ControlClient(other.controlPath()).hostProcessId());
         const SerialClient here(device.portName());
         const SerialClient there(other.portName());
-        const auto write = here.startWrite(bytesOf("still"));
-        EXPECT_EQ(there.read(5).data, bytesOf("still"));
+        send(here.get(), there.get(), "still");
     }
 };
 

@@ -1,5 +1,5 @@
 // Ports that are connected to a named pipe, of which they have either end.
-#include "serial_client.h"
+#include "control_client.h"
 
 namespace zorvan::test {
 namespace {
@@ -21,9 +21,7 @@ bool isHeld(int number) {
 // The driver lets one client go before it takes the next.
 UniqueHandle openPipe() {
     for (const auto deadline = GetTickCount64() + kPatience;; Sleep(10)) {
-        auto pipe = fileHandle(CreateFileW(
-            L"\\\\.\\pipe\\zorvan-driver-test0", GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-            FILE_FLAG_OVERLAPPED, nullptr));
+        auto pipe = openFile(L"\\\\.\\pipe\\zorvan-driver-test0");
         if (pipe || GetTickCount64() > deadline)
             return pipe;
     }
@@ -40,11 +38,8 @@ protected:
     }
 
     static void exchange(const SerialClient& port, HANDLE peer) {
-        const auto sent = port.startWrite(bytesOf("there"));
-        EXPECT_EQ(startRead(peer, 5)->wait().data, bytesOf("there"));
-        EXPECT_EQ(sent->wait().count, 5u);
-        EXPECT_EQ(startWrite(peer, bytesOf("and back"))->wait().count, 8u);
-        EXPECT_EQ(port.read(8).data, bytesOf("and back"));
+        send(port.get(), peer, "there");
+        send(peer, port.get(), "and back");
     }
 };
 
@@ -72,11 +67,11 @@ TEST_F(Pipe, LastsAtItsClientEndAsLongAsItsServer) {
     EXPECT_EQ(port.lines(), DWORD{MS_CTS_ON | MS_DSR_ON | MS_RLSD_ON});
 
     EXPECT_EQ(WaitForSingleObject(device.changed(), 0), DWORD{WAIT_OBJECT_0}) << "of the mode, by the connection";
-    EXPECT_EQ(startWrite(server.get(), bytesOf("bye"))->wait().error, 0u);
+    EXPECT_EQ(startWrite(server.get(), "bye")->wait().error, 0u);
     server.reset();
     EXPECT_EQ(WaitForSingleObject(device.changed(), kPatience), DWORD{WAIT_OBJECT_0});
     EXPECT_EQ(client.mode(), kListening);
-    EXPECT_EQ(port.read(3).data, bytesOf("bye"));
+    EXPECT_EQ(port.read(3).data, "bye");
     EXPECT_EQ(port.lines(), 0u);
 }
 
@@ -84,15 +79,15 @@ TEST_F(Pipe, TakesAtItsServerEndOneClientAfterTheOther) {
     connect(createPipe(), true);
     const SerialClient port(device.portName());
     EXPECT_EQ(port.lines(), 0u);
-    const auto early = port.startWrite(bytesOf("waiting"));
+    const auto early = port.startWrite("waiting");
     EXPECT_FALSE(early->done());
 
     auto first = openPipe();
-    EXPECT_EQ(startRead(first.get(), 7)->wait().data, bytesOf("waiting"));
-    EXPECT_EQ(startWrite(first.get(), bytesOf("bye"))->wait().error, 0u);
+    EXPECT_EQ(startRead(first.get(), 7)->wait().data, "waiting");
+    EXPECT_EQ(startWrite(first.get(), "bye")->wait().error, 0u);
     first.reset();
     const auto second = openPipe();
-    EXPECT_EQ(port.read(3).data, bytesOf("bye"));
+    EXPECT_EQ(port.read(3).data, "bye");
     exchange(port, second.get());
     EXPECT_EQ(client.mode(), kPipe);
     EXPECT_EQ(client.ask<protocol::TrafficCounters>(Query::Traffic).connections, 2u);

@@ -35,10 +35,7 @@ TEST_F(PortName, IsNotTakenFromAnother) {
 // The library removes the old name before it tells the driver of the new one.
 TEST_F(PortName, IsKeptWhenNobodyCouldOpenTheNewOne) {
     const auto key = L"SYSTEM\\CurrentControlSet\\Enum\\" + device.instanceId() + L"\\Device Parameters";
-    for (const auto& name :
-         {std::wstring(), std::wstring(L"A\\B"), std::wstring(L"A/B"), std::wstring(L"COM250 "),
-          std::wstring(L"COM250."), std::wstring(L"COM25?"), std::wstring(L"COM250\0X", 8),
-          std::wstring(256, L'C')}) {
+    for (const std::wstring name : {L"", L"A\\B", L"COM250 ", L"COM25?"}) {
         EXPECT_TRUE(DefineDosDeviceW(DDD_REMOVE_DEFINITION, device.portName().c_str(), nullptr));
         EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"PortName", REG_SZ, L"A", 4), ERROR_SUCCESS);
         EXPECT_EQ(rename(client, name), DWORD{ERROR_INVALID_NAME}) << name.size();

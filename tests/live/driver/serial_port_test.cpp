@@ -1,5 +1,5 @@
 // The port as a program that knows only serial ports sees it.
-#include "serial_client.h"
+#include "control_client.h"
 
 namespace zorvan::test {
 namespace {
@@ -79,14 +79,14 @@ TEST_F(SerialPort, EndsAReadAsItsTimeOutsSay) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        EXPECT_EQ(there.write(bytesOf(row.before)).error, 0u);
+        EXPECT_EQ(there.write(row.before).error, 0u);
         auto timeouts = row.timeouts;
         EXPECT_TRUE(SetCommTimeouts(here.get(), &timeouts));
         const auto read = here.startRead(4);
-        EXPECT_EQ(there.write(bytesOf(row.after)).error, 0u);
+        EXPECT_EQ(there.write(row.after).error, 0u);
         const auto result = read->wait();
         EXPECT_EQ(result.error, 0u);
-        EXPECT_EQ(result.data, bytesOf(row.read));
+        EXPECT_EQ(result.data, row.read);
         EXPECT_TRUE(PurgeComm(here.get(), PURGE_RXCLEAR));
     }
     COMMTIMEOUTS contradiction{MAXDWORD, MAXDWORD, MAXDWORD, 0, 0};
@@ -95,12 +95,12 @@ TEST_F(SerialPort, EndsAReadAsItsTimeOutsSay) {
 
 TEST_F(SerialPort, KeepsAWriteUntilSomebodyTakesIt) {
     there.close();
-    const auto taken = here.startWrite(bytesOf("early"));
+    const auto taken = here.startWrite("early");
     EXPECT_FALSE(taken->done());
-    EXPECT_EQ(SerialClient(partnerDevice.portName()).read(5).data, bytesOf("early"));
+    EXPECT_EQ(SerialClient(partnerDevice.portName()).read(5).data, "early");
     EXPECT_EQ(taken->wait().count, 5u);
 
-    const auto dropped = here.startWrite(bytesOf("nobody"));
+    const auto dropped = here.startWrite("nobody");
     EXPECT_FALSE(dropped->done());
     COMSTAT state{};
     EXPECT_TRUE(ClearCommError(here.get(), nullptr, &state));
@@ -114,7 +114,7 @@ TEST_F(SerialPort, KeepsAWriteUntilSomebodyTakesIt) {
     overflow(0);
     COMMTIMEOUTS timeouts{0, 0, 0, 0, 50};
     EXPECT_TRUE(SetCommTimeouts(here.get(), &timeouts));
-    EXPECT_EQ(here.write(bytesOf("nobody")).count, 0u);
+    EXPECT_EQ(here.write("nobody").count, 0u);
 }
 
 TEST_F(SerialPort, EndsRequestsForTheRightReason) {
@@ -127,7 +127,7 @@ TEST_F(SerialPort, EndsRequestsForTheRightReason) {
     const auto removed = there.startRead(5);
     partnerDevice.remove();
     EXPECT_EQ(removed->wait().error, kNoSuchDevice);
-    const auto closed = here.startWrite(bytesOf("nobody is there"));
+    const auto closed = here.startWrite("nobody is there");
     here.close();
     EXPECT_EQ(closed->wait().error, DWORD{ERROR_OPERATION_ABORTED});
 }
@@ -137,16 +137,16 @@ TEST_F(SerialPort, TellsOfEvents) {
     EXPECT_EQ(here.startWaitForEvent()->wait().error, DWORD{ERROR_INVALID_PARAMETER}) << "nothing to wait for";
 
     ASSERT_TRUE(SetCommMask(here.get(), EV_RXCHAR | EV_RXFLAG | EV_TXEMPTY));
-    EXPECT_EQ(there.write(bytesOf("before")).error, 0u);
+    EXPECT_EQ(there.write("before").error, 0u);
     EXPECT_EQ(here.startWaitForEvent()->waitForEvent(), DWORD{EV_RXCHAR});
     auto waiting = here.startWaitForEvent();
     EXPECT_FALSE(waiting->done());
     EXPECT_EQ(here.startWaitForEvent()->wait().error, DWORD{ERROR_INVALID_PARAMETER}) << "one at a time";
-    EXPECT_EQ(there.write(bytesOf("!")).error, 0u);
+    EXPECT_EQ(there.write("!").error, 0u);
     EXPECT_EQ(waiting->waitForEvent(), DWORD{EV_RXCHAR | EV_RXFLAG});
 
     waiting = here.startWaitForEvent();
-    EXPECT_EQ(here.write(bytesOf("sent")).error, 0u);
+    EXPECT_EQ(here.write("sent").error, 0u);
     EXPECT_EQ(waiting->waitForEvent(), DWORD{EV_TXEMPTY});
 
     waiting = here.startWaitForEvent();

@@ -7,28 +7,10 @@
 namespace zorvan::test {
 
 std::set<std::wstring> presentPortNames() {
-    ComPtr<IDeviceCollection> devices;
-    check(createLibrary()->get_devicesCollection(&devices), "devicesCollection");
-    VARIANT index{};
-    index.vt = VT_I4;
     std::set<std::wstring> names;
-    ComPtr<IVirtualSerialDevice> device;
-    while (SUCCEEDED(devices->get_Item(index, device.ReleaseAndGetAddressOf()))) {
-        names.insert(portName(*device.Get()));
-        ++index.lVal;
-    }
+    for (const auto& device : devicesOf(*createRegisteredLibrary()))
+        names.insert(portName(*device));
     return names;
-}
-
-bool becomesTrue(const std::function<bool()>& condition) {
-    constexpr ULONGLONG kPatience = 20'000; // milliseconds
-    const auto deadline = GetTickCount64() + kPatience;
-    while (!condition()) {
-        if (GetTickCount64() > deadline)
-            return false;
-        Sleep(1);
-    }
-    return true;
 }
 
 void runScript(const std::wstring& script, const std::string& lastWords) {

@@ -1,6 +1,6 @@
 // Loading, using and unloading the library over and over: nothing of it may stay behind in the process.
 #include "client.h"
-#include "soak/event_watch.h"
+#include "support/event_watch.h"
 #include "support/port_control.h"
 #include "support/process_figures.h"
 
@@ -13,7 +13,7 @@ namespace zorvan::test {
 
 namespace {
 
-using Library = ComPtr<IVirtualSerialLibrary>;
+using Library = ComPointer<IVirtualSerialLibrary>;
 
 bool isLoaded() {
     return GetModuleHandleW(L"zorvanlib.dll") != nullptr;
@@ -32,13 +32,13 @@ Function* entryPoint(HMODULE module, const char* name) {
 }
 
 Library createLibraryOf(HMODULE module) {
-    ComPtr<IClassFactory> factory;
+    ComPointer<IClassFactory> factory;
     Library library;
-    check(
+    require(
         entryPoint<decltype(DllGetClassObject)>(module, "DllGetClassObject")(
-            __uuidof(VirtualSerialLibrary), IID_PPV_ARGS(factory.GetAddressOf())),
+            __uuidof(VirtualSerialLibrary), IID_PPV_ARGS(factory.put())),
         "DllGetClassObject");
-    check(factory->CreateInstance(nullptr, IID_PPV_ARGS(library.GetAddressOf())), "CreateInstance");
+    require(factory->CreateInstance(nullptr, IID_PPV_ARGS(library.put())), "CreateInstance");
     return library;
 }
 
@@ -49,28 +49,21 @@ bool isWindowClass(HMODULE module) {
     return GetClassInfoExW(module, L"ZorvanlibEventWindow", &windowClass) != FALSE;
 }
 
-devkit::ProcessFigures figuresOfThisProcess() {
-    for (const auto& process : devkit::runningProcesses())
-        if (process.id == GetCurrentProcessId())
-            return process.figures;
-    throw std::runtime_error("this process is not among those that run");
-}
-
 // The first rounds are not counted: the system keeps some things from the first uses on. Threads of the system's own,
 // such as the one that delivers notifications, end a little later than their last use.
 void expectNothingIsLeft(int rounds, const std::function<void()>& round) {
     constexpr int kWarmUp = 5;
     for (int i = 0; i < kWarmUp; ++i)
         round();
-    const auto before = figuresOfThisProcess();
+    const auto before = devkit::thisProcess();
     for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i)
         round();
     EXPECT_TRUE(becomesTrue([&] {
-        const auto now = figuresOfThisProcess();
+        const auto now = devkit::thisProcess();
         return now.threads <= before.threads && now.handles <= before.handles;
     })) << "before: "
-        << before.threads << " threads, " << before.handles << " handles; now: " << figuresOfThisProcess().threads
-        << ", " << figuresOfThisProcess().handles;
+        << before.threads << " threads, " << before.handles << " handles; now: " << devkit::thisProcess().threads
+        << ", " << devkit::thisProcess().handles;
 }
 
 // Another process makes the ports: COM must not have loaded the library into this one.
@@ -92,18 +85,16 @@ void loadUseAndUnload() {
     const auto canUnload = entryPoint<decltype(DllCanUnloadNow)>(module, "DllCanUnloadNow");
     {
         const auto library = createLibraryOf(module);
-        const devkit::EventWatch watch(library);
-        auto name = std::wstring(L"devicesArray");
-        auto* names = name.data();
+        const auto watch = makeComObject<EventWatch>();
+        EXPECT_EQ(S_OK, library->addListener(watch.get()));
         DISPID id = 0;
-        EXPECT_EQ(S_OK, library->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id));
+        EXPECT_EQ(S_OK, dispatchId(*library, L"devicesArray", id));
         // A failing call: inside the library it is an exception, of which nothing may stay behind either.
-        VARIANT number{};
-        number.vt = VT_I4;
-        ComPtr<IVirtualSerialDevice> none;
-        EXPECT_EQ(E_INVALIDARG, library->createDevice(number, &none));
+        ComPointer<IVirtualSerialDevice> none;
+        EXPECT_EQ(E_INVALIDARG, library->createDevice(Variant(0L), none.put()));
         EXPECT_TRUE(isWindowClass(module));
         EXPECT_EQ(S_FALSE, canUnload());
+        EXPECT_EQ(S_OK, library->removeListener(watch.get()));
     }
     EXPECT_EQ(S_OK, canUnload());
     EXPECT_FALSE(isWindowClass(module));
@@ -123,7 +114,7 @@ public:
     HRESULT STDMETHODCALLTYPE added(SAFEARRAY*) noexcept override { return S_OK; }
     HRESULT STDMETHODCALLTYPE deleted(SAFEARRAY*) noexcept override { return S_OK; }
     HRESULT STDMETHODCALLTYPE changed(IVirtualSerialDevice*, ChangeMode) noexcept override {
-        library_.Reset();
+        library_ = {};
         return S_OK;
     }
 

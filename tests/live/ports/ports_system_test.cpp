@@ -63,14 +63,14 @@ Traces tracesOf(unsigned number) {
 }
 
 HRESULT rename(IVirtualSerialDevice& device, const wchar_t* name) {
-    return device.put_portName(makeBstr(name).get());
+    return device.put_portName(Bstr(name).get());
 }
 
 using PortsSystemTest = SystemTest;
 
 TEST_F(PortsSystemTest, EverythingFollowsTheName) {
     auto& device = create(L"COM90");
-    const auto path = textOf(device, &IVirtualSerialDevice::get_path);
+    const auto path = readText(device, &IVirtualSerialDevice::get_path);
     ASSERT_EQ(kAll, tracesOf(90));
     ASSERT_EQ(Traces{}, tracesOf(91));
     {
@@ -80,7 +80,7 @@ TEST_F(PortsSystemTest, EverythingFollowsTheName) {
         EXPECT_NE(0, GetCommState(port.get(), &settings)) << "a port that is open stays usable";
     }
     EXPECT_EQ(L"COM91", portName(device));
-    EXPECT_EQ(path, textOf(device, &IVirtualSerialDevice::get_path));
+    EXPECT_EQ(path, readText(device, &IVirtualSerialDevice::get_path));
     EXPECT_EQ(Traces{}, tracesOf(90));
     EXPECT_EQ(kAll, tracesOf(91));
 

@@ -22,18 +22,14 @@ void visit(IVirtualSerialDevice& device) {
           &IVirtualSerialDevice::get_inputFileName, &IVirtualSerialDevice::get_outputFileName,
           &IVirtualSerialDevice::get_remoteServer, &IVirtualSerialDevice::get_remotePort,
           &IVirtualSerialDevice::get_remoteEndpoint}) {
-        BSTR text = nullptr;
-        const HRESULT result = (device.*property)(&text);
-        const Bstr owner(text);
-        expect(SUCCEEDED(result) || text == nullptr, "that an error comes without a text");
+        Bstr text;
+        expect(
+            SUCCEEDED((device.*property)(text.put())) || text.get() == nullptr, "that an error comes without a text");
     }
-    ComPtr<IVirtualSerialDevice> pair;
-    const HRESULT result = device.get_pair(&pair);
-    expect(SUCCEEDED(result) == (pair != nullptr), "that there is a pair or an error");
-    ComPtr<ISocket> socket;
-    ComPtr<IPin> pin;
-    check(device.get_remoteSocket(&socket), "remoteSocket");
-    check(socket->get_RI(&pin), "RI");
+    ComPointer<IVirtualSerialDevice> pair;
+    const HRESULT result = device.get_pair(pair.put());
+    expect(SUCCEEDED(result) == static_cast<bool>(pair), "that there is a pair or an error");
+    readObject(*readObject(device, &IVirtualSerialDevice::get_remoteSocket), &ISocket::get_RI);
     double probability = 0;
     const HRESULT set = device.put_crossoverProbability(0);
     const HRESULT read = device.get_crossoverProbability(&probability);
@@ -41,17 +37,9 @@ void visit(IVirtualSerialDevice& device) {
 }
 
 void visitAll(IVirtualSerialLibrary& library) {
-    ComPtr<IDispatch> array;
-    check(library.get_devicesArray(&array), "devicesArray");
-    ComPtr<IDeviceCollection> devices;
-    check(library.get_devicesCollection(&devices), "devicesCollection");
-    VARIANT index{};
-    index.vt = VT_I4;
-    ComPtr<IVirtualSerialDevice> device;
-    while (SUCCEEDED(devices->get_Item(index, device.ReleaseAndGetAddressOf()))) {
-        visit(*device.Get());
-        ++index.lVal;
-    }
+    readObject(library, &IVirtualSerialLibrary::get_devicesArray);
+    for (const auto& device : devicesOf(library))
+        visit(*device);
 }
 
 using StressSystemTest = SystemTest;
@@ -60,7 +48,7 @@ TEST_F(StressSystemTest, EverythingFromSixteenThreads) {
     std::vector<std::future<void>> threads;
     for (int i = 0; i < kOwners; ++i)
         threads.push_back(std::async(std::launch::async, [this] {
-            devkit::Rounds rounds(library_, false);
+            Rounds rounds(library_, false);
             for (int round = 0; round < kRounds; ++round)
                 rounds.run();
         }));
@@ -68,7 +56,7 @@ TEST_F(StressSystemTest, EverythingFromSixteenThreads) {
     for (int i = 0; i < kVisitors; ++i)
         threads.push_back(std::async(std::launch::async, [&] {
             while (working) {
-                visitAll(*library_.Get());
+                visitAll(*library_);
                 Sleep(100); // leave the owners time to work
             }
         }));

@@ -1,7 +1,9 @@
-// What a client of the library needs to be written shortly: guards for what it is given, and late-bound calls.
+// What a client of the library needs to be written shortly: guards for what it is given, ports of its own, and
+// late-bound calls. What fails throws, where nothing else is said; in a test, that ends it as failed.
 #pragma once
 
 #include "base/com_pointer.h"
+#include "expect.h"
 
 #include <windows.h>
 
@@ -15,7 +17,7 @@
 #include <string>
 #include <vector>
 
-namespace zorvan::simulation {
+namespace zorvan::test {
 
 // A string that the library returns, or one to give to it.
 class Bstr {
@@ -55,6 +57,9 @@ public:
     static Variant omitted();
 };
 
+// In ASCII.
+std::string describe(const std::wstring& text);
+
 // Names and members as a script host uses them.
 HRESULT dispatchId(IDispatch& object, const wchar_t* name, DISPID& id);
 HRESULT dispatch(IDispatch& object, const wchar_t* name, WORD flags, std::vector<Variant> arguments, VARIANT* result);
@@ -71,27 +76,24 @@ inline std::ostream& operator<<(std::ostream& stream, Result result) {
 }
 
 #define EXPECT_RESULT(expected, call)                                                                                \
-    EXPECT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
+    EXPECT_EQ(::zorvan::test::Result{static_cast<HRESULT>(expected)}, ::zorvan::test::Result{call})
 #define ASSERT_RESULT(expected, call)                                                                                \
-    ASSERT_EQ(::zorvan::simulation::Result{static_cast<HRESULT>(expected)}, ::zorvan::simulation::Result{call})
+    ASSERT_EQ(::zorvan::test::Result{static_cast<HRESULT>(expected)}, ::zorvan::test::Result{call})
 
 // The value of a property that must be readable: read(*device, &IVirtualSerialDevice::get_mode).
 template <class Object, class Interface, class Value>
 Value read(Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(Value*)) {
     Value value{};
-    EXPECT_RESULT(S_OK, (object.*getter)(&value));
+    require((object.*getter)(&value), "reading a value");
     return value;
 }
 
 template <class Object, class Interface>
 std::wstring readText(Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(BSTR*)) {
     Bstr text;
-    EXPECT_RESULT(S_OK, (object.*getter)(text.put()));
+    require((object.*getter)(text.put()), "reading a text");
     return text.text();
 }
-
-// For what the rest of a test cannot do without: throws, which ends the test as failed.
-void require(HRESULT result, const char* what);
 
 template <class Object, class Interface, class Value>
 ComPointer<Value> readObject(Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(Value**)) {
@@ -100,4 +102,31 @@ ComPointer<Value> readObject(Object& object, HRESULT (STDMETHODCALLTYPE Interfac
     return value;
 }
 
-} // namespace zorvan::simulation
+inline std::wstring portName(IVirtualSerialDevice& device) {
+    return readText(device, &IVirtualSerialDevice::get_portName);
+}
+
+// The devices that the library object knows now.
+std::vector<ComPointer<IVirtualSerialDevice>> devicesOf(IVirtualSerialLibrary& library);
+
+// As the system registers it.
+ComPointer<IVirtualSerialLibrary> createRegisteredLibrary();
+
+// A port that is deleted with this, unless it was deleted before.
+class OwnPort {
+public:
+    // Without a name, the number is of the system's choice.
+    explicit OwnPort(IVirtualSerialLibrary& library, const wchar_t* name = nullptr);
+    OwnPort(const OwnPort&) = delete;
+    OwnPort& operator=(const OwnPort&) = delete;
+    ~OwnPort();
+
+    IVirtualSerialDevice& device() const { return *device_; }
+    void remove();
+
+private:
+    ComPointer<IVirtualSerialDevice> device_;
+    bool removed_ = false;
+};
+
+} // namespace zorvan::test

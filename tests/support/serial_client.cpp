@@ -1,14 +1,14 @@
 #include "serial_client.h"
 
+#include "expect.h"
+
+#include <algorithm>
 #include <cstring>
+#include <random>
 
 namespace zorvan::test {
 
-Data bytesOf(std::string_view text) {
-    return Data(text.begin(), text.end());
-}
-
-Request::Request(HANDLE file, Data data)
+Request::Request(HANDLE file, std::string data)
     : file_(file), event_(CreateEventW(nullptr, TRUE, FALSE, nullptr)), data_(std::move(data)) {
     overlapped_.hEvent = event_.get();
 }
@@ -25,15 +25,15 @@ void Request::started(BOOL result) {
     waited_ = error_ != ERROR_SUCCESS;
 }
 
-Result Request::wait(DWORD patience) {
+Transfer Request::wait() {
     if (error_ != ERROR_SUCCESS)
         return {error_, {}};
-    if (WaitForSingleObject(event_.get(), patience) != WAIT_OBJECT_0)
+    if (WaitForSingleObject(event_.get(), kPatience) != WAIT_OBJECT_0)
         return {WAIT_TIMEOUT, {}};
     waited_ = true;
     DWORD count = 0;
     const auto error = GetOverlappedResult(file_, &overlapped_, &count, FALSE) ? ERROR_SUCCESS : GetLastError();
-    return {error, Data(data_.begin(), data_.begin() + static_cast<std::ptrdiff_t>(count)), count};
+    return {error, data_.substr(0, count), count};
 }
 
 DWORD Request::waitForEvent() {
@@ -45,23 +45,53 @@ DWORD Request::waitForEvent() {
 }
 
 std::unique_ptr<Request> startRead(HANDLE file, std::size_t size) {
-    auto request = std::make_unique<Request>(file, Data(size));
+    auto request = std::make_unique<Request>(file, std::string(size, '\0'));
     request->started(
         ReadFile(file, request->data().data(), static_cast<DWORD>(size), nullptr, request->overlapped()));
     return request;
 }
 
-std::unique_ptr<Request> startWrite(HANDLE file, const Data& data) {
+std::unique_ptr<Request> startWrite(HANDLE file, const std::string& data) {
     auto request = std::make_unique<Request>(file, data);
     request->started(
         WriteFile(file, request->data().data(), static_cast<DWORD>(data.size()), nullptr, request->overlapped()));
     return request;
 }
 
-SerialClient::SerialClient(const std::wstring& portName)
-    : port_(fileHandle(CreateFileW(
-          (L"\\\\.\\" + portName).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-          FILE_FLAG_OVERLAPPED, nullptr))) {
+// A pipe hands out what it has.
+void send(HANDLE from, HANDLE to, const std::string& data) {
+    const auto write = startWrite(from, data);
+    std::string arrived;
+    while (arrived.size() < data.size()) {
+        const auto piece = startRead(to, data.size() - arrived.size())->wait();
+        expect(piece.error == ERROR_SUCCESS && piece.count != 0, "that bytes arrive");
+        arrived += piece.data;
+    }
+    expect(write->wait().count == data.size(), "how much was written");
+    expect(arrived == data, "that what arrives is what was sent");
+}
+
+std::string randomBytes(std::size_t size, unsigned seed) {
+    std::minstd_rand random(seed);
+    std::string bytes(size, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() >> 8); });
+    return bytes;
+}
+
+UniqueHandle openFile(const std::wstring& path, DWORD access, DWORD sharing) {
+    return fileHandle(
+        CreateFileW(path.c_str(), access, sharing, nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+}
+
+TemporaryFile::TemporaryFile(const std::string& content) : name_(MAX_PATH, L'\0') {
+    wchar_t folder[MAX_PATH];
+    expect(GetTempPathW(MAX_PATH, folder) != 0, "the folder for temporary files");
+    expect(GetTempFileNameW(folder, L"zvl", 0, name_.data()) != 0, "a temporary file");
+    name_.resize(name_.find(L'\0'));
+    expect(startWrite(openFile(name_).get(), content)->wait().count == content.size(), "writing");
+}
+
+SerialClient::SerialClient(const std::wstring& portName) : port_(openFile(L"\\\\.\\" + portName)) {
     configure([](DCB&) {}); // fails for a second opener, too
 }
 
@@ -74,7 +104,7 @@ void SerialClient::configure(const std::function<void(DCB&)>& change) const {
 }
 
 std::unique_ptr<Request> SerialClient::startWaitForEvent() const {
-    auto request = std::make_unique<Request>(get(), Data(sizeof(DWORD)));
+    auto request = std::make_unique<Request>(get(), std::string(sizeof(DWORD), '\0'));
     request->started(WaitCommEvent(get(), reinterpret_cast<DWORD*>(request->data().data()), request->overlapped()));
     return request;
 }
