@@ -16,11 +16,14 @@ using Simulation = SimulationTest;
 TEST_F(Simulation, NoticesWhatIsNotGivenBackOrGivenBackTwice) {
     const auto closeHandle = SimulatedFunction::find<decltype(CloseHandle)>("CloseHandle");
     HANDLE event = SimulatedFunction::find<decltype(CreateEventW)>("CreateEventW")(nullptr, FALSE, FALSE, nullptr);
+    const long blocks = Heap::blocks();
     BSTR text = SimulatedFunction::find<decltype(SysAllocStringLen)>("SysAllocStringLen")(L"text", 4);
-    EXPECT_EQ(machine.held(), (Held{"string \"text\"", "handle"}));
+    EXPECT_EQ(machine.held(), Held{"handle"});
+    EXPECT_EQ(Heap::blocks(), blocks + 1);
     EXPECT_TRUE(closeHandle(event));
-    SysFreeString(text); // the system's own: anyone may free it
+    SysFreeString(text);
     EXPECT_EQ(machine.held(), Held());
+    EXPECT_EQ(Heap::blocks(), blocks);
     // Not the event's value, which may have gone to another object of the process meanwhile.
     EXPECT_NONFATAL_FAILURE(closeHandle(reinterpret_cast<HANDLE>(0x7FFFFFF0)), "a closed handle");
 }

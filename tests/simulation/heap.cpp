@@ -8,8 +8,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <stdexcept>
+
 #include <windows.h>
 #include <malloc.h>
+#include <objbase.h>
+
+// No header of mingw-w64 declares it.
+extern "C" __declspec(dllimport) void WINAPI SetOaNoCache();
 
 namespace zorvan::simulation {
 
@@ -52,6 +58,48 @@ void* counted(void* block) {
     return block;
 }
 
+void freed(void* block) {
+    if (block != nullptr)
+        --liveBlocks;
+}
+
+// Is told of each block of the COM allocator, whoever allocates or frees it. Lives as long as the process.
+class AllocatorSpy : public IMallocSpy {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
+        *object = this; // nobody asks for more than this
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
+    void* STDMETHODCALLTYPE PostAlloc(void* block) override { return counted(block); }
+    void* STDMETHODCALLTYPE PreFree(void* block, BOOL) override {
+        freed(block);
+        return block;
+    }
+    void STDMETHODCALLTYPE PostFree(BOOL) override {}
+    SIZE_T STDMETHODCALLTYPE PreRealloc(void* block, SIZE_T size, void** given, BOOL) override {
+        freed(*given = block);
+        return size;
+    }
+    void* STDMETHODCALLTYPE PostRealloc(void* block, BOOL) override { return counted(block); }
+    void* STDMETHODCALLTYPE PreGetSize(void* block, BOOL) override { return block; }
+    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T size, BOOL) override { return size; }
+    void* STDMETHODCALLTYPE PreDidAlloc(void* block, BOOL) override { return block; }
+    int STDMETHODCALLTYPE PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+    void STDMETHODCALLTYPE PreHeapMinimize() override {}
+    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+};
+
+// Once: the allocator does not part with a spy while blocks live that it has seen.
+bool installSpy() {
+    static AllocatorSpy spy;
+    SetOaNoCache(); // OLE Automation keeps freed strings for itself otherwise
+    return SUCCEEDED(CoRegisterMallocSpy(&spy));
+}
+
 SIMULATE_SILENTLY(void*, malloc, std::size_t size) {
     if (isToFail())
         return nullptr;
@@ -80,17 +128,17 @@ SIMULATE_SILENTLY(LPVOID, HeapAlloc, HANDLE heap, DWORD flags, SIZE_T size) {
 }
 
 SIMULATE_SILENTLY(void, free, void* block) {
-    if (block != nullptr) {
-        --liveBlocks;
+    freed(block);
+    if (block != nullptr)
         lookForSecret(block, _msize(block));
-    }
     std::free(block);
 }
 
 } // namespace
 
 long Heap::blocks() {
-    return liveBlocks;
+    static const bool installed = installSpy();
+    return installed ? long{liveBlocks} : throw std::runtime_error("the allocator takes no spy");
 }
 
 bool Heap::failAllocation(long nth) {

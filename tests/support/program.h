@@ -8,11 +8,10 @@ namespace zorvan::test {
 std::string readFile(const std::wstring& path);
 
 struct ProgramResult {
-    unsigned long exitCode;
+    int exitCode;
     std::string output; // with its errors; lines end as in a text file of Unix
 };
 
-// Throws when the program cannot be started or has not ended after a minute; it is ended then.
 ProgramResult runProgram(const std::wstring& commandLine);
 
 } // namespace zorvan::test

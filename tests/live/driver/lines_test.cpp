@@ -60,25 +60,5 @@ TEST_F(Lines, FollowTheWiring) {
         pinRecord({0x0200, 0, 0, 0, 0, 0, 0x0026, 0, 0, 0x1010, 0, 0}));
 }
 
-TEST_F(Lines, AreEventsWhenTheyChange) {
-    wire(client, {0, 0, 0, 0, 0, 0, 0x06, 0, 0, 0x30, 0, 0}); // DTR drives DSR and DCD, RTS drives CTS and RI
-    const struct {
-        DWORD mask;
-        DWORD command;
-    } rows[] = {
-        {EV_CTS, CLRRTS}, {EV_RING, SETRTS}, {EV_DSR, CLRDTR}, {EV_RLSD, SETDTR}, {EV_BREAK, SETBREAK},
-    };
-    for (const auto& row : rows) {
-        ASSERT_TRUE(SetCommMask(here.get(), row.mask));
-        const auto event = here.startWaitForEvent();
-        EXPECT_FALSE(event->done()) << row.mask;
-        EXPECT_TRUE(EscapeCommFunction(there.get(), row.command));
-        EXPECT_EQ(event->waitForEvent(), row.mask);
-    }
-    DWORD errors = 0;
-    EXPECT_TRUE(ClearCommError(here.get(), &errors, nullptr));
-    EXPECT_EQ(errors, DWORD{CE_BREAK});
-}
-
 } // namespace
 } // namespace zorvan::test

@@ -4,7 +4,7 @@
 #include "support/port_control.h"
 #include "support/process_figures.h"
 
-#include "support/child_process.h"
+#include "support/program.h"
 #include "support/test_main.h"
 
 #include <bit>
@@ -140,8 +140,7 @@ TEST_F(LoadUnloadSystemTest, LastReleaseInsideAListener) {
 }
 
 TEST_F(LoadUnloadSystemTest, LastReleaseWhileTheProcessEnds) {
-    const ChildProcess client(L"rundll32.exe " + siblingPath(L"late_client.dll") + L",keepLibrary");
-    EXPECT_EQ(client.exitCode(), 0U);
+    EXPECT_EQ(runProgram(L"rundll32.exe " + siblingPath(L"late_client.dll") + L",keepLibrary").exitCode, 0);
 }
 
 TEST_F(LoadUnloadSystemTest, DoesNotLoadWithoutAPlaceForExceptions) {

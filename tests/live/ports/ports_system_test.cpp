@@ -165,13 +165,13 @@ TEST_F(PortsSystemTest, LeftoversAreRemovedAndNamed) {
     leaveNode(L"", L"COM92");
     ASSERT_EQ(ERROR_SUCCESS, ComDBClaimPort(openDatabase().get(), 91, TRUE, nullptr));
     const auto doctor = L"\"" + siblingPath(L"..\\portwright.exe") + L"\" doctor";
-    EXPECT_EQ(1U, runProgram(doctor).exitCode) << "there are leftovers";
+    EXPECT_EQ(1, runProgram(doctor).exitCode) << "there are leftovers";
     const auto output = runProgram(doctor + L" --release-stale").output;
     EXPECT_NE(std::string::npos, output.find("COM90    removed: device node ROOT\\PORTS\\0000")) << output;
     EXPECT_NE(std::string::npos, output.find("(none)   removed: device node ROOT\\PORTS\\0001")) << output;
     EXPECT_NE(std::string::npos, output.find("COM91    released")) << output;
     EXPECT_EQ(std::string::npos, output.find("COM92")) << "that is another maker's: " << output;
-    EXPECT_EQ(0U, runProgram(doctor).exitCode) << "nothing is left";
+    EXPECT_EQ(0, runProgram(doctor).exitCode) << "nothing is left";
     removeNode(L"ROOT\\PORTS\\0002");
 }
 

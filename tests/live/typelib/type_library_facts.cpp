@@ -45,16 +45,16 @@ using TypeAttributes = Lent<TYPEATTR, &ITypeInfo::GetTypeAttr, &ITypeInfo::Relea
 using Function = Lent<FUNCDESC, &ITypeInfo::GetFuncDesc, &ITypeInfo::ReleaseFuncDesc>;
 using Variable = Lent<VARDESC, &ITypeInfo::GetVarDesc, &ITypeInfo::ReleaseVarDesc>;
 
-std::string nameOf(ITypeInfo& type, MEMBERID member = MEMBERID_NIL) {
+// The name and the help string.
+std::pair<std::string, std::string> documentationOf(ITypeInfo& type, MEMBERID member = MEMBERID_NIL) {
     BSTR name = nullptr;
-    throwIfFailed(type.GetDocumentation(member, &name, nullptr, nullptr, nullptr));
-    return takeText(name);
+    BSTR help = nullptr;
+    throwIfFailed(type.GetDocumentation(member, &name, &help, nullptr, nullptr));
+    return {takeText(name), takeText(help)};
 }
 
-std::string helpOf(ITypeInfo& type, MEMBERID member = MEMBERID_NIL) {
-    BSTR help = nullptr;
-    throwIfFailed(type.GetDocumentation(member, nullptr, &help, nullptr, nullptr));
-    return takeText(help);
+std::string nameOf(ITypeInfo& type, MEMBERID member = MEMBERID_NIL) {
+    return documentationOf(type, member).first;
 }
 
 ComPointer<ITypeInfo> referencedType(ITypeInfo& type, HREFTYPE reference) {
@@ -153,7 +153,7 @@ Member memberOf(ITypeInfo& type, UINT index, int inheritedSlots) {
         "",
         kKinds.at(function->invkind),
         takeValue(type, function, parameters),
-        helpOf(type, function->memid),
+        documentationOf(type, function->memid).second,
         function->memid,
         function->oVft / static_cast<int>(sizeof(void*)) + 1 - inheritedSlots};
     for (int i = 0; i < parameters; ++i)
@@ -200,7 +200,7 @@ Type typeOf(ITypeInfo& type) {
         name,
         std::string(kKinds[attributes->typekind]) + " " + name + " " + guidText(attributes->guid) + " flags " +
             std::to_string(TypeAttributes(*vtable)->wTypeFlags),
-        helpOf(type),
+        documentationOf(type).second,
         {},
         {}};
     if (attributes->typekind == TKIND_ENUM)
