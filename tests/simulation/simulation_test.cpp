@@ -37,13 +37,8 @@ ComPointer<IVirtualSerialDevice> SimulationTest::device(IVirtualSerialLibrary& l
 
 std::set<std::wstring> SimulationTest::portNames(IVirtualSerialLibrary& library) {
     std::set<std::wstring> names;
-    const auto all = collection(library);
-    const long count = read(*all, &IDeviceCollection::get_Count);
-    for (long i = 0; i < count; ++i) {
-        ComPointer<IVirtualSerialDevice> device;
-        require(all->get_Item(Variant(i), device.put()), "Item");
-        names.insert(readText(*device, &IVirtualSerialDevice::get_portName));
-    }
+    for (const auto& device : devicesOf(library))
+        names.insert(portName(*device));
     return names;
 }
 
