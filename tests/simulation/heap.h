@@ -1,5 +1,5 @@
-// The library's memory, counted: what it allocates through the C runtime's malloc, whatever language feature asks, and
-// what anyone allocates through COM, such as strings.
+// The library's memory, counted: what it allocates through the C runtime's malloc, whatever language feature asks,
+// and what anyone allocates through COM, such as strings.
 #pragma once
 
 #include <string>
