@@ -12,17 +12,20 @@ set(TYPE_LIBRARY_INCLUDE ${PROJECT_BINARY_DIR}/include)
 set(TYPE_LIBRARY_HEADER ${TYPE_LIBRARY_INCLUDE}/zorvanlib.h)
 set(TYPE_LIBRARY_IDENTIFIERS ${TYPE_LIBRARY_INCLUDE}/zorvanlib_i.c)
 set(TYPE_LIBRARY_TLB ${PROJECT_BINARY_DIR}/typelib/zorvanlib.tlb)
-set(WIDL_COMMAND ${WIDL} -m64 -I/usr/include/wine/wine/windows -L${STDOLE2_DIRECTORY})
+# widl notes the time in the type library and the name of its source in the header: both are the same every time.
+set(WIDL_COMMAND ${CMAKE_COMMAND} -E env WIDL_TIME_OVERRIDE=0
+  ${WIDL} -m64 -I/usr/include/wine/wine/windows -L${STDOLE2_DIRECTORY})
 file(MAKE_DIRECTORY ${TYPE_LIBRARY_INCLUDE} ${PROJECT_BINARY_DIR}/typelib)
 
 # The IDL goes beside the header: it carries the documentation that the generated header lacks.
 add_custom_command(
   OUTPUT
     ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_IDENTIFIERS} ${TYPE_LIBRARY_TLB} ${TYPE_LIBRARY_INCLUDE}/zorvanlib.idl
-  COMMAND ${WIDL_COMMAND} -h -o ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_IDL}
-  COMMAND ${WIDL_COMMAND} -u -o ${TYPE_LIBRARY_IDENTIFIERS} ${TYPE_LIBRARY_IDL}
-  COMMAND ${WIDL_COMMAND} -t -o ${TYPE_LIBRARY_TLB} ${TYPE_LIBRARY_IDL}
+  COMMAND ${WIDL_COMMAND} -h -o ${TYPE_LIBRARY_HEADER} zorvanlib.idl
+  COMMAND ${WIDL_COMMAND} -u -o ${TYPE_LIBRARY_IDENTIFIERS} zorvanlib.idl
+  COMMAND ${WIDL_COMMAND} -t -o ${TYPE_LIBRARY_TLB} zorvanlib.idl
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${TYPE_LIBRARY_IDL} ${TYPE_LIBRARY_INCLUDE}/zorvanlib.idl
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}/src/api
   DEPENDS ${TYPE_LIBRARY_IDL}
   VERBATIM)
 add_custom_target(type_library DEPENDS ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_TLB})
