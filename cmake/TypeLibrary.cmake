@@ -33,5 +33,7 @@ add_custom_target(type_library DEPENDS ${TYPE_LIBRARY_HEADER} ${TYPE_LIBRARY_TLB
 # For whatever includes <zorvanlib.h>: the header and the identifiers. SYSTEM: warnings in generated code are not ours
 # to mend.
 add_library(zorvanlib_client STATIC ${TYPE_LIBRARY_IDENTIFIERS})
-target_include_directories(zorvanlib_client SYSTEM INTERFACE ${TYPE_LIBRARY_INCLUDE})
+add_library(zorvanlib::client ALIAS zorvanlib_client)
+set_target_properties(zorvanlib_client PROPERTIES EXPORT_NAME client)
+target_include_directories(zorvanlib_client SYSTEM INTERFACE $<BUILD_INTERFACE:${TYPE_LIBRARY_INCLUDE}>)
 add_dependencies(zorvanlib_client type_library)

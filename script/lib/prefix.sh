@@ -1,13 +1,13 @@
 # The Wine prefixes in which zorvanlib runs with its development kit. Sourced, not run; needs nothing else sourced.
 #
 #   prefix_provision PREFIX BUILD_DIR   creates the prefix if it is missing and brings it up to date with the build
+#   prefix_prepare PREFIX BUILD_DIR     the same without zorvanlib: with the stand-ins for what Wine lacks alone
 #   prefix_uninstall PREFIX BUILD_DIR   deletes all ports and takes library and driver out of it again
 #   prefix_run PREFIX PROGRAM ARG...    runs a Windows program in it; its exit status is the result
 #   prefix_stop PREFIX                  ends whatever runs in it
 #
-# A provisioned prefix has the stand-ins for what Wine lacks, and zorvanlib installed as a setup program would do it:
-# the driver package in C:\Program Files\zorvanlib and, through the library, in the driver store; the library below it
-# in bin, registered. What a provisioning has put in, and from what, is noted in PREFIX/zorvanlib, so that the next one
+# A provisioned prefix has the stand-ins for what Wine lacks, and zorvanlib with the development driver, both installed by
+# the setup program. What a provisioning has put in, and from what, is noted in PREFIX/zorvanlib, so that the next one
 # does only what has changed since. A folder without the note of its creation is emptied first: PREFIX holds nothing else.
 
 prefix_say() { printf '%s\n' "$@" >&2; }
@@ -42,6 +42,7 @@ prefix_stop() {
 }
 
 prefix_provision() { prefix_alone prefix_bring_up_to_date "$@"; }
+prefix_prepare() { prefix_alone prefix_make_windows "$@"; }
 prefix_uninstall() { prefix_alone prefix_take_out "$@"; }
 
 # prefix_alone COMMAND PREFIX BUILD_DIR: one at a time prepares a prefix. The lock is not handed on to Wine, whose
@@ -77,6 +78,12 @@ prefix_check() {
       return 1
     fi
   done
+  for file in zorvanlib.dll portwright.exe; do
+    if [ "$build_dir/bin/$file" -nt "$(prefix_setup_program)" ]; then
+      prefix_say "error: the setup program is older than $build_dir/bin/$file" "  build it: ninja -C $build_dir setup"
+      return 1
+    fi
+  done
   if [ -e "$prefix" ] && [ ! -O "$prefix" ]; then
     prefix_say "error: $prefix belongs to $(stat -c %U "$prefix"), and Wine refuses it to $(id -un)" \
       "  run this as that user, or remove the folder"
@@ -87,13 +94,17 @@ prefix_check() {
 
 # The steps below share the variables of prefix_alone: prefix, build_dir.
 
-prefix_bring_up_to_date() {
+prefix_make_windows() {
   prefix_create_patiently &&
     prefix_keep_running "$prefix" &&
     prefix_update stand-ins "the stand-ins for what Wine lacks" prefix_install_stand_ins \
-      < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll) &&
+      < <(prefix_fingerprint "$build_dir"/bin/devkit/wine/*.dll)
+}
+
+prefix_bring_up_to_date() {
+  prefix_make_windows &&
     prefix_update library "the library" prefix_install_library \
-      < <(prefix_fingerprint "$build_dir"/bin/zorvanlib.dll) &&
+      < <(prefix_fingerprint "$(prefix_setup_program)") &&
     prefix_update driver "the driver package (this ends what runs there)" prefix_install_driver \
       < <(prefix_fingerprint "$build_dir"/bin/devkit/{driver,difxapi}/*)
 }
@@ -168,20 +179,30 @@ prefix_install_stand_ins() {
     prefix_wine regedit /S "$settings"
 }
 
-# Wine's regsvr32 shows no windows; without /s it says in the log what went wrong.
-prefix_install_library() {
-  prefix_copy "$(prefix_home)/bin" "$build_dir/bin/zorvanlib.dll" && prefix_wine regsvr32 "$prefix_library"
+prefix_setup_program() {
+  printf '%s/package/zorvanlib-%s-setup.exe' "$build_dir" \
+    "$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build_dir/CMakeCache.txt")"
 }
+
+prefix_setup() {
+  local status=0
+  prefix_wine "$(prefix_setup_program)" /S "$@" || status=$?
+  [ $status -eq 0 ] || prefix_say "the setup program ended with status $status: docs/guide.md, Installing, says what it means"
+  return $status
+}
+
+prefix_install_library() { prefix_setup; }
 
 # The ports that exist already get the new files, too. The running driver has them open and keeps the old code, hence
 # the restart.
 prefix_install_driver() {
+  local package=$prefix/zorvanlib/driver-package
   prefix_stop "$prefix" &&
     prefix_keep_running "$prefix" &&
     prefix_replace_installed_driver &&
-    prefix_copy "$(prefix_home)" "$build_dir"/bin/devkit/driver/* &&
-    prefix_copy "$(prefix_home)/bin" "$build_dir/bin/devkit/difxapi/DIFxAPI.dll" &&
-    prefix_portwright install --library "$prefix_library"
+    rm -rf -- "$package" && mkdir -- "$package" &&
+    cp -- "$build_dir"/bin/devkit/{driver/*,difxapi/DIFxAPI.dll} "$package/" &&
+    prefix_setup "/DRIVER=$(prefix_wine winepath -w "$package")"
 }
 
 prefix_replace_installed_driver() {
@@ -193,30 +214,12 @@ prefix_replace_installed_driver() {
   done
 }
 
-prefix_home() { printf '%s' "$prefix/drive_c/Program Files/zorvanlib"; }
-prefix_library='C:\Program Files\zorvanlib\bin\zorvanlib.dll'
-
-prefix_copy() {
-  mkdir -p -- "$1" && cp --remove-destination -- "${@:2}" "$1/"
-}
-
-prefix_portwright() { prefix_wine "$build_dir/bin/portwright.exe" "$@"; }
-
 # What is not there needs no taking out. The notes go first: whatever comes of it, the next provisioning starts anew.
 prefix_take_out() {
-  [ -e "$(prefix_home)/bin/zorvanlib.dll" ] || return 0
+  local log=$prefix/zorvanlib/removal.log
   rm -f "$prefix"/zorvanlib/{library,driver}
-  prefix_take_out_step delete-ports prefix_portwright delete --all &&
-    prefix_take_out_step leftovers prefix_portwright doctor --release-stale &&
-    prefix_take_out_step driver-removal prefix_portwright uninstall --library "$prefix_library" &&
-    prefix_take_out_step library-removal prefix_wine regsvr32 /u "$prefix_library" &&
-    rm -rf -- "$(prefix_home)"
-}
-
-prefix_take_out_step() {
-  local log=$prefix/zorvanlib/$1.log
-  "${@:2}" >"$log" 2>&1 </dev/null && return
-  prefix_say "error: zorvanlib could not be taken out of $prefix; the end of $log:"
-  tail -n 20 "$log" >&2
+  prefix_setup /REMOVE >"$log" 2>&1 </dev/null && return
+  prefix_say "error: zorvanlib could not be taken out of $prefix:"
+  cat "$log" >&2
   return 1
 }
