@@ -1,4 +1,4 @@
-// The type library inside the DLL, compared with the written contract and with the reference.
+// The type library inside the DLL, compared with the written contract.
 #include "type_library_facts.h"
 
 #include "base/com_pointer.h"
@@ -59,44 +59,6 @@ TEST(TypeLibrary, NamesNoParameterOfASetter) {
     BOOL found = TRUE;
     EXPECT_EQ(S_OK, loadTypeLibrary()->IsName(name, 0, &found));
     EXPECT_FALSE(found);
-}
-
-// How the rows of the reference begin, one for each member or constant; a property that is read and written is one.
-std::vector<std::string> rowsOf(const Type& type) {
-    std::vector<std::string> rows;
-    const auto end = type.members.end();
-    for (auto member = type.members.begin(); member != end; ++member) {
-        const auto next = member + 1;
-        const bool hasSecond = next != end && next->id == member->id;
-        rows.push_back(
-            "`" + member->name + member->parameters + "` | " + std::to_string(member->id) + " | " +
-            (hasSecond ? "get, put" : member->kind) +
-            (member->value.empty() ? " | |" : " | `" + member->value + "` |"));
-        if (hasSecond)
-            member = next;
-    }
-    for (const auto& [name, value] : type.constants)
-        rows.push_back("`" + name + "` | " + value + " |");
-    return rows;
-}
-
-TEST(Reference, NamesEveryMemberAndNothingElse) {
-    const auto reference = readFile(SOURCE_FOLDER L"docs/reference.md");
-    std::size_t rows = 0;
-    for (const auto& type : typesOf(*loadTypeLibrary())) {
-        const auto begin = reference.find("\n## " + type.name + "\n");
-        const auto section =
-            begin == std::string::npos ? "" : reference.substr(begin, reference.find("\n## ", begin + 1) - begin);
-        for (const auto& row : rowsOf(type)) {
-            EXPECT_NE(std::string::npos, section.find("\n| " + row)) << type.name << ": " << row;
-            ++rows;
-        }
-    }
-    ASSERT_LT(60U, rows);
-    std::istringstream lines(reference);
-    for (std::string line; std::getline(lines, line);)
-        rows -= line.starts_with("| `") ? 1 : 0;
-    EXPECT_EQ(0U, rows) << "rows of the reference without a member, or twice";
 }
 
 } // namespace
