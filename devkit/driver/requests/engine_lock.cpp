@@ -1,5 +1,7 @@
 #include "engine_lock.h"
 
+#include "base/slim_lock.h"
+
 #include <algorithm>
 #include <array>
 #include <mutex>
@@ -14,7 +16,7 @@ struct Completion {
     Outcome outcome;
 };
 
-std::mutex mutex;
+SlimLock mutex;                      // unlike std::mutex, needs no memory when it is first taken
 std::vector<Completion> completions; // has room for every request that is expected
 std::size_t expected = 0;
 Releasable::Chain releases;
