@@ -65,8 +65,13 @@ bool accept(Port& port, Operation operation, void* request, std::span<std::uint8
 
 } // namespace
 
-const GUID zorvanControlInterface = pnp::kControlInterface;
-const GUID zorvanSerialPortInterface = pnp::kSerialPortInterface;
+const GUID* zorvanControlInterface() {
+    return &pnp::kControlInterface;
+}
+
+const GUID* zorvanSerialPortInterface() {
+    return &pnp::kSerialPortInterface;
+}
 
 void zorvanStartDriver(CompleteRequest complete, const wchar_t* serialDevicePrefix) {
     setCompletion(complete);

@@ -17,8 +17,8 @@ class Port;
 extern "C" {
 
 // The interface classes of a device.
-ZORVAN_ENGINE_API extern const GUID zorvanControlInterface;
-ZORVAN_ENGINE_API extern const GUID zorvanSerialPortInterface;
+ZORVAN_ENGINE_API const GUID* zorvanControlInterface();
+ZORVAN_ENGINE_API const GUID* zorvanSerialPortInterface();
 
 // Comes first. Submitted requests are completed through the function, on any thread, also before zorvanSubmit
 // returns. The names of all serial devices begin with the prefix; what a driver process that died has left of them is

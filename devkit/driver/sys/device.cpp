@@ -88,10 +88,10 @@ NTSTATUS enableInterfaces(Device& device, SerialDeviceName& name) {
 NTSTATUS registerInterfaces(Device& device) {
     const KernelCall call;
     auto status =
-        IoRegisterDeviceInterface(device.physical, &zorvanControlInterface, nullptr, &device.controlInterface);
+        IoRegisterDeviceInterface(device.physical, zorvanControlInterface(), nullptr, &device.controlInterface);
     if (NT_SUCCESS(status))
         status =
-            IoRegisterDeviceInterface(device.physical, &zorvanSerialPortInterface, nullptr, &device.serialInterface);
+            IoRegisterDeviceInterface(device.physical, zorvanSerialPortInterface(), nullptr, &device.serialInterface);
     return status;
 }
 
