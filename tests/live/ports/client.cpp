@@ -1,8 +1,7 @@
 #include "client.h"
 
 #include "support/program.h"
-
-#include <filesystem>
+#include "support/test_main.h"
 
 namespace zorvan::test {
 
@@ -13,14 +12,9 @@ std::set<std::wstring> presentPortNames() {
     return names;
 }
 
-void runScript(const std::wstring& script, const std::string& lastWords) {
-    const std::filesystem::path folder(SOURCE_FOLDER "tests/live/ports/scripts/");
-    auto path = folder / script.substr(0, script.find(L' '));
-    const auto result = runProgram(
-        L"cscript.exe \"" + path.make_preferred().wstring() + L"\"" +
-        script.substr(path.filename().wstring().size()));
-    // Wine's cscript ends with 0 even after an error that no script handled.
-    EXPECT_EQ(lastWords + "\n", result.output) << testing::PrintToString(script);
+void act(const std::wstring& arguments) {
+    const auto result = runProgram(L"\"" + siblingPath(L"..\\portwright.exe") + L"\" " + arguments);
+    EXPECT_EQ(result.exitCode, 0) << testing::PrintToString(arguments) << result.output;
 }
 
 void SystemTest::TearDown() {

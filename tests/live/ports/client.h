@@ -1,4 +1,4 @@
-// What the system tests share: ports that do not outlive their test, and scripts in processes of their own.
+// What the system tests share: ports that do not outlive their test, and what other processes do to them.
 #pragma once
 
 #include "support/client.h"
@@ -11,11 +11,8 @@ namespace zorvan::test {
 // The names that a library object lists which comes anew.
 std::set<std::wstring> presentPortNames();
 
-// Runs a script of tests/live/ports/scripts with its arguments, and expects these to be its last words.
-void runScript(const std::wstring& script, const std::string& lastWords);
-inline void act(const std::wstring& arguments) {
-    runScript(L"act.js " + arguments, "Done.");
-}
+// Lets portwright do something to the ports, in a process of its own.
+void act(const std::wstring& arguments);
 
 // Fails the test when it leaves other ports behind than it found.
 class SystemTest : public testing::Test {

@@ -19,9 +19,12 @@ TEST_F(EventsSystemTest, AnotherProcessChangesThePorts) {
         const wchar_t* port;
         std::size_t count;
     } steps[] = {
-        {L"create COM80", "added", L"COM80", 1},      {L"rename COM80 COM82", "renamed", L"COM82", 1},
-        {L"bridge COM82 COM81", "mode", L"COM81", 1}, {L"disconnect COM82", "mode", L"COM81", 2},
-        {L"delete COM82", "deleted", L"COM82", 1},    {L"delete COM81", "deleted", L"COM81", 1},
+        {L"create COM80", "added", L"COM80", 1},
+        {L"rename COM80 COM82", "renamed", L"COM82", 1},
+        {L"bridge --temporary COM82 COM81", "mode", L"COM81", 1},
+        {L"disconnect COM82", "mode", L"COM81", 2},
+        {L"delete COM82", "deleted", L"COM82", 1},
+        {L"delete COM81", "deleted", L"COM81", 1},
     };
     for (const auto& [action, event, port, count] : steps) {
         act(action);
