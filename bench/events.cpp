@@ -17,10 +17,10 @@ constexpr DWORD kTimeLimitMs = 10000;
 
 // The first event that the library makes for itself to wait on: the one that the driver signals when a port changes.
 HANDLE deviceEvent = nullptr;
-decltype(&CreateEventW) createEvent = nullptr;
+decltype(&CreateEventW) windowsCreateEvent = nullptr;
 
 HANDLE WINAPI createNotedEvent(SECURITY_ATTRIBUTES* attributes, BOOL manual, BOOL set, const wchar_t* name) {
-    HANDLE event = createEvent(attributes, manual, set, name);
+    HANDLE event = windowsCreateEvent(attributes, manual, set, name);
     if (deviceEvent == nullptr && manual == FALSE)
         deviceEvent = event;
     return event;
@@ -28,7 +28,7 @@ HANDLE WINAPI createNotedEvent(SECURITY_ATTRIBUTES* attributes, BOOL manual, BOO
 
 Library createLibraryAndNoteEvent() {
     const Library loaded = createLibrary(); // the DLL
-    createEvent = CreateEventW;
+    windowsCreateEvent = CreateEventW;
     deviceEvent = nullptr;
     const ReplacedImport noted(
         GetModuleHandleW(L"zorvanlib.dll"), "CreateEventW", reinterpret_cast<void*>(&createNotedEvent));
@@ -110,7 +110,7 @@ void reportRate(Report& report, const std::string& name, int count, const Series
 
 void measureListener(Report& report, const WatchedPort& port) {
     constexpr int kMany = 20;
-    constexpr Plan kPlan{15, 15};
+    constexpr Plan kSignals{15, 15};
     Callback ours;
     Callback bare;
     const auto listener = makeComObject<Listener>(ours);
@@ -119,7 +119,7 @@ void measureListener(Report& report, const WatchedPort& port) {
         1, [&] { bare.called(); }, [] {});
 
     const auto once = takeTurns(
-        kPlan,
+        kSignals,
         {[&] { return secondsTo(1, ours, port.event()); }, [&] { return secondsTo(1, bare, waiting.event()); }});
     report.addRatio("from a signal to a listener", atMost(1.2), once[0], once[1], "a bare waiting thread");
 

@@ -13,7 +13,6 @@ namespace portwright {
 namespace {
 
 constexpr unsigned long kHighestNumber = 4096; // of the COM port database
-constexpr double kThousandths = 1000.0;
 constexpr char kNoLogon[] = "where nobody can be logged on, as under Wine, give --temporary";
 constexpr char kNoPipe[] = "let another program create the pipe first, or create it here: --create";
 
@@ -94,7 +93,7 @@ PortState Port::state() const {
     state.emulateTxOverflow = read(*device_, &IVirtualSerialDevice::get_emulateTxOverflow, name_) != VARIANT_FALSE;
     // Kept in thousandths; the library's multiplication leaves a rest in the last digit.
     const auto probability = read(*device_, &IVirtualSerialDevice::get_crossoverProbability, name_);
-    state.crossoverProbability = std::round(probability * kThousandths) / kThousandths;
+    state.crossoverProbability = std::round(probability * kProbabilitySteps) / kProbabilitySteps;
     readConnection(state);
     return state;
 }

@@ -17,6 +17,9 @@ namespace portwright {
 // "broken", "listening", "pipe", "bridge", "handles", as VirtualSerialDeviceMode calls them.
 std::string modeInWords(VirtualSerialDeviceMode mode);
 
+// The library keeps the crossover probability in whole thousandths.
+inline constexpr double kProbabilitySteps = 1000.0;
+
 struct PortState {
     std::string portName;
     VirtualSerialDeviceMode mode{};

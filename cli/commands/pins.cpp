@@ -37,7 +37,7 @@ struct Pin {
     const PinName* name;
 };
 
-struct Change {
+struct PinChange {
     bool connect;
     Pin from;
     Pin to;
@@ -56,8 +56,8 @@ Pin parsePin(const std::string& text) {
 }
 
 // A sequence of: connect PIN PIN..., disconnect PIN PIN..., reset.
-std::vector<Change> parseChanges(const std::vector<std::string>& words) {
-    std::vector<Change> changes;
+std::vector<PinChange> parseChanges(const std::vector<std::string>& words) {
+    std::vector<PinChange> changes;
     std::string action;
     for (std::size_t i = 0; i < words.size(); ++i) {
         if (words[i] == "connect" || words[i] == "disconnect" || words[i] == "reset") {
@@ -87,7 +87,7 @@ ComPointer<IPin> pinOf(const Port& port, const Pin& pin) {
     return result;
 }
 
-void change(const Port& port, const Change& change) {
+void change(const Port& port, const PinChange& change) {
     const auto from = pinOf(port, change.from);
     const auto to = pinOf(port, change.to);
     check(

@@ -33,10 +33,8 @@ PortState newPort(const std::string& name) {
     return state;
 }
 
-// The library keeps whole thousandths.
 bool sameProbability(double wanted, double present) {
-    constexpr double kThousandths = 1000.0;
-    return std::floor(wanted * kThousandths) == std::round(present * kThousandths);
+    return std::floor(wanted * kProbabilitySteps) == std::round(present * kProbabilitySteps);
 }
 
 // Whether a port is joined as the rig says.

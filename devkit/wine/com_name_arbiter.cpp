@@ -11,7 +11,7 @@ namespace {
 
 constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\COM Name Arbiter";
 constexpr wchar_t kValue[] = L"ComDB";
-constexpr wchar_t kMutex[] = L"Global\\zorvanlib-devkit-com-name-arbiter";
+constexpr wchar_t kArbiterMutex[] = L"Global\\zorvanlib-devkit-com-name-arbiter";
 constexpr DWORD kSizeStep = 1024;
 
 // Windows enters the machine's own ports in the database; Wine makes DOS names for the host's (COM1 for
@@ -41,7 +41,7 @@ std::unique_ptr<ComNameArbiter> ComNameArbiter::open() {
         SetLastError(static_cast<DWORD>(status));
         return nullptr;
     }
-    UniqueHandle mutex(CreateMutexW(nullptr, FALSE, kMutex));
+    UniqueHandle mutex(CreateMutexW(nullptr, FALSE, kArbiterMutex));
     if (!mutex)
         return nullptr;
     return std::unique_ptr<ComNameArbiter>(new ComNameArbiter(std::move(key), std::move(mutex)));

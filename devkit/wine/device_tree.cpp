@@ -12,7 +12,7 @@ namespace zorvan::devkit {
 
 namespace {
 
-constexpr wchar_t kMutex[] = L"Global\\zorvanlib-devkit-device-tree";
+constexpr wchar_t kTreeMutex[] = L"Global\\zorvanlib-devkit-device-tree";
 constexpr DWORD kPatience = 120000; // milliseconds
 
 // The process that hosts the driver works for an installation or removal whose client has the lock.
@@ -83,7 +83,7 @@ void* address(Function* function) {
 
 } // namespace
 
-DeviceTreeLock::DeviceTreeLock() : mutex_(CreateMutexW(nullptr, FALSE, kMutex)), lock_(mutex_.get(), kPatience) {}
+DeviceTreeLock::DeviceTreeLock() : mutex_(CreateMutexW(nullptr, FALSE, kTreeMutex)), lock_(mutex_.get(), kPatience) {}
 
 std::array<ExportRedirect, 2> deviceTreeRedirects{
     ExportRedirect(address(&SetupDiGetClassDevsExW), address(&getClassDevs), ExportRedirect::KeepOriginal::Yes),

@@ -3,6 +3,7 @@
 #include "newdev_stand_in.h"
 
 #include "driver_choice.h"
+#include "failed_call.h"
 
 #include <algorithm>
 #include <iterator>
@@ -37,11 +38,6 @@ bool needsReboot(HDEVINFO set, PSP_DEVINFO_DATA device) {
     params.cbSize = sizeof params;
     return SetupDiGetDeviceInstallParamsW(set, device, &params) &&
            (params.Flags & (DI_NEEDREBOOT | DI_NEEDRESTART)) != 0;
-}
-
-BOOL fail(DWORD error) {
-    SetLastError(error);
-    return FALSE;
 }
 
 BOOL install(HDEVINFO set, PSP_DEVINFO_DATA device, PBOOL needReboot) {

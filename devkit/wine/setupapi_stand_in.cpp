@@ -2,6 +2,7 @@
 #include "setupapi_stand_in.h"
 
 #include "base/unique.h"
+#include "failed_call.h"
 
 #include <cfgmgr32.h>
 #include <ole2.h>
@@ -17,11 +18,6 @@ namespace {
 constexpr wchar_t kInterfaceClasses[] = L"SYSTEM\\CurrentControlSet\\Control\\DeviceClasses\\";
 constexpr std::size_t kPrefixLength = 4; // \\?\ and its like
 constexpr std::size_t kGuidLength = 38;
-
-BOOL fail(DWORD error) {
-    SetLastError(error);
-    return FALSE;
-}
 
 // What an interface path says: \\?\ device # {class}, and \ reference where the device has several of the class.
 struct InterfaceName {

@@ -21,7 +21,7 @@ constexpr LCID kLocale = 0x0409;
 
 // Guards all that follows. Nothing of it needs an end when the module goes: its last user has seen to that.
 constinit SlimLock lock;
-constinit unsigned uses = 0;
+constinit unsigned libraryUsers = 0;
 constinit ITypeLib* library = nullptr;
 constinit TypeInformation* firstLoaded = nullptr;
 
@@ -43,12 +43,12 @@ ComPointer<ITypeInfo> read(const HeldLock&, const IID& iid) {
 
 TypeLibraryUse::TypeLibraryUse() noexcept {
     const HeldLock held(lock);
-    ++uses;
+    ++libraryUsers;
 }
 
 TypeLibraryUse::~TypeLibraryUse() {
     const HeldLock held(lock);
-    if (--uses != 0)
+    if (--libraryUsers != 0)
         return;
     while (firstLoaded != nullptr)
         std::exchange(firstLoaded, firstLoaded->nextLoaded_)->forget();

@@ -11,8 +11,8 @@ namespace {
 
 constexpr wchar_t kClassName[] = L"ZorvanlibEventWindow";
 
-SlimLock useLock;
-int uses = 0;
+SlimLock windowLock;
+int windowUsers = 0;
 
 void registerClass(WNDPROC procedure) {
     WNDCLASSEXW windowClass{};
@@ -26,14 +26,14 @@ void registerClass(WNDPROC procedure) {
 } // namespace
 
 WindowClass::WindowClass(WNDPROC procedure) {
-    const HeldLock held(useLock);
-    if (uses++ == 0)
+    const HeldLock held(windowLock);
+    if (windowUsers++ == 0)
         registerClass(procedure);
 }
 
 WindowClass::~WindowClass() {
-    const HeldLock held(useLock);
-    if (--uses == 0)
+    const HeldLock held(windowLock);
+    if (--windowUsers == 0)
         UnregisterClassW(kClassName, moduleInstance());
 }
 

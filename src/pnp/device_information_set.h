@@ -31,6 +31,8 @@ void forEachDevice(const DeviceInformationSet& set, Visit&& visit) {
 // Empty when the system does not tell.
 std::wstring deviceInstanceId(const SP_DEVINFO_DATA& device);
 
+inline constexpr REGSAM kReadAndWrite = KEY_READ | KEY_WRITE;
+
 // The device's hardware key; none when it does not open.
 UniqueRegistryKey openHardwareKey(HDEVINFO set, SP_DEVINFO_DATA& device, REGSAM access);
 

@@ -11,7 +11,6 @@ namespace zorvan::pnp {
 
 namespace {
 
-constexpr REGSAM kKeyAccess = KEY_READ | KEY_WRITE;
 constexpr DWORD kFriendlyNameSize = 520;
 constexpr DWORD kDosDeviceLength = 259;
 
@@ -58,7 +57,7 @@ PortRename::PortRename(std::wstring oldName, std::wstring newName)
 void PortRename::findDevice() {
     device_.cbSize = sizeof device_;
     for (DWORD index = 0; set_ && SetupDiEnumDeviceInfo(set_.get(), index, &device_) != FALSE; ++index) {
-        key_ = openHardwareKey(set_.get(), device_, kKeyAccess);
+        key_ = openHardwareKey(set_.get(), device_, kReadAndWrite);
         if (key_ && readPortName(key_.get()) == oldName_)
             return;
         key_.reset();

@@ -11,9 +11,6 @@ namespace zorvan::pnp {
 
 namespace {
 
-constexpr REGSAM kKeyAccess = KEY_READ | KEY_WRITE;
-static_assert(kKeyAccess == 0x2001F);
-
 std::uint32_t usedNumber(HKEY hardwareKey) {
     const auto number = portNumber(readWellFormedPortName(hardwareKey));
     if (number == 0)
@@ -27,7 +24,7 @@ std::vector<std::uint32_t> listUsedPortNumbers() {
     std::vector<std::uint32_t> numbers;
     const auto set = presentDevices(kSerialPortInterface);
     forEachDevice(set, [&](SP_DEVINFO_DATA& device) {
-        if (const auto key = openHardwareKey(set.get(), device, kKeyAccess))
+        if (const auto key = openHardwareKey(set.get(), device, kReadAndWrite))
             numbers.push_back(usedNumber(key.get()));
     });
     std::sort(numbers.begin(), numbers.end());

@@ -8,8 +8,6 @@ namespace {
 using protocol::RecordWriter;
 using protocol::Set;
 
-const std::wstring kPipe = L"\\\\.\\pipe\\Serial1";
-
 class Connections : public OnePort {
 protected:
     void SetUp() override {

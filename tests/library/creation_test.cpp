@@ -8,9 +8,6 @@ namespace zorvan::simulation {
 
 namespace {
 
-constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
-constexpr HRESULT kNumberTaken = static_cast<HRESULT>(0x800702BA);
-
 class Creation : public OnePort {
 protected:
     HRESULT create(const VARIANT& portName) {

@@ -106,12 +106,12 @@ void FaultSweep::SetUp() {
     state.remoteServer = L"server";
     state.remotePort = L"COM3";
     state.securityDescriptor = L"D:AR(A;;CC;;;WD)";
-    state.pipe.pipe = host.own(std::make_shared<File>(L"\\\\.\\pipe\\name"));
+    state.pipe.pipe = host.own(std::make_shared<File>(kPipe));
     state.files.inputFile = host.own(std::make_shared<File>(L"C:\\in.txt"));
     state.files.outputFile = host.own(std::make_shared<File>(L"C:\\out.txt"));
     machine.portDatabase.claimed = {1, 5, 6};
     machine.dosNames.targets = {{L"COM6", L"\\Device\\Serial6"}};
-    machine.files.existing = {L"C:\\in.txt", L"\\\\.\\pipe\\name"};
+    machine.files.existing = {L"C:\\in.txt", kPipe};
     machine.users.accounts = {{L"user", {L"domain", kPassword}}};
     machine.modules.libraryPath = L"C:\\Product\\bin\\zorvanlib.dll";
     machine.modules.loadable = {L"C:\\Product\\bin\\DIFxAPI.dll"};

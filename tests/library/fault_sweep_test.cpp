@@ -7,9 +7,6 @@ namespace zorvan::simulation {
 
 namespace {
 
-const std::wstring kPipe = L"\\\\.\\pipe\\name";
-constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
-
 // An error may have done part of the work, where nothing else is said.
 const Outcome kOutOfMemoryOrDone{{E_OUTOFMEMORY, S_OK}, true};
 const Outcome kFailureOrNothing{{S_OK, E_FAIL}, true};

@@ -67,7 +67,6 @@ protected:
 // Its name is the text that its value begins with. Who asks for a number or a name is told that this one is taken,
 // or that the machine cannot be listed; nobody looks when the system chooses.
 TEST_F(HostileRegistry, PortNameMayBeAnyValue) {
-    constexpr HRESULT kNumberTaken = static_cast<HRESULT>(0x800702BA);
     auto& port = machine.addPort(L"");
     for (const auto& shape : kShapes) {
         SCOPED_TRACE("row " + std::to_string(&shape - kShapes) + ", " + describe(shape.name));

@@ -2,13 +2,11 @@
 #pragma once
 
 #include "listed_members.h"
-#include "simulation/call.h"
+#include "simulation/simulation_test.h"
 
 namespace zorvan::simulation {
 
 using Device = IVirtualSerialDevice;
-
-inline const std::wstring kPipe = L"\\\\.\\pipe\\Serial1";
 
 // What a member does once its port is gone. Intended that it differs.
 inline constexpr HRESULT kAnswers = S_OK;                                  // from what the object knows

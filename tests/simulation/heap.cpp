@@ -52,7 +52,7 @@ bool isToFail() {
     return allocationsToFailure > 0 && --allocationsToFailure == 0;
 }
 
-void* counted(void* block) {
+void* countedBlock(void* block) {
     if (block != nullptr)
         ++liveBlocks;
     return block;
@@ -74,7 +74,7 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
     SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
-    void* STDMETHODCALLTYPE PostAlloc(void* block) override { return counted(block); }
+    void* STDMETHODCALLTYPE PostAlloc(void* block) override { return countedBlock(block); }
     void* STDMETHODCALLTYPE PreFree(void* block, BOOL) override {
         freed(block);
         return block;
@@ -84,7 +84,7 @@ public:
         freed(*given = block);
         return size;
     }
-    void* STDMETHODCALLTYPE PostRealloc(void* block, BOOL) override { return counted(block); }
+    void* STDMETHODCALLTYPE PostRealloc(void* block, BOOL) override { return countedBlock(block); }
     void* STDMETHODCALLTYPE PreGetSize(void* block, BOOL) override { return block; }
     SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T size, BOOL) override { return size; }
     void* STDMETHODCALLTYPE PreDidAlloc(void* block, BOOL) override { return block; }
@@ -103,13 +103,13 @@ bool installSpy() {
 SIMULATE_SILENTLY(void*, malloc, std::size_t size) {
     if (isToFail())
         return nullptr;
-    void* block = counted(std::malloc(size));
+    void* block = countedBlock(std::malloc(size));
     scribble(block, 0, size);
     return block;
 }
 
 SIMULATE_SILENTLY(void*, calloc, std::size_t count, std::size_t size) {
-    return isToFail() ? nullptr : counted(std::calloc(count, size));
+    return isToFail() ? nullptr : countedBlock(std::calloc(count, size));
 }
 
 SIMULATE_SILENTLY(void*, realloc, void* block, std::size_t size) {
@@ -120,7 +120,7 @@ SIMULATE_SILENTLY(void*, realloc, void* block, std::size_t size) {
         lookForSecret(block, before); // it may move, and leave what it held behind
     void* moved = std::realloc(block, size);
     scribble(moved, before, size);
-    return block == nullptr ? counted(moved) : moved;
+    return block == nullptr ? countedBlock(moved) : moved;
 }
 
 SIMULATE_SILENTLY(LPVOID, HeapAlloc, HANDLE heap, DWORD flags, SIZE_T size) {

@@ -11,8 +11,13 @@
 
 #include <memory>
 #include <set>
+#include <string>
 
 namespace zorvan::simulation {
+
+inline const std::wstring kPipe = L"\\\\.\\pipe\\Serial1";
+inline constexpr HRESULT kRestartNeeded = static_cast<HRESULT>(0x80070BC2);
+inline constexpr HRESULT kNumberTaken = static_cast<HRESULT>(0x800702BA);
 
 class SimulationTest : public testing::Test {
 protected:

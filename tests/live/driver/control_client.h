@@ -9,6 +9,8 @@
 
 namespace zorvan::test {
 
+inline constexpr DWORD kNoSuchDevice = 433; // the toolchain's headers lack this error's name
+
 UniqueHandle openPath(const std::wstring& path, DWORD access = GENERIC_READ | GENERIC_WRITE);
 
 // What it comes to: 0 or the error that a Win32 caller sees.

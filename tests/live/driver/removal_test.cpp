@@ -4,7 +4,6 @@
 namespace zorvan::test {
 namespace {
 
-constexpr DWORD kNoSuchDevice = 433;         // the toolchain's headers lack this error's name
 constexpr DWORD kProcessEndTimeout = 10'000; // milliseconds
 
 TEST(Removal, LeavesOpenHandlesBehind) {

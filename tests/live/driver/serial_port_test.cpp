@@ -6,8 +6,6 @@ namespace {
 
 using protocol::Set;
 
-constexpr DWORD kNoSuchDevice = 433; // the toolchain's headers lack this error's name
-
 using SerialPort = TestOf<OpenBridge>;
 
 TEST_F(SerialPort, KeepsItsSettingsWhileItIsOpen) {
