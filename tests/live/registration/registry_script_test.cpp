@@ -105,9 +105,9 @@ TEST_F(RegistryScript, FailsWhereASubkeyCannotBeDeleted) {
 }
 
 TEST_F(RegistryScript, RefusesWhatIsNoScript) {
-    std::wstring deep = L"HKCU { ";
-    for (int i = 0; i < 100000; ++i)
-        deep += L"k { ";
+    std::wstring deep = L"Key";
+    for (int level = 0; level < 32; ++level)
+        deep = L"Key { " + deep + L" }";
     const std::wstring scripts[] = {
         L"Software { }",                       // no predefined key
         L"HKCU { = s 'x' }",                   // a value without a name
@@ -116,7 +116,7 @@ TEST_F(RegistryScript, RefusesWhatIsNoScript) {
         L"HKCU { '' }",                        // an empty name
         L"HKCU { Key = b '0' }",               // half a byte
         L"HKCU { Key = d '4294967296' }",
-        deep,
+        L"HKCU { " + deep + L" }",
     };
     for (const std::wstring& script : scripts)
         EXPECT_THROW(parseRegistryScript(script), ScriptError) << testing::PrintToString(script.substr(0, 80));
