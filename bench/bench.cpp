@@ -61,7 +61,7 @@ int wmain(int count, wchar_t** arguments) {
     constexpr int kPeerArguments = 4;
     _setmode(_fileno(stdout), _O_BINARY);
     try {
-        const ComApartment apartment;
+        zorvan::test::require(CoInitializeEx(nullptr, COINIT_MULTITHREADED), "initialising COM");
         if (count == kPeerArguments)
             zorvan::bench::servePeer(arguments[2], arguments[3]);
         else

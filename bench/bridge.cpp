@@ -31,11 +31,10 @@ constexpr Direction kDirections[] = {{Kind::Send, Kind::Receive, "out"}, {Kind::
 // This process's ends of every link, and the process at the others.
 class Links {
 public:
-    explicit Links(const std::vector<Device>& devices)
-        : peer_(portName(*devices.at(1).Get()), portName(*devices.at(3).Get())) {
-        end(Link::Bridge) = openBridgeEnd(portName(*devices.at(0).Get()));
+    explicit Links(const std::vector<Device>& devices) : peer_(portName(*devices.at(1)), portName(*devices.at(3))) {
+        end(Link::Bridge) = openBridgeEnd(portName(*devices.at(0)));
         end(Link::Pipe) = peer_.takePipeEnd();
-        end(Link::AtOnce) = openAtOnceEnd(portName(*devices.at(2).Get()));
+        end(Link::AtOnce) = openAtOnceEnd(portName(*devices.at(2)));
     }
 
     double secondsTo(Kind here, Kind there, Link link, const Size& size) const {
@@ -107,11 +106,11 @@ void measureLatency(Report& report, const Links& links) {
 } // namespace
 
 void measureBridge(Report& report) {
-    const auto library = createLibrary();
-    const auto devices = devicesOf(*library.Get());
-    check(devices.at(0)->createBridge(devices.at(1).Get(), VARIANT_FALSE), "createBridge");
+    const auto library = createRegisteredLibrary();
+    const auto devices = devicesOf(*library);
+    require(devices.at(0)->createBridge(devices.at(1).get(), VARIANT_FALSE), "createBridge");
     for (const auto& unjoined : {devices.at(2), devices.at(3)})
-        check(unjoined->put_emulateTxOverflow(VARIANT_TRUE), "emulateTxOverflow");
+        require(unjoined->put_emulateTxOverflow(VARIANT_TRUE), "emulateTxOverflow");
     const Links links(devices);
     for (const auto& size : kSizes)
         for (const auto& direction : kDirections)

@@ -46,7 +46,7 @@ DISPID lookUp(IDispatch& object, const wchar_t* name) {
     std::wstring copy = name;
     auto* text = copy.data();
     DISPID id = DISPID_UNKNOWN;
-    check(object.GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id), "GetIDsOfNames");
+    require(object.GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id), "GetIDsOfNames");
     return id;
 }
 
@@ -54,7 +54,7 @@ DISPID lookUp(IDispatch& object, const wchar_t* name) {
 void readLate(IDispatch& object, const wchar_t* name) {
     DISPPARAMS none{};
     VARIANT result{};
-    check(
+    require(
         object.Invoke(
             lookUp(object, name), IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result, nullptr,
             nullptr),
@@ -69,10 +69,10 @@ void askForMember(IDispatch& object, const wchar_t* name) {
 // What is done with an object, or with each of many new ones.
 using Use = void (*)(IDispatch& object, const wchar_t* name);
 
-double useEach(const std::vector<ComPtr<IDispatch>>& objects, Use use, const wchar_t* name) {
+double useEach(const std::vector<ComPointer<IDispatch>>& objects, Use use, const wchar_t* name) {
     return secondsOf([&] {
         for (const auto& object : objects)
-            use(*object.Get(), name);
+            use(*object, name);
     });
 }
 
@@ -82,12 +82,12 @@ void measureFirstCall(Report& report, const std::string& name, Use use, const wc
     constexpr Plan kFirstPlan{15, 5};
     constexpr std::size_t kObjects = 20;
     const auto makeMany = [&] {
-        std::vector<ComPtr<IDispatch>> objects(kObjects);
+        std::vector<ComPointer<IDispatch>> objects(kObjects);
         for (auto& object : objects)
             object = make();
         return objects;
     };
-    const std::vector<ComPtr<IDispatch>> old(kObjects, make());
+    const std::vector<ComPointer<IDispatch>> old(kObjects, make());
     const auto taken = takeTurns(
         kFirstPlan, {[&] { return useEach(makeMany(), use, member); },
                      [&] {
@@ -99,41 +99,33 @@ void measureFirstCall(Report& report, const std::string& name, Use use, const wc
          "an old object: " + duration(spreadOf(taken[1]).median / kObjects)});
 }
 
-template <class Object, class Property>
-ComPtr<IDispatch> read(Object& object, HRESULT (Object::*property)(Property**)) {
-    ComPtr<Property> value;
-    check((object.*property)(value.GetAddressOf()), "reading an object");
-    return value;
-}
-
 void measureFirstCalls(Report& report, IVirtualSerialLibrary& library, IVirtualSerialDevice& device) {
     measureFirstCall(report, "first late-bound call on a new collection", readLate, L"Count", [&] {
-        return read(library, &IVirtualSerialLibrary::get_devicesCollection);
+        return readObject(library, &IVirtualSerialLibrary::get_devicesCollection);
     });
     measureFirstCall(report, "first late-bound call on a new socket", readLate, L"DTR", [&] {
-        return read(device, &IVirtualSerialDevice::get_localSocket);
+        return readObject(device, &IVirtualSerialDevice::get_localSocket);
     });
-    ComPtr<ISocket> socket;
-    check(device.get_localSocket(socket.GetAddressOf()), "localSocket");
+    const auto socket = readObject(device, &IVirtualSerialDevice::get_localSocket);
     measureFirstCall(report, "first late-bound look-up on a new pin", askForMember, L"sendTo", [&] {
-        return read(*socket.Get(), &ISocket::get_DTR);
+        return readObject(*socket, &ISocket::get_DTR);
     });
 }
 
 } // namespace
 
 void measureCalls(Report& report) {
-    const auto library = createLibrary();
-    const auto device = devicesOf(*library.Get()).front();
-    BareRequest bare(controlPath(*device.Get()));
+    const auto library = createRegisteredLibrary();
+    const auto device = devicesOf(*library).front();
+    BareRequest bare(controlPath(*device));
 
     const auto bareRead = [&] { return secondsOf([&] { bare.query(Query::Mode); }); };
     const auto reads = takeTurns(
         kPlan, {[&] {
                     VirtualSerialDeviceMode mode{};
-                    return secondsOf([&] { check(device->get_mode(&mode), "mode"); });
+                    return secondsOf([&] { require(device->get_mode(&mode), "mode"); });
                 },
-                [&] { return secondsOf([&] { readLate(*device.Get(), L"mode"); }); }, bareRead, bareRead});
+                [&] { return secondsOf([&] { readLate(*device, L"mode"); }); }, bareRead, bareRead});
     report.addRatio("the same twice: a bare open, request, close", kNoGoal, reads[3], reads[2], kBareRead);
     report.addRatio("reading a property", atMost(1.03), reads[0], reads[2], kBareRead);
     report.addRatio("reading a property, late-bound", atMost(1.10), reads[1], reads[2], kBareRead);
@@ -141,10 +133,10 @@ void measureCalls(Report& report) {
     protocol::ErrorEmulationShort noErrors{protocol::kBitCrossover, 0, 0};
     const auto writes = takeTurns(
         kPlan,
-        {[&] { return secondsOf([&] { check(device->put_crossoverProbability(0.0), "crossoverProbability"); }); },
+        {[&] { return secondsOf([&] { require(device->put_crossoverProbability(0.0), "crossoverProbability"); }); },
          [&] { return secondsOf([&] { bare.set(Set::ErrorEmulation, noErrors); }); }});
     report.addRatio("setting a property", atMost(1.03), writes[0], writes[1], kBareRead);
-    measureFirstCalls(report, *library.Get(), *device.Get());
+    measureFirstCalls(report, *library, *device);
 }
 
 } // namespace zorvan::bench

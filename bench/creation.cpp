@@ -122,15 +122,15 @@ void reportSplit(Report& report, const std::string& work, const Split& split) {
 } // namespace
 
 void measureCreation(Report& report) {
-    const auto library = createLibrary();
+    const auto library = createRegisteredLibrary();
     const auto clocks = clockImports(GetModuleHandleW(L"zorvanlib.dll"));
     Split creation;
     Split deletion;
     for (int round = 0; round < kRounds; ++round) {
         Device device;
-        creation.take([&] { check(createPort(*library.Get(), nullptr, device), "creating a port"); });
+        creation.take([&] { require(library->createDevice(VARIANT{}, device.put()), "creating a port"); });
         rest();
-        deletion.take([&] { check(device->deleteDevice(), "deleting a port"); });
+        deletion.take([&] { require(device->deleteDevice(), "deleting a port"); });
         rest();
     }
     reportSplit(report, "creating a port", creation);

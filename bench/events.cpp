@@ -27,12 +27,12 @@ HANDLE WINAPI createNotedEvent(SECURITY_ATTRIBUTES* attributes, BOOL manual, BOO
 }
 
 Library createLibraryAndNoteEvent() {
-    const Library loaded = createLibrary(); // the DLL
+    const Library loaded = createRegisteredLibrary(); // the DLL
     windowsCreateEvent = CreateEventW;
     deviceEvent = nullptr;
     const ReplacedImport noted(
         GetModuleHandleW(L"zorvanlib.dll"), "CreateEventW", reinterpret_cast<void*>(&createNotedEvent));
-    return createLibrary();
+    return createRegisteredLibrary();
 }
 
 // A library object that knows one port, and the event that the port's driver signals.
@@ -42,7 +42,7 @@ public:
         expect(event_ != nullptr, "the event of the port");
     }
 
-    IVirtualSerialLibrary& library() const { return *library_.Get(); }
+    IVirtualSerialLibrary& library() const { return *library_; }
     HANDLE event() const { return event_; }
 
 private:
@@ -114,7 +114,7 @@ void measureListener(Report& report, const WatchedPort& port) {
     Callback ours;
     Callback bare;
     const auto listener = makeComObject<Listener>(ours);
-    check(port.library().addListener(listener.get()), "addListener");
+    require(port.library().addListener(listener.get()), "addListener");
     const MessageThread waiting(
         1, [&] { bare.called(); }, [] {});
 
@@ -133,7 +133,7 @@ void measureListener(Report& report, const WatchedPort& port) {
         {"a change event with one port", atMost(0.2), spreadOf(each), "ms",
          "a bare waiting thread: " + duration(spreadOf(many[1]).median / kMany)});
     reportRate(report, "callbacks to a listener", kMany, many[0], "");
-    check(port.library().removeListener(listener.get()), "removeListener");
+    require(port.library().removeListener(listener.get()), "removeListener");
 }
 
 // A script calls it as a function.
@@ -177,19 +177,19 @@ void measureScript(Report& report, const WatchedPort& port) {
     argument.vt = VT_DISPATCH;
     argument.pdispVal = callback.get();
     LONG id = 0;
-    check(port.library().changed(argument, &id), "changed");
+    require(port.library().changed(argument, &id), "changed");
     const auto taken =
         takeTurns({15, 3}, {[&] {
                       rest();
                       return secondsOf([&] {
                           signal->begin(kMany);
-                          check(port.library().dispatchEvents(callback.get(), INFINITE), "dispatchEvents");
+                          require(port.library().dispatchEvents(callback.get(), INFINITE), "dispatchEvents");
                       });
                   }});
     reportRate(report, "callbacks to a script", kMany, taken[0], "");
     argument.vt = VT_I4;
     argument.lVal = id;
-    check(port.library().changed(argument, &id), "ending a subscription");
+    require(port.library().changed(argument, &id), "ending a subscription");
 }
 
 } // namespace

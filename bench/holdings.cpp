@@ -40,13 +40,13 @@ double bytesInUse() {
 
 Holdings measureHoldings() {
     std::vector<Library> libraries(kObjects);
-    std::generate(libraries.begin(), libraries.end(), createLibrary); // whatever the first ones cost once
-    libraries.assign(kObjects, nullptr);
+    std::generate(libraries.begin(), libraries.end(), createRegisteredLibrary); // whatever the first ones cost once
+    libraries.assign(kObjects, {});
     const double bytes = bytesInUse();
     const double handles = handlesOfThisProcess();
-    std::generate(libraries.begin(), libraries.end(), createLibrary);
+    std::generate(libraries.begin(), libraries.end(), createRegisteredLibrary);
     rest(); // the event threads wait
-    const auto ports = devicesOf(*libraries.front().Get()).size();
+    const auto ports = devicesOf(*libraries.front()).size();
     return {
         static_cast<double>(ports), (bytesInUse() - bytes) / kObjects, (handlesOfThisProcess() - handles) / kObjects};
 }

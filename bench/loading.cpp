@@ -3,16 +3,21 @@
 #include "listing.h"
 #include "report.h"
 
+#include "base/com_pointer.h"
 #include "base/hresult_error.h"
-#include "examples/client.h"
 #include "pnp/device_classes.h"
+#include "support/expect.h"
 
 #include <dbt.h>
+#include <zorvanlib.h>
 
 #include <filesystem>
 #include <thread>
 
 namespace zorvan::bench {
+
+using test::expect;
+using test::require;
 
 namespace {
 
@@ -76,10 +81,10 @@ double secondsToLoad(const std::wstring& path) {
 void makeLibraryObject(HMODULE module) {
     const auto getClassObject = reinterpret_cast<decltype(&DllGetClassObject)>(
         reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
-    ComPtr<IClassFactory> factory;
-    check(getClassObject(__uuidof(VirtualSerialLibrary), IID_PPV_ARGS(factory.GetAddressOf())), "the class object");
-    ComPtr<IVirtualSerialLibrary> library;
-    check(factory->CreateInstance(nullptr, IID_PPV_ARGS(library.GetAddressOf())), "the library object");
+    ComPointer<IClassFactory> factory;
+    require(getClassObject(__uuidof(VirtualSerialLibrary), IID_PPV_ARGS(factory.put())), "the class object");
+    ComPointer<IVirtualSerialLibrary> library;
+    require(factory->CreateInstance(nullptr, IID_PPV_ARGS(library.put())), "the library object");
 }
 
 double secondsToUse(const std::wstring& path) {
@@ -136,7 +141,7 @@ std::vector<Row> measureLoading() {
 
 int wmain() {
     try {
-        const ComApartment apartment;
+        zorvan::test::require(CoInitializeEx(nullptr, COINIT_MULTITHREADED), "initialising COM");
         zorvan::bench::writeRows("loading.json", zorvan::bench::measureLoading());
         return 0;
     } catch (const std::exception& error) {

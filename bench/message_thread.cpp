@@ -1,10 +1,13 @@
 #include "message_thread.h"
 
-#include "examples/client.h"
+#include "support/expect.h"
 
 #include <algorithm>
 
 namespace zorvan::bench {
+
+using test::expect;
+using test::require;
 
 namespace {
 

@@ -1,10 +1,13 @@
 #include "peer.h"
 
-#include "examples/client.h"
+#include "support/expect.h"
 
 #include <vector>
 
 namespace zorvan::bench {
+
+using test::expect;
+using test::require;
 
 namespace {
 

@@ -1,14 +1,22 @@
 // The ports of the bench's own prefix.
 #pragma once
 
-#include "examples/client.h"
+#include "support/client.h"
 
+#include <string>
 #include <vector>
 
 namespace zorvan::bench {
 
-using Library = ComPtr<IVirtualSerialLibrary>;
-using Device = ComPtr<IVirtualSerialDevice>;
+using test::createRegisteredLibrary;
+using test::devicesOf;
+using test::expect;
+using test::portName;
+using test::readObject;
+using test::require;
+
+using Library = ComPointer<IVirtualSerialLibrary>;
+using Device = ComPointer<IVirtualSerialDevice>;
 
 // Makes ports, past the library, which waits half a second for each, until there are so many. Returns when a new
 // library object finds them all.
@@ -16,9 +24,6 @@ void haveThisManyPorts(long count);
 
 // Of an earlier run that was ended.
 void deleteAllPorts();
-
-// As the library object knows them now.
-std::vector<Device> devicesOf(IVirtualSerialLibrary& library);
 
 // The path that control requests to the device go to.
 std::wstring controlPath(IVirtualSerialDevice& device);

@@ -33,8 +33,8 @@ double secondsToList(HWND window) {
 } // namespace
 
 void measureRefresh(Report& report) {
-    const auto library = createLibrary();
-    const auto ports = devicesOf(*library.Get()).size();
+    const auto library = createRegisteredLibrary();
+    const auto ports = devicesOf(*library).size();
     const MessageThread bare(
         ports, [] {}, [] { listDevices(); });
     HWND window = libraryWindow();

@@ -1,9 +1,12 @@
 #include "script_function.h"
 
 #include "base/com_object.h"
-#include "examples/client.h"
+#include "support/expect.h"
 
 namespace zorvan::bench {
+
+using test::expect;
+using test::require;
 
 namespace {
 
@@ -24,21 +27,22 @@ public:
 
 ComPointer<IActiveScript> startEngine() {
     CLSID id{};
-    check(CLSIDFromProgID(L"JScript", &id), "the script engine's identifier");
+    require(CLSIDFromProgID(L"JScript", &id), "the script engine's identifier");
     ComPointer<IActiveScript> engine;
     auto** object = reinterpret_cast<void**>(engine.put());
-    check(CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IActiveScript), object), "the script engine");
-    check(engine->SetScriptSite(makeComObject<Site>().get()), "SetScriptSite");
+    require(
+        CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IActiveScript), object), "the script engine");
+    require(engine->SetScriptSite(makeComObject<Site>().get()), "SetScriptSite");
     return engine;
 }
 
 ComPointer<IDispatch> evaluate(IActiveScript& engine, const wchar_t* source) {
-    ComPtr<IActiveScriptParse> parser;
-    check(engine.QueryInterface(IID_PPV_ARGS(parser.GetAddressOf())), "the script parser");
-    check(parser->InitNew(), "InitNew");
-    check(engine.SetScriptState(SCRIPTSTATE_STARTED), "starting the script engine");
+    ComPointer<IActiveScriptParse> parser;
+    require(engine.QueryInterface(IID_PPV_ARGS(parser.put())), "the script parser");
+    require(parser->InitNew(), "InitNew");
+    require(engine.SetScriptState(SCRIPTSTATE_STARTED), "starting the script engine");
     VARIANT value{};
-    check(
+    require(
         parser->ParseScriptText(source, nullptr, nullptr, nullptr, 0, 0, SCRIPTTEXT_ISEXPRESSION, &value, nullptr),
         "a script");
     expect(value.vt == VT_DISPATCH, "the script's value is a function");
@@ -51,7 +55,7 @@ ComPointer<IDispatch> call(IDispatch& function, IDispatch& argument) {
     value.pdispVal = &argument;
     DISPPARAMS parameters{&value, nullptr, 1, 0};
     VARIANT result{};
-    check(
+    require(
         function.Invoke(
             DISPID_VALUE, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, &result, nullptr, nullptr),
         "calling a script");

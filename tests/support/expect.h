@@ -16,10 +16,11 @@ inline void expect(bool holds, const char* what) {
 }
 
 inline void require(HRESULT result, const char* what) {
+    if (SUCCEEDED(result))
+        return;
     char code[20];
     std::snprintf(code, sizeof code, ": 0x%08lX", result);
-    if (FAILED(result))
-        throw std::runtime_error(what + std::string(code));
+    throw std::runtime_error(what + std::string(code));
 }
 
 // Whether the condition holds within twenty seconds.
