@@ -5,6 +5,7 @@
 #include "com/interrupt.h"
 #include "com/library.h"
 #include "com/text.h"
+#include "com/wine_stub.h"
 #include "commands/command.h"
 #include "output/console.h"
 
@@ -103,6 +104,7 @@ int run(int count, wchar_t** arguments) {
 } // namespace
 
 int wmain(int count, wchar_t** arguments) {
+    tellMissingFunctionsOfWine();
     try {
         const Apartment apartment;
         return run(count, arguments);

@@ -324,8 +324,10 @@ FunctionEnd
 ; The ports of a user alone are the machine's: an administrator deletes them.
 Section "un.Ports and driver" un.portsSection
   ${If} $forMachine = 1
-    !insertmacro RunPortwright "delete --all" ${PORTS_FAILED} "The ports cannot be deleted."
-    !insertmacro RunPortwright "doctor --release-stale" ${PORTS_FAILED} "Port numbers cannot be released."
+    !insertmacro RunPortwright "delete --all" ${PORTS_FAILED} \
+      "The ports cannot be deleted. With /KEEPPORTS the rest is removed."
+    !insertmacro RunPortwright "doctor --release-stale" ${PORTS_FAILED} \
+      "Port numbers cannot be released. With /KEEPPORTS the rest is removed."
     ${If} ${FileExists} "${DRIVER_LIST}"
       !insertmacro RunPortwright 'uninstall --library "${LIBRARY}"' ${DRIVER_FAILED} \
         "The driver package cannot be uninstalled."

@@ -277,6 +277,8 @@ def examining():
     check("list", 1, "", "the library is not registered (0x80040154)")
     subprocess.run(["wine", "regsvr32", library], capture_output=True)
     check("doctor --release-stale", 0, None)
+    os.environ["WINEDLLOVERRIDES"] = "msports=b"
+    check("create", 1, "", "portwright: Wine lacks msports.dll.ComDBOpen")
 
 
 def main():
