@@ -22,7 +22,7 @@ using simulation::SimulatedFunction;
 
 using simulation::DeviceInfoSet;
 
-constexpr int kRefreshes = 5;
+constexpr int kRefreshes = 20; // so many that what a creation does besides hardly counts
 
 // The simulation looks for a device of a set from the first one on, which would hide what the library takes. This
 // goes on from the one before.
