@@ -85,9 +85,10 @@ TEST_P(Growth, OfARefresh) {
         GetModuleHandleW(L"zorvanlib.dll"), "SetupDiEnumDeviceInfo", reinterpret_cast<void*>(&enumerateInOrder));
     const auto taken =
         takeTurns({3, 1}, {[&] { return secondsToRefresh(*library); }, [&] { return secondsToList(); }});
+    // Without a goal: how long the bare listing takes is the stand-in's affair.
     rows.push_back(
-        {fmt::format("a refresh with {} simulated ports", GetParam()), atMost(1.5), ratioOf(taken[0], taken[1]),
-         kTimes, "a bare listing: " + duration(spreadOf(taken[1]).median / kRefreshes)});
+        {fmt::format("a refresh with {} simulated ports", GetParam()), kNoGoal, ratioOf(taken[0], taken[1]), kTimes,
+         "a bare listing: " + duration(spreadOf(taken[1]).median / kRefreshes)});
     writeRows("growth.json", rows);
 }
 
