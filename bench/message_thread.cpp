@@ -7,7 +7,6 @@
 namespace zorvan::bench {
 
 using test::expect;
-using test::require;
 
 namespace {
 
