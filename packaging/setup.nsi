@@ -319,6 +319,13 @@ FunctionEnd
 !insertmacro TakeAwayDriverPackage ""
 !insertmacro TakeAwayDriverPackage "un."
 
+!insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
+  !insertmacro MUI_DESCRIPTION_TEXT ${librarySection} "What programs and scripts ask for ports, and its command line."
+  !insertmacro MUI_DESCRIPTION_TEXT ${driverSection} \
+    "What makes the ports: the package in the folder that is named driver, beside this program."
+  !insertmacro MUI_DESCRIPTION_TEXT ${pathSection} "So that portwright can be called from any folder."
+!insertmacro MUI_FUNCTION_DESCRIPTION_END
+
 ; The removal: in the order of its sections.
 
 ; The ports of a user alone are the machine's: an administrator deletes them.
@@ -356,6 +363,11 @@ Section "un.Library and portwright" un.librarySection
   RMDir "$INSTDIR\bin"
   RMDir "$INSTDIR"
 SectionEnd
+
+!insertmacro MUI_UNFUNCTION_DESCRIPTION_BEGIN
+  !insertmacro MUI_DESCRIPTION_TEXT ${un.portsSection} "Deletes all ports, and uninstalls the driver package."
+  !insertmacro MUI_DESCRIPTION_TEXT ${un.librarySection} "The library, its registration and its command line."
+!insertmacro MUI_UNFUNCTION_DESCRIPTION_END
 
 Function un.onInit
   SetRegView 64
